@@ -1,0 +1,36 @@
+# qsn_options: what every target of ours is compiled and linked with. Dependencies do not use it.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+# Line tables let a backtrace be read; the shipped DLL is stripped of them.
+set(CMAKE_CXX_FLAGS_RELEASE "-O2 -g1 -DNDEBUG")
+set(CMAKE_C_FLAGS_RELEASE "-O2 -g1 -DNDEBUG")
+
+find_program(CCACHE ccache)
+mark_as_advanced(CCACHE)
+if(CCACHE)
+    set(CMAKE_C_COMPILER_LAUNCHER "${CCACHE}")
+    set(CMAKE_CXX_COMPILER_LAUNCHER "${CCACHE}")
+endif()
+
+add_library(qsn_options INTERFACE)
+target_compile_definitions(
+    qsn_options
+    INTERFACE _WIN32_WINNT=0x0601
+              WINVER=0x0601
+              UNICODE
+              _UNICODE
+              NOMINMAX
+              WIN32_LEAN_AND_MEAN
+              # OpenSSL 3.0 with the interface of 1.1
+              OPENSSL_API_COMPAT=0x10101000L)
+target_compile_options(
+    qsn_options
+    INTERFACE $<$<COMPILE_LANGUAGE:C,CXX>:-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wcast-qual -Wformat=2 -Wundef
+              -Wduplicated-cond -Wlogical-op -Wvla -Werror>
+              $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast -Woverloaded-virtual -Wextra-semi -Wredundant-tags>)
+# No folder of the building machine in what is shipped.
+target_compile_options(qsn_options INTERFACE "$<$<COMPILE_LANGUAGE:C,CXX>:-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=>")
+# No DLL of a compiler or a library is to be shipped along.
+target_link_options(qsn_options INTERFACE -static -Wl,--fatal-warnings)

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "AccountStore.h"
+#include "CertificateAuthority.h"
+#include "HostNames.h"
+#include "RecordedRequest.h"
+#include "RequestLog.h"
+#include "Script.h"
+#include "TlsFault.h"
+
+namespace qsn::service {
+
+struct ServerOptions {
+    std::filesystem::path keyFolder;  // holds request_private.pem and reply_public.pem
+    Accounts accounts = {};
+    HostNames hosts = HostNames::OfThisBuild();
+    std::uint16_t port = 0;                                                     // 0: any free one
+    std::shared_ptr<const CertificateAuthority> authority = {};                 // null: a new one for this server
+    bool keepRequests = true;                                                   // false: TakeRequests stays empty
+    std::function<void(const RecordedRequest&)> onRequest = {};                 // on the connection's thread
+    std::function<void(const std::string& target, int status)> onRefused = {};  // a CONNECT or a plain request refused
+};
+
+// The account service on one port of 127.0.0.1: a proxy that accepts CONNECT for its own hosts only and speaks TLS and
+// HTTP/1.1 on the same socket. It runs from construction to destruction; destruction ends every connection at once,
+// delayed and silent replies included. Every member may be called from any thread.
+class AccountServer {
+public:
+    // Throws std::runtime_error: keys unreadable, port taken.
+    explicit AccountServer(ServerOptions options);
+    ~AccountServer();
+    AccountServer(const AccountServer&) = delete;
+    AccountServer& operator=(const AccountServer&) = delete;
+
+    std::uint16_t Port() const;
+    const CertificateAuthority& Authority() const;
+    AccountStore& Accounts();
+    Script& Rules();
+
+    // Both end the connections that exist before they return, because a client keeps using those that it has. Not to be
+    // called from the callbacks of the options.
+    void SetTlsFault(TlsFault fault);
+    void DropConnections();
+
+    // The status that the next tunnels are refused with; 0 accepts them again.
+    void RefuseTunnels(int status);
+
+    // All requests since the last call, in order of arrival. A request is listed before its reply is sent.
+    std::vector<RecordedRequest> TakeRequests();
+    // Waits until at least `count` requests are there to take; false when `timeout` comes first.
+    bool WaitForRequests(std::size_t count, std::chrono::milliseconds timeout);
+    Counters Count() const;
+
+private:
+    class Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace qsn::service

@@ -1,0 +1,95 @@
+#pragma once
+
+#include <json/value.h>
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <list>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "RecordedRequest.h"
+
+namespace qsn::service {
+
+// Which requests a rule is for; an empty member matches every request.
+struct RequestMatch {
+    std::string host = {};
+    std::string path = {};
+    std::string requestType = {};
+    std::function<bool(const RecordedRequest&)> where = {};
+
+    bool Matches(const RecordedRequest& request) const;
+};
+
+// How one header of the reply pair is spoilt.
+enum class PairFault { kNone, kOmitted, kEmpty, kWrong, kUpperCase, kOddLength, kNoHex, kTooLong };
+
+enum class GzipMode {
+    kWhenAccepted,  // when the request takes it and the body is worth it
+    kAlways,
+    kNever,
+    kBroken  // labelled gzip, damaged in the middle
+};
+
+// What to change in the reply that the service would give. Each member left alone keeps the service's own behaviour.
+struct ReplyChange {
+    // The envelope; the pair is made for whatever text results.
+    std::optional<int> result = {};
+    std::optional<std::string> additionalMessage = {};
+    std::optional<Json::Value> data = {};
+    std::optional<std::string> body = {};  // these very bytes in place of the envelope
+
+    // The reply pair.
+    PairFault token = PairFault::kNone;
+    PairFault digest = PairFault::kNone;
+
+    // HTTP.
+    std::optional<int> status = {};
+    HeaderList headers = {};
+    GzipMode gzip = GzipMode::kWhenAccepted;
+    std::vector<std::size_t> chunks = {};  // not empty: chunked transfer; the last size repeats to the end of the body
+    bool breakChunking = false;            // the second chunk starts with a size that is no number
+    std::optional<std::uint64_t> contentLength = {};  // a false Content-Length
+
+    // The way.
+    std::chrono::milliseconds delay{0};  // before the first byte
+    std::size_t pieceSize = 0;           // not 0: header and body leave in pieces of this size …
+    std::chrono::milliseconds pause{0};  // … with this pause between them
+    std::optional<std::size_t> closeAfterHeaderBytes = {};
+    std::optional<std::size_t> closeAfterBodyBytes = {};
+    bool closeBeforeReply = false;
+    bool neverReply = false;  // holds the connection until the client or the server ends it
+};
+
+// The rules of a test. Of the rules that match a request one applies: the oldest of those with a count that is not used
+// up yet, otherwise the newest without a count. Any thread may call any member.
+class Script {
+public:
+    void Once(ReplyChange change, RequestMatch match = {}) { Times(1, std::move(change), std::move(match)); }
+    void Times(unsigned count, ReplyChange change, RequestMatch match = {});
+    void Always(ReplyChange change, RequestMatch match = {});
+    void Clear();
+
+    // Counted rules that no request has met yet.
+    unsigned Pending() const;
+
+    // Uses up one count of the rule that applies.
+    std::optional<ReplyChange> Take(const RecordedRequest& request);
+
+private:
+    struct Rule {
+        RequestMatch match;
+        ReplyChange change;
+        unsigned left;
+    };
+
+    mutable std::mutex rulesLock_;
+    std::list<Rule> counted_;
+    std::list<Rule> lasting_;
+};
+
+}  // namespace qsn::service

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace qsn::service {
+
+using Bytes = std::vector<std::uint8_t>;
+
+// ASCII only, whatever the locale.
+std::string LowerCase(std::string_view text);
+std::string UpperCase(std::string_view text);
+bool EqualIgnoringCase(std::string_view a, std::string_view b);
+
+std::string ToHex(std::span<const std::uint8_t> bytes);
+// Lower-case digits in pairs, nothing else.
+std::optional<Bytes> FromHex(std::string_view text);
+
+std::string EscapeHtml(std::string_view text);
+// Undoes %XX and '+' of a query value; a malformed escape stays as it is.
+std::string DecodeQueryValue(std::string_view text);
+// The decoded value of `name` in a request target's query, empty when it is not there.
+std::string QueryValue(std::string_view target, std::string_view name);
+
+}  // namespace qsn::service

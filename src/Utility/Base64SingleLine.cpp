@@ -1,0 +1,63 @@
+#include "Utility/Base64.h"
+
+#include <wincrypt.h>
+
+#include <utility>
+
+#include "Utility/Guard.h"
+#include "Utility/Trace.h"
+
+namespace qsn {
+namespace {
+
+constexpr DWORD kSingleLine = CRYPT_STRING_BASE64 | CRYPT_STRING_NOCRLF;
+
+HRESULT Encode(std::span<const std::uint8_t> bytes, std::string* text) {
+    // CryptoAPI refuses a null pointer even for no bytes.
+    const BYTE* const data = bytes.empty() ? reinterpret_cast<const BYTE*>("") : bytes.data();
+    const DWORD size = static_cast<DWORD>(bytes.size());
+    DWORD length = 0;
+    if (!CryptBinaryToStringA(data, size, kSingleLine, nullptr, &length)) {
+        TraceW(L"Failed to calculate buffer size for Base64 encode\n");
+        return E_FAIL;
+    }
+    std::string encoded(length, '\0');
+    if (!CryptBinaryToStringA(data, size, kSingleLine, encoded.data(), &length)) {
+        TraceW(L"Failed to encode data to Base64\n");
+        return E_FAIL;
+    }
+    encoded.resize(length);
+    *text = std::move(encoded);
+    return S_OK;
+}
+
+HRESULT Decode(std::string_view text, std::vector<std::uint8_t>* bytes) {
+    // To CryptoAPI a length of 0 means "up to the NUL".
+    const char* const data = text.empty() ? "" : text.data();
+    const DWORD length = static_cast<DWORD>(text.size());
+    DWORD size = 0;
+    if (!CryptStringToBinaryA(data, length, CRYPT_STRING_BASE64, nullptr, &size, nullptr, nullptr)) {
+        TraceW(L"Failed to calculate buffer size for Base64 decode\n");
+        return E_FAIL;
+    }
+    std::vector<std::uint8_t> decoded(size);
+    if (!CryptStringToBinaryA(data, length, CRYPT_STRING_BASE64, decoded.data(), &size, nullptr, nullptr)) {
+        TraceW(L"Failed to decode data from Base64\n");
+        return E_FAIL;
+    }
+    decoded.resize(size);
+    *bytes = std::move(decoded);
+    return S_OK;
+}
+
+}  // namespace
+
+HRESULT Base64Encode(std::span<const std::uint8_t> bytes, std::string* text) {
+    return Guarded([&] { return Encode(bytes, text); });
+}
+
+HRESULT Base64Decode(std::string_view text, std::vector<std::uint8_t>* bytes) {
+    return Guarded([&] { return Decode(text, bytes); });
+}
+
+}  // namespace qsn

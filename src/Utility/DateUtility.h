@@ -1,0 +1,30 @@
+#pragma once
+
+#include <windows.h>
+
+#include <cstddef>
+#include <cstdint>
+
+namespace qsn {
+
+// Dates as the service sends them. A record with a year below 1900 stands for "no date".
+
+// Thrown by `MakeTime`, and by the functions below it for a date that `MakeTime` refuses.
+struct DateError {
+    HRESULT code;
+};
+
+// Fills `date` from a text of the form YYYYMMDD; anything else leaves it as it was.
+void ParseDate(const char* text, std::size_t length, SYSTEMTIME* date);
+
+// Seconds since 1970 of a local time. Throws DateError with E_FAIL for a field out of range and with E_INVALIDARG for
+// a time that the C runtime cannot express.
+std::int64_t MakeTime(int year, int month, int day, int hour, int minute, int second);
+
+// Whether `date` plus `days` lies before now, by whole days.
+bool IsPastDays(const SYSTEMTIME& date, int days);
+
+// Whole days from `b` to `a`, truncated towards zero.
+std::int64_t DaysBetween(const SYSTEMTIME& a, const SYSTEMTIME& b);
+
+}  // namespace qsn

@@ -1,0 +1,161 @@
+#include "Utility/DeviceIdentity.h"
+
+#include <objbase.h>
+#include <wbemidl.h>
+
+#include <algorithm>
+#include <cwchar>
+#include <string>
+
+#include "Utility/AutomationOwners.h"
+#include "Utility/ComOwners.h"
+#include "Utility/Guard.h"
+#include "Utility/Md5.h"
+
+namespace qsn {
+namespace {
+
+constexpr wchar_t kPropertyName[] = L"UUID";
+// The headers give these as unsigned enumerators.
+constexpr LONG kWaitWithoutLimit = -1;
+constexpr HRESULT kNotFound = static_cast<HRESULT>(WBEM_E_NOT_FOUND);
+
+// COM on the calling thread, which may belong to an apartment of either kind already.
+class ComOnThread {
+public:
+    ComOnThread() noexcept : m_result(CoInitialize(nullptr)) {}
+    ComOnThread(const ComOnThread&) = delete;
+    ComOnThread& operator=(const ComOnThread&) = delete;
+    ~ComOnThread() {
+        if (SUCCEEDED(m_result)) CoUninitialize();
+    }
+
+    HRESULT Result() const noexcept { return m_result == RPC_E_CHANGED_MODE ? S_OK : m_result; }
+
+private:
+    HRESULT m_result;
+};
+
+HRESULT InitialiseSecurity() {
+    const HRESULT hr = CoInitializeSecurity(nullptr, -1, nullptr, nullptr, RPC_C_AUTHN_LEVEL_DEFAULT,
+                                            RPC_C_IMP_LEVEL_IMPERSONATE, nullptr, EOAC_NONE, nullptr);
+    // The host, or an earlier call, has decided already.
+    return hr == RPC_E_TOO_LATE ? S_OK : hr;
+}
+
+HRESULT Connect(UniqueCom<IWbemServices>& services) {
+    UniqueCom<IWbemLocator> locator;
+    HRESULT hr = CoCreateInstance(CLSID_WbemLocator, nullptr, CLSCTX_INPROC_SERVER, IID_IWbemLocator, Out(locator));
+    if (FAILED(hr)) return hr;
+    const UniqueBstr name(SysAllocString(L"ROOT\\CIMV2"));
+    if (!name) return E_OUTOFMEMORY;
+    hr = locator->ConnectServer(name.get(), nullptr, nullptr, nullptr, 0, nullptr, nullptr, Out(services));
+    if (FAILED(hr)) return hr;
+    return CoSetProxyBlanket(services.get(), RPC_C_AUTHN_WINNT, RPC_C_AUTHZ_NONE, nullptr, RPC_C_AUTHN_LEVEL_CALL,
+                             RPC_C_IMP_LEVEL_IMPERSONATE, nullptr, EOAC_NONE);
+}
+
+HRESULT FirstInstance(IWbemServices* services, const wchar_t* className, UniqueCom<IWbemClassObject>& instance) {
+    const UniqueBstr language(SysAllocString(L"WQL"));
+    const UniqueBstr query(SysAllocString((std::wstring(L"SELECT * FROM ") + className).c_str()));
+    if (!language || !query) return E_OUTOFMEMORY;
+    UniqueCom<IEnumWbemClassObject> instances;
+    HRESULT hr = services->ExecQuery(language.get(), query.get(), WBEM_FLAG_FORWARD_ONLY | WBEM_FLAG_RETURN_IMMEDIATELY,
+                                     nullptr, Out(instances));
+    if (FAILED(hr)) return hr;
+    ULONG count = 0;
+    hr = instances->Next(kWaitWithoutLimit, 1, Out(instance), &count);
+    if (FAILED(hr)) return hr;
+    return instance ? S_OK : kNotFound;
+}
+
+HRESULT ReadProperty(IWbemClassObject* instance, std::wstring* text) {
+    HRESULT hr = instance->BeginEnumeration(0);
+    while (SUCCEEDED(hr)) {
+        UniqueBstr name;
+        UniqueVariant value;
+        hr = instance->Next(0, BstrOut(name), value.Receive(), nullptr, nullptr);
+        if (hr != WBEM_S_NO_ERROR) break;
+        if (_wcsicmp(name.get(), kPropertyName) != 0) continue;
+        *text = WmiPropertyText(value.Get());
+        instance->EndEnumeration();
+        return S_OK;
+    }
+    return FAILED(hr) ? hr : kNotFound;
+}
+
+std::wstring JoinedElements(SAFEARRAY* array) {
+    std::wstring text;
+    LONG first = 0;
+    LONG last = -1;
+    if (FAILED(SafeArrayGetLBound(array, 1, &first)) || FAILED(SafeArrayGetUBound(array, 1, &last))) return text;
+    for (LONG i = first; i <= last; ++i) {
+        UniqueBstr element;
+        const HRESULT hr = SafeArrayGetElement(array, &i, BstrOut(element));
+        if (SUCCEEDED(hr) && element) text += element.get();
+    }
+    return text;
+}
+
+HRESULT Query(const wchar_t* className, std::wstring* text) {
+    const ComOnThread com;
+    if (FAILED(com.Result())) return com.Result();
+    HRESULT hr = InitialiseSecurity();
+    if (FAILED(hr)) return hr;
+    UniqueCom<IWbemServices> services;
+    hr = Connect(services);
+    if (FAILED(hr)) return hr;
+    UniqueCom<IWbemClassObject> instance;
+    hr = FirstInstance(services.get(), className, instance);
+    return FAILED(hr) ? hr : ReadProperty(instance.get(), text);
+}
+
+void Place(std::wstring_view text, DeviceText& buffer) {
+    const std::size_t length = std::min(text.size(), kDeviceTextSize - 1);
+    *std::copy_n(text.begin(), length, buffer) = L'\0';
+}
+
+std::string NarrowByCodeUnit(const wchar_t* text) {
+    std::string narrow;
+    while (*text) narrow += static_cast<char>(*text++);
+    return narrow;
+}
+
+std::wstring UpperCase(const std::string& text) {
+    std::wstring upper(text.begin(), text.end());
+    for (wchar_t& c : upper)
+        if (c >= L'a' && c <= L'z') c = static_cast<wchar_t>(c - L'a' + L'A');
+    return upper;
+}
+
+}  // namespace
+
+std::wstring WmiPropertyText(const VARIANT& value) {
+    if (value.vt == VT_BSTR) return value.bstrVal ? value.bstrVal : L"";
+    return value.vt == (VT_ARRAY | VT_BSTR) ? JoinedElements(value.parray) : std::wstring();
+}
+
+HRESULT QueryWmiProperty(const wchar_t* className, DeviceText* value) {
+    if (!value) return E_INVALIDARG;
+    return Guarded([&] {
+        std::wstring text;
+        const HRESULT hr = Query(className, &text);
+        if (SUCCEEDED(hr)) Place(text, *value);
+        return hr;
+    });
+}
+
+HRESULT GetDeviceId(DeviceText& identifier, DeviceText* rawUuid) {
+    DeviceText uuid = {};
+    const HRESULT hr = QueryWmiProperty(L"Win32_ComputerSystemProduct", &uuid);
+    if (FAILED(hr)) return hr;
+    return Guarded([&] {
+        const std::string hash = MD5HexOfString(NarrowByCodeUnit(uuid));
+        if (!IsMD5Hex(hash)) return E_FAIL;
+        if (rawUuid) Place(uuid, *rawUuid);
+        Place(UpperCase(hash), identifier);
+        return S_OK;
+    });
+}
+
+}  // namespace qsn

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <windows.h>
+
+#include <oaidl.h>
+
+#include <cstddef>
+#include <string>
+
+namespace qsn {
+
+inline constexpr std::size_t kDeviceTextSize = 260;
+using DeviceText = wchar_t[kDeviceTextSize];
+
+// The device identifier: the MD5 of the machine's UUID as 32 upper-case hexadecimal digits. `rawUuid` may be null.
+// A failing WMI query is returned unchanged and leaves both outputs as they were.
+HRESULT GetDeviceId(DeviceText& identifier, DeviceText* rawUuid);
+
+// The property "UUID" of the first instance of a WMI class in ROOT\CIMV2. E_INVALIDARG for a null output.
+// WBEM_E_NOT_FOUND where the class has no instance or the instance no such property.
+HRESULT QueryWmiProperty(const wchar_t* className, DeviceText* value);
+// A text property as it is, the elements of a text array joined, empty for any other type.
+std::wstring WmiPropertyText(const VARIANT& value);
+
+}  // namespace qsn

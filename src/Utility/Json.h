@@ -1,0 +1,21 @@
+#pragma once
+
+#include <json/value.h>
+
+#include <string>
+#include <string_view>
+
+namespace qsn {
+
+// The one place that talks to jsoncpp's reader and writer: nothing that they throw leaves these functions.
+bool ParseJson(std::string_view text, Json::Value* root);
+// Compact, members in ascending byte order, one line feed at the end.
+bool WriteJson(const Json::Value& root, std::string* text);
+
+// jsoncpp's conversions without its exceptions: a member of a wrong type, or of an object that is none, reads like a
+// missing one.
+std::string JsonText(const Json::Value& object, const char* member);
+int JsonInt(const Json::Value& object, const char* member);
+const Json::Value& JsonMember(const Json::Value& object, const char* member);
+
+}  // namespace qsn

@@ -1,0 +1,70 @@
+#include "Utility/KeyBlobCipher.h"
+
+#include <algorithm>
+
+#include "Utility/CryptoApiOwners.h"
+
+namespace qsn {
+namespace {
+
+UniqueCryptProvider AcquireProvider() {
+    UniqueCryptProvider provider;
+    if (!CryptAcquireContextW(provider.Receive(), nullptr, MS_ENHANCED_PROV_W, PROV_RSA_FULL, CRYPT_VERIFYCONTEXT) &&
+        GetLastError() == static_cast<DWORD>(NTE_BAD_KEYSET))
+        CryptAcquireContextW(provider.Receive(), nullptr, nullptr, PROV_RSA_FULL, CRYPT_NEWKEYSET);
+    return provider;
+}
+
+UniqueCryptKey ImportKey(HCRYPTPROV provider, const KeyBlob& blob) {
+    UniqueCryptKey key;
+    if (blob.length <= sizeof(blob.bytes))
+        CryptImportKey(provider, blob.bytes, blob.length, 0, CRYPT_EXPORTABLE, key.Receive());
+    return key;
+}
+
+std::size_t BlockSize(HCRYPTKEY key) {
+    DWORD bits = 0;
+    DWORD size = sizeof(bits);
+    if (!CryptGetKeyParam(key, KP_BLOCKLEN, reinterpret_cast<BYTE*>(&bits), &size, 0)) return 0;
+    return bits / 8;
+}
+
+void Fill(std::uint8_t* output, std::size_t capacity, std::span<const std::uint8_t> input) {
+    std::fill(std::ranges::copy(input, output).out, output + capacity, std::uint8_t{0});
+}
+
+}  // namespace
+
+HRESULT EncryptWithKeyBlob(const KeyBlob& key, std::span<const std::uint8_t, kKeyBlobBlockSize> block,
+                           std::uint8_t* output, std::uint32_t* capacity) {
+    if (!output || !capacity) return E_POINTER;
+    if (*capacity < block.size()) return E_INVALIDARG;
+    const UniqueCryptProvider provider = AcquireProvider();
+    if (!provider) return E_UNEXPECTED;
+    Fill(output, *capacity, block);
+    const UniqueCryptKey imported = ImportKey(provider.Get(), key);
+    if (!imported) return E_FAIL;
+    DWORD length = static_cast<DWORD>(block.size());
+    if (!CryptEncrypt(imported.Get(), 0, TRUE, 0, output, &length, *capacity)) return E_FAIL;
+    *capacity = length;
+    return S_OK;
+}
+
+HRESULT DecryptWithKeyBlob(const KeyBlob& key, std::span<const std::uint8_t> ciphertext, std::uint8_t* output,
+                           std::uint32_t* capacity) {
+    if (!ciphertext.data() || !output || !capacity) return E_POINTER;
+    if (*capacity < ciphertext.size()) return E_INVALIDARG;
+    const UniqueCryptProvider provider = AcquireProvider();
+    if (!provider) return E_UNEXPECTED;
+    Fill(output, *capacity, ciphertext);
+    const UniqueCryptKey imported = ImportKey(provider.Get(), key);
+    // Not left to CryptDecrypt: there are providers that work on a whole block, beyond the end of a shorter buffer.
+    if (!imported || BlockSize(imported.Get()) != ciphertext.size()) return E_FAIL;
+    DWORD length = static_cast<DWORD>(ciphertext.size());
+    if (!CryptDecrypt(imported.Get(), 0, TRUE, 0, output, &length)) return E_FAIL;
+    if (length < *capacity) output[length] = 0;
+    *capacity = length;
+    return S_OK;
+}
+
+}  // namespace qsn

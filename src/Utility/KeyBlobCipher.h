@@ -1,0 +1,29 @@
+#pragma once
+
+#include <windows.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+namespace qsn {
+
+inline constexpr std::size_t kKeyBlobBlockSize = 16;
+
+// A CryptoAPI key blob as the key provider hands it out.
+struct KeyBlob {
+    std::uint8_t bytes[1024];
+    std::uint32_t length;
+};
+
+// PKCS #1 v1.5 with a CryptoAPI key blob, in CryptoAPI's own (little-endian) byte order. `capacity` is the buffer's
+// size on entry and the result's length on return.
+// E_POINTER: a null buffer or capacity. E_INVALIDARG: a capacity below the block size, or below the ciphertext's
+// length. E_UNEXPECTED: no crypto provider. E_FAIL: the key or the data were refused.
+HRESULT EncryptWithKeyBlob(const KeyBlob& key, std::span<const std::uint8_t, kKeyBlobBlockSize> block,
+                           std::uint8_t* output, std::uint32_t* capacity);
+// Writes a NUL behind the plain bytes where the buffer has room for it.
+HRESULT DecryptWithKeyBlob(const KeyBlob& key, std::span<const std::uint8_t> ciphertext, std::uint8_t* output,
+                           std::uint32_t* capacity);
+
+}  // namespace qsn

@@ -1,0 +1,224 @@
+#include "Utility/MemberCrypto.h"
+
+#include <openssl/crypto.h>
+#include <openssl/pem.h>
+#include <openssl/rand.h>
+
+#include <algorithm>
+#include <climits>
+#include <utility>
+
+#include "Utility/Base64.h"
+#include "Utility/Guard.h"
+#include "Utility/LibCrypto.h"
+#include "Utility/Trace.h"
+
+namespace qsn {
+namespace {
+
+constexpr char kUnit[] = "Utility\\CryptoUtility";
+constexpr std::size_t kIvSize = 12;
+constexpr int kTagSize = 16;
+// What libcrypto's lengths of type int can express.
+constexpr std::size_t kMaxInput = INT_MAX - kTagSize;
+
+HRESULT Failed(const wchar_t* text) {
+    TraceW(L"%ls", text);
+    return E_FAIL;
+}
+
+// Wipes bytes that must not stay in freed memory.
+class WipeAtEnd {
+public:
+    explicit WipeAtEnd(std::vector<std::uint8_t>& bytes) noexcept : m_bytes(bytes) {}
+    WipeAtEnd(const WipeAtEnd&) = delete;
+    WipeAtEnd& operator=(const WipeAtEnd&) = delete;
+    ~WipeAtEnd() { OPENSSL_cleanse(m_bytes.data(), m_bytes.size()); }
+
+private:
+    std::vector<std::uint8_t>& m_bytes;
+};
+
+std::span<const std::uint8_t> AsBytes(std::string_view text) {
+    return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
+
+bool IsUsable(EVP_CIPHER_CTX* context, std::span<const std::uint8_t> iv, std::span<const std::uint8_t> input) {
+    return context && iv.size() == kIvSize && input.size() <= kMaxInput;
+}
+
+UniqueCipherContext NewCipherContext() {
+    StartLibCrypto();
+    UniqueCipherContext context(EVP_CIPHER_CTX_new());
+    if (!context) TraceW(L"Failed to call EVP_CIPHER_CTX_new");
+    return context;
+}
+
+bool SwitchPaddingOff(EVP_CIPHER_CTX* context) {
+    // On a context without a cipher OpenSSL 3 reports failure, but keeps the wish for the cipher that comes.
+    EVP_CIPHER_CTX_set_padding(context, 0);
+    return EVP_CIPHER_CTX_test_flags(context, EVP_CIPH_NO_PADDING) != 0;
+}
+
+HRESULT EncryptGcm(EVP_CIPHER_CTX* context, const AesKey& key, const std::uint8_t* iv,
+                   std::span<const std::uint8_t> input, std::vector<std::uint8_t>* output, int* outputLength) {
+    if (!SwitchPaddingOff(context)) return Failed(L"Failed to call EVP_CIPHER_CTX_set_padding");
+    const EVP_CIPHER* const cipher = EVP_aes_128_gcm();
+    if (!cipher) return Failed(L"Failed to call EVP_aes_128_gcm");
+    if (!EVP_EncryptInit_ex(context, cipher, nullptr, key.data(), iv))
+        return Failed(L"Failed to call EVP_EncryptInit_ex");
+
+    output->resize(input.size() + kTagSize);
+    int length = 0;
+    if (!EVP_EncryptUpdate(context, output->data(), &length, input.data(), static_cast<int>(input.size())))
+        return Failed(L"Failed to call EVP_EncryptUpdate");
+    int rest = 0;
+    if (!EVP_EncryptFinal_ex(context, output->data() + length, &rest))
+        return Failed(L"Failed to call EVP_EncryptFinal_ex");
+    length += rest;
+    if (!EVP_CIPHER_CTX_ctrl(context, EVP_CTRL_GCM_GET_TAG, kTagSize, output->data() + length))
+        return Failed(L"Failed to call EVP_CIPHER_CTX_ctrl");
+    *outputLength = length + kTagSize;
+    return S_OK;
+}
+
+HRESULT DecryptGcm(EVP_CIPHER_CTX* context, const AesKey& key, const std::uint8_t* iv,
+                   std::span<const std::uint8_t> input, std::vector<std::uint8_t>* output, int* outputLength) {
+    if (!SwitchPaddingOff(context)) return Failed(L"Failed to call EVP_CIPHER_CTX_set_padding");
+    const EVP_CIPHER* const cipher = EVP_aes_128_gcm();
+    if (!cipher) return Failed(L"Failed to call EVP_aes_128_gcm");
+    if (!EVP_DecryptInit_ex(context, cipher, nullptr, key.data(), iv))
+        return Failed(L"Failed to call EVP_DecryptInit_ex");
+
+    const auto ciphertext = input.first(input.size() - kTagSize);
+    std::array<std::uint8_t, kTagSize> tag;
+    std::ranges::copy(input.last(kTagSize), tag.begin());
+    output->resize(input.size());
+    int length = 0;
+    if (!EVP_DecryptUpdate(context, output->data(), &length, ciphertext.data(), static_cast<int>(ciphertext.size())))
+        return Failed(L"Failed to call EVP_DecryptUpdate");
+    if (!EVP_CIPHER_CTX_ctrl(context, EVP_CTRL_GCM_SET_TAG, kTagSize, tag.data()))
+        return Failed(L"Failed to call EVP_CIPHER_CTX_ctrl");
+    int rest = 0;
+    if (!EVP_DecryptFinal_ex(context, output->data() + length, &rest))
+        return Failed(L"Failed to call EVP_DecryptFinal_ex");
+    *outputLength = length + rest;
+    output->resize(static_cast<std::size_t>(*outputLength));
+    return S_OK;
+}
+
+HRESULT EncryptRaw(RSA* rsa, const AesKey& key, std::vector<std::uint8_t>* encryptedKey) {
+    const int size = RSA_size(rsa);
+    std::vector<std::uint8_t> padded(static_cast<std::size_t>(size));
+    const WipeAtEnd wipePadded(padded);
+    if (!RSA_padding_add_PKCS1_OAEP_mgf1(padded.data(), size, key.data(), static_cast<int>(key.size()), nullptr, 0,
+                                         EVP_sha256(), nullptr))
+        return Failed(L"Failed in RSA_padding_add_PKCS1_OAEP_mgf1\n");
+    std::vector<std::uint8_t> encrypted(padded.size());
+    if (RSA_public_encrypt(size, padded.data(), encrypted.data(), rsa, RSA_NO_PADDING) != size)
+        return Failed(L"Failed in RSA_public_encrypt\n");
+    *encryptedKey = std::move(encrypted);
+    return S_OK;
+}
+
+HRESULT WrapKey(std::string_view bareKey, const AesKey& byAESKey, std::string* encodedKey) {
+    std::string strOpenSSLKey("-----BEGIN PUBLIC KEY-----\n");
+    strOpenSSLKey.append(bareKey).append("\n-----END PUBLIC KEY-----");
+    UniqueRsa rsa;
+    HRESULT hr = CreateRSAFromPEM(strOpenSSLKey, &rsa);
+    if (FAILED(hr)) {
+        TraceFailed(hr, kUnit, "CreateRSAFromPEM(strOpenSSLKey, &rsa)");
+        return hr;
+    }
+    std::vector<std::uint8_t> encryptedKey;
+    hr = EncryptAesKey(rsa.get(), byAESKey, &encryptedKey);
+    if (FAILED(hr)) {
+        TraceFailed(hr, kUnit, "EncryptAesKey(rsa, byAESKey, &encryptedAesKey)");
+        return hr;
+    }
+    hr = Base64Encode(encryptedKey, encodedKey);
+    if (FAILED(hr)) TraceFailed(hr, kUnit, "Base64Encode(encryptedAesKey, &strEncoded)");
+    return hr;
+}
+
+}  // namespace
+
+HRESULT GenerateAesKey(AesKey* key) {
+    StartLibCrypto();
+    return RAND_bytes(key->data(), static_cast<int>(key->size())) == 1 ? S_OK : Failed(L"Failed to RAND_bytes\n");
+}
+
+HRESULT CreateRSAFromPEM(const std::string& pem, UniqueRsa* rsa) {
+    StartLibCrypto();
+    const UniqueBio bio(BIO_new_mem_buf(pem.c_str(), -1));
+    if (!bio) return Failed(L"Failed to create BIO\n");
+    rsa->reset(PEM_read_bio_RSA_PUBKEY(bio.get(), nullptr, nullptr, nullptr));
+    return *rsa ? S_OK : Failed(L"Failed to read RSA public key from PEM\n");
+}
+
+HRESULT EncryptAesKey(RSA* rsa, const AesKey& key, std::vector<std::uint8_t>* encryptedKey) {
+    return Guarded([&] { return EncryptRaw(rsa, key, encryptedKey); });
+}
+
+HRESULT EncryptAESKeyByRSAKey(std::string_view bareKey, const AesKey& key, std::string* encodedKey) {
+    return Guarded([&] { return WrapKey(bareKey, key, encodedKey); });
+}
+
+HRESULT AesEncrypt(UniqueCipherContext context, const AesKey& key, std::span<const std::uint8_t> iv,
+                   std::span<const std::uint8_t> input, std::vector<std::uint8_t>* output, int* outputLength) {
+    if (!IsUsable(context.get(), iv, input)) return E_INVALIDARG;
+    return Guarded([&] { return EncryptGcm(context.get(), key, iv.data(), input, output, outputLength); });
+}
+
+HRESULT AesDecrypt(UniqueCipherContext context, const AesKey& key, std::span<const std::uint8_t> iv,
+                   std::span<const std::uint8_t> input, std::vector<std::uint8_t>* output, int* outputLength) {
+    if (!IsUsable(context.get(), iv, input)) return E_INVALIDARG;
+    if (input.size() < kTagSize) return E_FAIL;
+    const HRESULT hr = Guarded([&] { return DecryptGcm(context.get(), key, iv.data(), input, output, outputLength); });
+    if (FAILED(hr)) {
+        // Text that was not proved genuine reaches nobody.
+        OPENSSL_cleanse(output->data(), output->size());
+        output->clear();
+    }
+    return hr;
+}
+
+HRESULT EncryptByAESKey(const AesKey& key, std::string_view iv, std::string_view plainText, std::string* encoded) {
+    UniqueCipherContext context = NewCipherContext();
+    if (!context) return E_FAIL;
+    std::vector<std::uint8_t> encryptedData;
+    int length = 0;
+    HRESULT hr = AesEncrypt(std::move(context), key, AsBytes(iv), AsBytes(plainText), &encryptedData, &length);
+    if (FAILED(hr)) {
+        TraceFailed(hr, kUnit, "AesEncrypt(byAESKey, byIV, utf8ByteArray, encryptedData, &ciphertext_len)");
+        return hr;
+    }
+    hr = Base64Encode(encryptedData, encoded);
+    if (FAILED(hr)) TraceFailed(hr, kUnit, "Base64Encode(encryptedData, &strData64)");
+    return hr;
+}
+
+HRESULT DecryptByAESKey(const AesKey& key, std::string_view iv, std::string_view encoded, std::string* plainText) {
+    std::vector<std::uint8_t> encryptedData;
+    HRESULT hr = Base64Decode(encoded, &encryptedData);
+    if (FAILED(hr)) {
+        TraceFailed(hr, kUnit, "Base64Decode(strEncryptedData, &encryptedData)");
+        return hr;
+    }
+    UniqueCipherContext context = NewCipherContext();
+    if (!context) return E_FAIL;
+    std::vector<std::uint8_t> decryptedData;
+    const WipeAtEnd wipeDecrypted(decryptedData);
+    int length = 0;
+    hr = AesDecrypt(std::move(context), key, AsBytes(iv), encryptedData, &decryptedData, &length);
+    if (FAILED(hr)) {
+        TraceFailed(hr, kUnit, "AesDecrypt(byAESKey, byIV, encryptedData, decryptedData, &plaintext_len)");
+        return hr;
+    }
+    return Guarded([&] {
+        plainText->assign(decryptedData.begin(), decryptedData.end());
+        return S_OK;
+    });
+}
+
+}  // namespace qsn

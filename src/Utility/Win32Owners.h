@@ -1,0 +1,94 @@
+#pragma once
+
+#include <windows.h>
+
+#include <memory>
+#include <utility>
+
+namespace qsn {
+
+// Owner of a Win32 resource: `Traits` names the handle type, its invalid value and how it is closed. Resources whose
+// invalid values differ are different types.
+template <class Traits>
+class UniqueResource {
+public:
+    using Value = typename Traits::Value;
+
+    UniqueResource() noexcept = default;
+    explicit UniqueResource(Value value) noexcept : m_value(value) {}
+    UniqueResource(UniqueResource&& other) noexcept : m_value(other.Detach()) {}
+    UniqueResource& operator=(UniqueResource&& other) noexcept {
+        if (this != &other) Reset(other.Detach());
+        return *this;
+    }
+    UniqueResource(const UniqueResource&) = delete;
+    UniqueResource& operator=(const UniqueResource&) = delete;
+    ~UniqueResource() { Reset(); }
+
+    Value Get() const noexcept { return m_value; }
+    explicit operator bool() const noexcept { return m_value != Traits::kInvalid; }
+
+    Value Detach() noexcept { return std::exchange(m_value, Traits::kInvalid); }
+    void Reset(Value value = Traits::kInvalid) noexcept {
+        const Value old = std::exchange(m_value, value);
+        if (old != Traits::kInvalid) Traits::Close(old);
+    }
+    // For functions that hand a new resource out through a pointer.
+    Value* Receive() noexcept {
+        Reset();
+        return &m_value;
+    }
+
+private:
+    Value m_value = Traits::kInvalid;
+};
+
+struct KernelHandleTraits {
+    using Value = HANDLE;
+    static constexpr Value kInvalid = nullptr;
+    static void Close(Value value) noexcept { CloseHandle(value); }
+};
+using UniqueHandle = UniqueResource<KernelHandleTraits>;
+
+struct RegistryKeyTraits {
+    using Value = HKEY;
+    static constexpr Value kInvalid = nullptr;
+    static void Close(Value value) noexcept { RegCloseKey(value); }
+};
+using UniqueRegistryKey = UniqueResource<RegistryKeyTraits>;
+
+struct ModuleTraits {
+    using Value = HMODULE;
+    static constexpr Value kInvalid = nullptr;
+    static void Close(Value value) noexcept { FreeLibrary(value); }
+};
+using UniqueModule = UniqueResource<ModuleTraits>;
+
+// Deleter of memory that the system hands out and wants back through LocalFree.
+struct LocalFreeDeleter {
+    void operator()(void* memory) const noexcept { LocalFree(memory); }
+};
+
+// The function `name` of `module` as `Function`, null where the module lacks it.
+template <class Function>
+Function* FindFunction(HMODULE module, const char* name) noexcept {
+    // Through void*, because the compiler takes a direct cast between function types for a mistake.
+    return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(module, name)));
+}
+
+// Win32 locks and not the standard library's: those would leave a TLS index behind each time the DLL is unloaded.
+class CriticalSection {
+public:
+    CriticalSection() noexcept { InitializeCriticalSection(&m_section); }
+    CriticalSection(const CriticalSection&) = delete;
+    CriticalSection& operator=(const CriticalSection&) = delete;
+    ~CriticalSection() { DeleteCriticalSection(&m_section); }
+
+    void lock() noexcept { EnterCriticalSection(&m_section); }
+    void unlock() noexcept { LeaveCriticalSection(&m_section); }
+
+private:
+    CRITICAL_SECTION m_section;
+};
+
+}  // namespace qsn

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace qsn {
+
+// The operations of the service. The numbers are the field's own; the gaps belong to operations of other products.
+enum class RequestType {
+    kSignOut = 5,
+    kGetUserInfo = 6,
+    kGetProductList = 7,
+    kVerifyToken = 14,
+    kQueryGIQuota = 15,
+    kLogGIQuota = 16,
+    kGetProductListV2 = 17,
+    kInitMemberAuth = 19,
+    kRefreshMemberToken = 20,
+};
+
+// The address that a request is posted to. `memberId` is part of it for kRefreshMemberToken only.
+std::string GetServerURL(RequestType type, bool useTestbed, std::string_view memberId);
+
+// The login page, without its query.
+std::string LoginPageURL(bool useTestbed);
+
+}  // namespace qsn

@@ -1,0 +1,70 @@
+#include "engine/MessageAuthentication.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <string>
+
+#include "Utility/Hex.h"
+#include "Utility/Md5.h"
+
+namespace qsn {
+namespace {
+
+using NonceBlock = char[kKeyBlobBlockSize];
+
+void MakeNonce(NonceBlock& nonce) {
+    std::srand(static_cast<unsigned>(std::time(nullptr)));
+    std::snprintf(nonce, sizeof(nonce), "%d", std::rand());
+}
+
+// Copies with a terminator; false where `text` does not fit.
+template <std::size_t size>
+bool Place(const std::string& text, char (&buffer)[size]) {
+    if (text.size() >= size) return false;
+    std::memcpy(buffer, text.c_str(), text.size() + 1);
+    return true;
+}
+
+}  // namespace
+
+HRESULT GenerateTokenAndDigest(const KeyBlob& requestKey, std::string_view body, AuthenticationPair* pair) {
+    if (body.data() == nullptr || pair == nullptr) return E_POINTER;
+    *pair = {};
+    NonceBlock nonce = {};
+    MakeNonce(nonce);
+
+    std::uint8_t encrypted[sizeof(pair->token)];
+    std::uint32_t length = sizeof(encrypted);
+    const HRESULT hr = EncryptWithKeyBlob(
+        requestKey, std::span<const std::uint8_t, sizeof(nonce)>(reinterpret_cast<std::uint8_t*>(nonce), sizeof(nonce)),
+        encrypted, &length);
+    if (FAILED(hr)) return hr;
+    if (!Place(BytesToHex({encrypted, length}), pair->token)) return E_UNEXPECTED;
+
+    const std::string digest = HmacMD5Hex(body, nonce);
+    return IsMD5Hex(digest) && Place(digest, pair->digest) ? S_OK : E_FAIL;
+}
+
+HRESULT CheckTokenAndDigest(const KeyBlob& replyKey, std::string_view body, std::string_view token,
+                            std::string_view digest) {
+    std::string encrypted;
+    if (token.size() >= sizeof(AuthenticationPair::token) || !HexToBytes(token, &encrypted)) return E_FAIL;
+
+    std::uint8_t plain[512] = {};
+    std::uint32_t length = sizeof(plain);
+    const std::span<const std::uint8_t> ciphertext(reinterpret_cast<const std::uint8_t*>(encrypted.data()),
+                                                   encrypted.size());
+    if (FAILED(DecryptWithKeyBlob(replyKey, ciphertext, plain, &length))) return E_FAIL;
+
+    const std::size_t capacity = std::min<std::size_t>(length, sizeof(plain));
+    const char* const text = reinterpret_cast<const char*>(plain);
+    const std::string_view nonce(text, strnlen(text, capacity));
+    const std::string expected = HmacMD5Hex(body, nonce);
+    return IsMD5Hex(expected) && expected == digest ? S_OK : E_FAIL;
+}
+
+}  // namespace qsn

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <windows.h>
+
+#include <string_view>
+
+#include "Utility/KeyBlobCipher.h"
+
+namespace qsn {
+
+// The pair of headers by which requests and replies prove their origin: a token (an encrypted nonce, hexadecimal) and a
+// digest (HMAC-MD5 of the body under the nonce's digits, hexadecimal). Both texts are NUL-terminated.
+struct AuthenticationPair {
+    char token[512];
+    char digest[64];
+};
+
+// The pair for a request. The nonce comes from the C runtime's generator, seeded with the current second, as the
+// service expects: two requests in one second carry the same.
+// E_POINTER: null body or output. E_FAIL: the key was refused. E_UNEXPECTED: the token does not fit.
+HRESULT GenerateTokenAndDigest(const KeyBlob& requestKey, std::string_view body, AuthenticationPair* pair);
+
+// Checks the pair of a reply. E_FAIL where it does not belong to `body`, the token is no hexadecimal text or too long,
+// or the key does not decrypt it. The digest's letter case matters.
+HRESULT CheckTokenAndDigest(const KeyBlob& replyKey, std::string_view body, std::string_view token,
+                            std::string_view digest);
+
+}  // namespace qsn

@@ -1,0 +1,63 @@
+#include "Utility/Guard.h"
+#include "Utility/NetworkProbe.h"
+#include "Utility/Trace.h"
+#include "engine/QSNThreadContext.h"
+#include "engine/ResultCodes.h"
+
+namespace qsn {
+
+// What tells one online operation of the host from another.
+struct CommandProcedure {
+    int action;
+    const char* usageLogName;  // null: not reported
+    const char* startTrace;
+    const char* noNetworkTrace;
+    const wchar_t* noNetworkLog;
+    bool mayEndSession;  // whether a refusal can cost the access token
+};
+
+namespace {
+
+constexpr CommandProcedure kGetUserInfo{
+    QSN_ACTION_GET_USERINFO_RESULT,
+    "GetUserInfo",
+    "GetUserInfoCmdProc: start online to get user info \n",
+    "Get UserInfo: network not available!! \n",
+    // Misspelt since the first release; those who search the usage log search for it like this.
+    L"Get UesrInfo: Network not available",
+    true,
+};
+
+}  // namespace
+
+// `exchange(data)` talks to the service and stores the pointer that the host gets on success; the object behind it
+// stays the caller's until this returns.
+template <class Exchange>
+HRESULT QSNThreadContext::RunCommandProcedure(const CommandProcedure& procedure, Exchange&& exchange) {
+    if (procedure.usageLogName) m_usageLog.LogA(procedure.usageLogName);
+    if (m_strAccessToken.empty()) return DoCallback(procedure.action, QSN_CALLBACK_NOT_SIGNED_IN, nullptr);
+    if (!IsNetworkAlive()) {
+        TraceA("%s", procedure.noNetworkTrace);
+        m_usageLog.Log(procedure.noNetworkLog);
+        DoCallback(procedure.action, QSN_CALLBACK_NETWORK_OR_UNKNOWN, nullptr);
+        return E_FAIL;
+    }
+    TraceA("%s", procedure.startTrace);
+    void* data = nullptr;
+    const HRESULT hr = Guarded([&] { return exchange(&data); });
+    const int code = HRESULT2CallbackResult(hr);
+    if (procedure.mayEndSession) HandleServerResult(code);
+    DoCallback(procedure.action, code, SUCCEEDED(hr) ? data : nullptr);
+    return S_OK;
+}
+
+HRESULT QSNThreadContext::GetUserInfoCmdProc() {
+    UniqueCom<IQSNUserInfo> userInfo;
+    return RunCommandProcedure(kGetUserInfo, [&](void** data) {
+        const HRESULT hr = OnlineGetUserInfo(&userInfo);
+        *data = userInfo.get();
+        return hr;
+    });
+}
+
+}  // namespace qsn

@@ -1,0 +1,200 @@
+#include <windows.h>
+
+#include <cwchar>
+#include <utility>
+
+#include "Utility/DeviceIdentity.h"
+#include "Utility/Text.h"
+#include "Utility/Trace.h"
+#include "engine/HttpsClient.h"
+#include "engine/KeyProvider.h"
+#include "engine/MessageAuthentication.h"
+#include "engine/QSNThreadContext.h"
+#include "engine/RequestBodies.h"
+#include "engine/ResultCodes.h"
+
+namespace qsn {
+
+// What tells one exchange with the service from another.
+struct OnlineOperation {
+    RequestType type;
+    const char* name;
+    const wchar_t* resultLabel;  // null: the result number is not reported
+};
+
+namespace {
+
+constexpr char kUnit[] = "QSNThreadContext_ToServer";
+
+constexpr OnlineOperation kGetUserInfo{RequestType::kGetUserInfo, "OnlineGetUserInfo", L"GetUserInfo"};
+
+std::wstring MachineName() {
+    DeviceText name = {};
+    DWORD size = kDeviceTextSize;
+    return GetComputerNameW(name, &size) ? name : L"DefaultComputerName";
+}
+
+bool NamesTheDevice(RequestType type) { return type == RequestType::kSignOut || type == RequestType::kVerifyToken; }
+
+std::string HeaderBlock(const AuthenticationPair& pair) {
+    std::string headers =
+        "Content-Type: application/json; charset=UTF-8\r\n"
+        "Accept: application/json; charset=UTF-8\r\n"
+        "Accept-Encoding: gzip, deflate\r\n";
+    headers.append("X-token: ").append(pair.token).append("\r\n");
+    headers.append("X-digest: ").append(pair.digest).append("\r\n");
+    return headers;
+}
+
+HttpRequestInfo MakeRequest(const std::string& url, std::string headers, const std::string& body) {
+    SplitURL parts = SplitServerURL(url);
+    HttpRequestInfo request;
+    request.hostName = std::move(parts.host);
+    request.verb = "POST";
+    request.objectPath = std::move(parts.path);
+    request.headers = std::move(headers);
+    request.headerLength = static_cast<std::uint32_t>(request.headers.size());
+    request.body = body;
+    request.bodyLength = static_cast<std::uint32_t>(request.body.size());
+    request.port = 443;
+    request.flags = 0x00800000;  // INTERNET_FLAG_SECURE
+    return request;
+}
+
+}  // namespace
+
+HRESULT QSNThreadContext::OnlineGetUserInfo(UniqueCom<IQSNUserInfo>* userInfo) {
+    ReplyPayload payload;
+    const HRESULT hr = RunOnlineOperation(kGetUserInfo, {}, {}, &payload);
+    if (payload.userInfo) m_strMemberId = std::move(payload.userID);
+    *userInfo = std::move(payload.userInfo);
+    return hr;
+}
+
+HRESULT QSNThreadContext::RunOnlineOperation(const OnlineOperation& operation, const std::string& text1,
+                                             const std::string& text2, ReplyPayload* payload) {
+    TraceA("%s\n", operation.name);
+    TraceA("%s: GenerateJSONData\n", operation.name);
+    std::string strJsonData;
+    const HRESULT written = GenerateJSONData(operation.type, text1, text2, &strJsonData);
+    if (FAILED(written)) return written;
+
+    TraceA("%s: CommunicateToServer\n", operation.name);
+    const std::string serverapi = GetServerURL(operation.type, m_nUseTestbed != 0, m_strMemberId);
+    TraceA("Start to communicate to Server\n");
+    std::string strServerResponse;
+    std::string strToken;
+    std::string strDigest;
+    const HRESULT sent = CommunicateToServer(strJsonData, &strServerResponse, &strToken, &strDigest, serverapi);
+    if (FAILED(sent)) {
+        TraceFailed(sent, kUnit,
+                    "CommunicateToServer(strJsonData, &strServerResponse, &strToken, &strDigest, serverapi)");
+        return sent;
+    }
+
+    int serverResult = 0;
+    std::string additionalMessage;
+    const HRESULT parsed = ParseJSONResult(operation.type, strServerResponse, strToken, strDigest, &serverResult,
+                                           payload, &additionalMessage);
+    if (operation.resultLabel) {
+        const std::wstring line =
+            operation.resultLabel + std::wstring(L", Server result = ") + std::to_wstring(serverResult) + L"\n";
+        TraceW(L"%s", line.c_str());
+        m_usageLog.Log(line.c_str());
+    }
+    HRESULT hr = ServerResult2HRESULT(serverResult);
+    if (FAILED(parsed) && SUCCEEDED(hr)) hr = parsed;
+    if (!additionalMessage.empty()) {
+        DoCallback(QSN_ACTION_NOTIFY, QSN_NOTIFY_SERVICE_MESSAGE, additionalMessage.data());
+    }
+    TraceA("%s return hr = %x\n", operation.name, static_cast<unsigned>(hr));
+    return hr;
+}
+
+HRESULT QSNThreadContext::GenerateJSONData(RequestType type, const std::string& text1, const std::string& text2,
+                                           std::string* strJsonData) {
+    RequestValues values;
+    values.accessToken = m_strAccessToken;
+    values.extendData = m_strExtendData;
+    values.language = m_strLanguage;
+    values.productSID = m_strSID;
+    values.memberToken = text1;
+    values.refreshToken = text2;
+    values.platform = m_nPlatformInfo;
+    if (NamesTheDevice(type)) {
+        values.machineName = WideToUtf8(MachineName());
+        values.machineID = WideToUtf8(MachineID());
+    }
+    return WriteRequestBody(type, values, strJsonData);
+}
+
+std::wstring QSNThreadContext::MachineID() const {
+    if (!m_strDeviceId.empty()) return m_strDeviceId;
+    DeviceText identifier = {};
+    return SUCCEEDED(GetDeviceId(identifier, nullptr)) ? identifier : L"DefaultHWID";
+}
+
+HRESULT QSNThreadContext::CommunicateToServer(const std::string& strJsonData, std::string* strServerResponse,
+                                              std::string* strToken, std::string* strDigest,
+                                              const std::string& serverapi, bool userAgent) {
+    if (!strToken || !strDigest) return E_POINTER;
+    AuthenticationPair pair;
+    const ProvidedKey requestKey(KeySlot::kRequest);
+    if (FAILED(GenerateTokenAndDigest(requestKey.Blob(), strJsonData, &pair))) return kRequestNotSigned;
+    std::string headers = HeaderBlock(pair);
+    if (userAgent) headers.append("User-Agent: Quillfern/").append(m_strSID).append("\r\n");
+
+    TraceA("Send data to Server\n");
+    std::string body;
+    std::string token;
+    std::string digest;
+    const HRESULT hr =
+        SendHttpsRequest(MakeRequest(serverapi, std::move(headers), strJsonData), &body, &token, &digest);
+    if (FAILED(hr)) {
+        TraceA("Send http request to server failed hr = %x, %s\n", static_cast<unsigned>(hr), serverapi.c_str());
+        m_usageLog.Log(L"Send http request to server failed");
+        return hr;
+    }
+    *strServerResponse = std::move(body);
+    *strToken = std::move(token);
+    *strDigest = std::move(digest);
+    return hr;
+}
+
+// The digest is checked last, so that a reply that is no reply at all is reported as such even where its digest is
+// wrong too.
+HRESULT QSNThreadContext::ParseJSONResult(RequestType type, const std::string& strServerResponse,
+                                          const std::string& strToken, const std::string& strDigest, int* serverResult,
+                                          ReplyPayload* payload, std::string* additionalMessage) {
+    ReplyEnvelope envelope;
+    const HRESULT read = ReadEnvelope(strServerResponse, &envelope);
+    if (FAILED(read)) return read;
+    *serverResult = envelope.result;
+    *additionalMessage = std::move(envelope.additionalMessage);
+
+    TraceA("Verify digest from Server\n");
+    const HRESULT verified = VerifyServerDigest(strServerResponse, strToken, strDigest);
+    if (FAILED(verified)) {
+        TraceFailed(verified, kUnit, "VerifyServerDigest(strJSONResult, strToken, strDigest)");
+        return verified;
+    }
+    if (*serverResult != 0) return S_OK;
+    return ReadPayload(type, envelope.data, payload);
+}
+
+HRESULT QSNThreadContext::VerifyServerDigest(const std::string& strJSONResult, const std::string& strToken,
+                                             const std::string& strDigest) {
+    if (strToken.empty() || strDigest.empty()) {
+        TraceA("Verify: No token and digest !!\n");
+        m_usageLog.Log(L"No auth info from server!!");
+        return kReplyNotAuthentic;
+    }
+    const ProvidedKey replyKey(KeySlot::kReply);
+    const HRESULT hr = CheckTokenAndDigest(replyKey.Blob(), strJSONResult, strToken, strDigest);
+    TraceA("Verify result = %x\n", static_cast<unsigned>(hr));
+    if (SUCCEEDED(hr)) return S_OK;
+    m_usageLog.Log(L"Verify auth info from server failed!!");
+    return kReplyNotAuthentic;
+}
+
+}  // namespace qsn

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <windows.h>
+
+#include <cstdint>
+#include <string>
+
+#include "engine/Endpoints.h"
+
+namespace qsn {
+
+// Whatever a request body is made of. Texts are UTF-8.
+struct RequestValues {
+    std::string accessToken;
+    std::string extendData;
+    std::string language;
+    std::string productSID;
+    std::string machineName;   // sign-out and token check only
+    std::string machineID;     // the same
+    std::string memberToken;   // sign-out and product list V2 only
+    std::string refreshToken;  // sign-out only
+    std::uint32_t platform = 0;
+};
+
+// The JSON body of a request. E_NOTIMPL, with `body` untouched, for the types that bring bodies of their own.
+// E_OUTOFMEMORY where the writer ran out of it.
+HRESULT WriteRequestBody(RequestType type, const RequestValues& values, std::string* body);
+
+}  // namespace qsn

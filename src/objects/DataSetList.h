@@ -1,0 +1,31 @@
+#pragma once
+
+#include <qsn/qsn.h>
+
+#include <vector>
+
+#include "Utility/ComOwners.h"
+#include "objects/CPVUnknown.h"
+
+namespace qsn {
+
+// A list of records in the order in which they were appended.
+class DataSetList : public IQSNList, public CPVUnknown {
+public:
+    QSN_DELEGATE_IUNKNOWN
+
+    // Takes a reference of its own. E_NOINTERFACE where `element` is no record. Not to be called any more once the
+    // host has the list.
+    HRESULT Append(IUnknown* element);
+
+    HRESULT STDMETHODCALLTYPE NonDelegatingQueryInterface(REFIID iid, void** ppv) override;
+    HRESULT STDMETHODCALLTYPE GetItem(uint32_t index, void** element) override;
+    uint32_t STDMETHODCALLTYPE GetCount() override;
+
+private:
+    std::vector<UniqueCom<IQSNDataSet>> m_elements;
+};
+
+class CQSNUserMenu final : public DataSetList {};
+
+}  // namespace qsn

@@ -1,0 +1,109 @@
+#pragma once
+
+#include <windows.h>
+
+#include <memory>
+#include <mutex>
+
+#include "Utility/Guard.h"
+#include "Utility/Trace.h"
+#include "Utility/Win32Owners.h"
+#include "thread/BaseTaskQueue.h"
+#include "thread/PVEvent.h"
+#include "thread/PVWorkerThread.h"
+
+namespace BaseThread {
+
+// The worker thread: runs posted tasks one at a time, in posting order, against its context.
+//
+// Any thread may call `PostTask` and `Stop`. `Quit` and the destructor wait for the running task without limit and
+// must not be called on the worker thread itself. Lock order: state lock, then the queue's own. `Run` of a task is
+// called under no lock.
+template <class Context>
+class MainThread : public qsn::PVWorkerThread {
+public:
+    using TaskPointer = typename BaseTaskQueue<Context>::TaskPointer;
+
+    MainThread() { TraceA("BaseThread::MainThread<class QSNThreadContext>::MainThread"); }
+    ~MainThread() override {
+        Quit();
+        TraceA("BaseThread::MainThread<class QSNThreadContext>::~MainThread");
+    }
+
+    // Once, before `Start`.
+    void SetThreadContext(std::shared_ptr<Context> context) { m_spContext = std::move(context); }
+
+    // Dropped where the thread is quitting.
+    void PostTask(TaskPointer task) {
+        const std::lock_guard lock(m_stateLock);
+        if (!IsQuitting()) m_spQueue->PushTask(std::move(task));
+    }
+
+    // Drops what is queued and asks the running task to give up; the thread goes on.
+    void Stop() {
+        const std::lock_guard lock(m_stateLock);
+        m_spQueue->Clear();
+        if (m_spCurrentTask) m_spCurrentTask->Abort();
+        m_spCurrentTask.reset();
+    }
+
+    // Stops, and returns when the thread has ended. No task runs afterwards.
+    void Quit() {
+        {
+            const std::lock_guard lock(m_stateLock);
+            m_quit.Signal();
+            Stop();
+            m_spQueue->ClearAndWake();
+        }
+        Join();
+    }
+
+    DWORD ThreadProc() override {
+        const DWORD id = GetCurrentThreadId();
+        TraceA("BaseThread::MainThread<class QSNThreadContext>::ThreadProc[0x%08x]: start", static_cast<unsigned>(id));
+        const std::shared_ptr<Context> context = std::move(m_spContext);
+        // Tasks run even so: each reports its own failure, and a host that waits for a callback gets one.
+        if (!context || !context->InitOnThread()) {
+            TraceA("MainThread(0x%08x)::ThreadProc ThreadContext create failed !", static_cast<unsigned>(id));
+        }
+        while (!IsQuitting()) {
+            RunOneTask(context.get());
+            m_spQueue->Wait(INFINITE);
+        }
+        TraceA("BaseThread::MainThread<class QSNThreadContext>::ThreadProc[0x%08x]: quit", static_cast<unsigned>(id));
+        return 0;
+    }
+
+private:
+    bool IsQuitting() const noexcept { return m_quit.Wait(0); }
+
+    TaskPointer TakeTask() {
+        const std::lock_guard lock(m_stateLock);
+        // Without this test, taking a task that came in after `Quit` would also take its wake-up.
+        if (IsQuitting()) return nullptr;
+        TaskPointer task = m_spQueue->PopTask();
+        m_spCurrentTask = task;
+        return task;
+    }
+
+    bool RunOneTask(Context* context) {
+        const TaskPointer task = TakeTask();
+        if (!task) return false;
+        const HRESULT result = qsn::Guarded([&] { return task->Run(context); });
+        {
+            const std::lock_guard lock(m_stateLock);
+            m_spCurrentTask.reset();
+        }
+        task->SetResult(result);
+        task->Complete();
+        return result >= 0;
+    }
+
+    qsn::CriticalSection m_stateLock;
+    qsn::PVEvent m_quit{qsn::PVEvent::Reset::kManual};
+    std::shared_ptr<BaseTaskQueue<Context>> m_spQueue = std::make_shared<BaseTaskQueue<Context>>();
+    TaskPointer m_spCurrentTask;
+    std::shared_ptr<Context> m_spContext;
+};
+
+}  // namespace BaseThread

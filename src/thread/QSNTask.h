@@ -1,0 +1,73 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "engine/QSNThreadContext.h"
+#include "thread/BaseTask.h"
+#include "thread/MainThread.h"
+
+namespace qsn {
+
+using QSNWorkerThread = BaseThread::MainThread<QSNThreadContext>;
+
+// The requests of a host, one class each: they carry arguments to the worker thread and, where the host waits, a text
+// back. Arguments are copied, so that the caller's buffers may go at once. `Run` returns E_POINTER for a null context.
+class QSNTaskBase : public BaseThread::BaseTask<QSNThreadContext> {
+public:
+    using BaseTask::BaseTask;
+
+    HRESULT Run(QSNThreadContext* context) final { return context ? RunIn(*context) : E_POINTER; }
+    // The task's result text. E_POINTER: null output. Tasks without one leave the output alone and return 0.
+    virtual HRESULT GetResultString(std::string* text);
+
+protected:
+    virtual HRESULT RunIn(QSNThreadContext& context) = 0;
+};
+
+// A task that brings a text back.
+class QSNTextTask : public QSNTaskBase {
+public:
+    using QSNTaskBase::QSNTaskBase;
+    HRESULT GetResultString(std::string* text) override;
+
+protected:
+    std::string m_strResult;
+};
+
+class SignInTask final : public QSNTaskBase {
+public:
+    SignInTask(std::string token, std::uint32_t bySingleSignOn);
+
+private:
+    HRESULT RunIn(QSNThreadContext& context) override;
+
+    std::string m_strToken;
+    std::uint32_t m_nBySingleSignOn;
+};
+
+class GetAccTokenTask final : public QSNTextTask {
+public:
+    GetAccTokenTask();
+
+private:
+    HRESULT RunIn(QSNThreadContext& context) override;
+};
+
+class GetSignInURLTask final : public QSNTextTask {
+public:
+    GetSignInURLTask();
+
+private:
+    HRESULT RunIn(QSNThreadContext& context) override;
+};
+
+class GetUserInfoTask final : public QSNTaskBase {
+public:
+    GetUserInfoTask();
+
+private:
+    HRESULT RunIn(QSNThreadContext& context) override;
+};
+
+}  // namespace qsn

@@ -1,0 +1,40 @@
+#include "service/AccountsFile.h"
+
+#include <gmock/gmock.h>
+
+namespace qsn::service {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+
+TEST(AccountsFile, NamesThePlaceOfAFault) {
+    const auto user = [](const std::string& more) {
+        return R"({"users":[{"userID":"1","userName":"","userEmail":"","accessTokens":["a"])" + more + "}]}";
+    };
+    const struct {
+        std::string text, complaint;
+    } rows[] = {
+        {R"({"users":[})", "no valid JSON: Line 1, Column 11"},
+        {R"([])", "accounts: an object is needed"},
+        {R"({})", "accounts: member \"users\" is missing"},
+        {std::string(3000, '['), "no valid JSON"},
+        {user(R"(,"usermenu":[])"), "accounts.users[0]: unknown member \"usermenu\""},
+        {user(R"(,"userMenu":[{"item":"x","url":3}])"), "accounts.users[0].userMenu[0].url: a text is needed"},
+        {user(R"(,"products":[{"FileSize":12}])"), "accounts.users[0].products[0].FileSize: a text is needed"},
+        {user(R"(,"quotas":{"S":{"resetDate":"","remainCount":-1}})"), "remainCount: the number must be at least 0"},
+        {user(R"(,"memberTokens":["a"])"), "token \"a\" is there twice"}};
+    EXPECT_NO_THROW(ParseAccounts(user("")));
+    for (const auto& row : rows) {
+        try {
+            ParseAccounts(row.text);
+            ADD_FAILURE() << "accepted: " << row.text;
+        } catch (const AccountsError& error) {
+            EXPECT_THAT(error.what(), AllOf(HasSubstr(row.complaint), Not(HasSubstr("\n"))));
+        }
+    }
+}
+
+}  // namespace
+}  // namespace qsn::service

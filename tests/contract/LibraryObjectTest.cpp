@@ -1,0 +1,159 @@
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "support/Library.h"
+#include "support/RecordingCallback.h"
+
+namespace {
+
+using qsn::test::Create;
+using qsn::test::Library;
+using qsn::test::LibraryObject;
+using qsn::test::RecordingCallback;
+
+// Slots by number: a host's compiler counts them, whatever our header says.
+template <class... Arguments>
+HRESULT CallSlot(IUnknown* object, int slot, Arguments... arguments) {
+    using Method = HRESULT(STDMETHODCALLTYPE*)(IUnknown*, Arguments...);
+    void** const table = *reinterpret_cast<void***>(object);
+    return reinterpret_cast<Method>(table[slot])(object, arguments...);
+}
+
+class LibraryObjects : public testing::Test {
+protected:
+    RecordingCallback m_callback;
+    Library m_library;
+    LibraryObject m_qsn = Create(m_library);
+};
+
+TEST_F(LibraryObjects, BothFactoryNamesAreOneFunction) {
+    EXPECT_EQ(m_library.Factory("CreateQSN"), m_library.Factory("CreateQSN2"));
+    EXPECT_EQ(m_library.Factory()(nullptr), E_INVALIDARG);
+}
+
+TEST_F(LibraryObjects, AnswerForTwoIdentifiers) {
+    void* subscription = nullptr;
+    ASSERT_EQ(m_qsn->QueryInterface(IID_IPVSubscription, &subscription), S_OK);
+    EXPECT_EQ(subscription, m_qsn.get());
+    void* unknown = nullptr;
+    ASSERT_EQ(m_qsn->QueryInterface(IID_IUnknown, &unknown), S_OK);
+    void* back = nullptr;
+    ASSERT_EQ(static_cast<IUnknown*>(unknown)->QueryInterface(IID_IPVSubscription, &back), S_OK);
+    EXPECT_EQ(back, m_qsn.get());
+    EXPECT_EQ(m_qsn->AddRef(), 5u);
+    for (ULONG left : {4u, 3u, 2u, 1u}) EXPECT_EQ(m_qsn->Release(), left);
+
+    void* other = m_qsn.get();
+    EXPECT_EQ(m_qsn->QueryInterface(IID_IQSNDataSet, &other), E_NOINTERFACE);
+    EXPECT_EQ(other, nullptr);
+    EXPECT_EQ(m_qsn->QueryInterface(IID_IPVSubscription, nullptr), E_INVALIDARG);
+    EXPECT_EQ(m_qsn->QueryInterface(IID_IUnknown, nullptr), E_POINTER);
+    EXPECT_EQ(m_qsn->QueryInterface(IID_IQSNDataSet, nullptr), E_POINTER);
+}
+
+TEST_F(LibraryObjects, SlotsStandWhereHostsLookForThem) {
+    RecordingCallback& callback = m_callback;
+    char text[256] = {};
+    uint32_t length = 77;
+    EXPECT_EQ(CallSlot(m_qsn.get(), 7, text, 256u, &length), QSN_RETURN_E_NOT_INITIALIZED);
+    EXPECT_EQ(length, 77u);
+    ASSERT_EQ(CallSlot(m_qsn.get(), 3, L"SLOTS", static_cast<IQSNCallbackFunc*>(&callback)), S_OK);
+    ASSERT_EQ(CallSlot(m_qsn.get(), 13, "tok"), S_OK);
+    EXPECT_EQ(callback.ResultOf(QSN_ACTION_SIGNIN_RESULT), QSN_CALLBACK_OK);
+    EXPECT_EQ(CallSlot(m_qsn.get(), 7, text, 256u, &length), S_OK);
+    EXPECT_STREQ(text, "tok");
+    EXPECT_EQ(length, 3u);
+    EXPECT_EQ(CallSlot(m_qsn.get(), 10, text, 256u, &length), S_OK);
+    EXPECT_STREQ(text, "https://account.quillfern.example/qsn/page/login?SID=SLOTS");
+    EXPECT_EQ(CallSlot(m_qsn.get(), 11), S_OK);
+    EXPECT_EQ(CallSlot(m_qsn.get(), 4), S_OK);
+    for (int slot : {6, 8, 9, 12, 18, 19, 20, 21}) EXPECT_EQ(CallSlot(m_qsn.get(), slot), E_NOTIMPL) << slot;
+}
+
+TEST_F(LibraryObjects, WantInitFirst) {
+    char text[8] = {};
+    uint32_t length = 7;
+    const auto expectRefusals = [&] {
+        EXPECT_EQ(m_qsn->Uninit(), QSN_RETURN_E_NOT_INITIALIZED);
+        EXPECT_EQ(m_qsn->Stop(), QSN_RETURN_E_NOT_INITIALIZED);
+        EXPECT_EQ(m_qsn->SignIn("x"), QSN_RETURN_E_NOT_INITIALIZED);
+        EXPECT_EQ(m_qsn->SignIn(nullptr), QSN_RETURN_E_NOT_INITIALIZED);
+        EXPECT_EQ(m_qsn->GetUserInfo(), QSN_RETURN_E_NOT_INITIALIZED);
+        EXPECT_EQ(m_qsn->GetAccessToken(text, 8, &length), QSN_RETURN_E_NOT_INITIALIZED);
+        EXPECT_EQ(m_qsn->GetSignInURL(text, 8, &length), QSN_RETURN_E_NOT_INITIALIZED);
+        EXPECT_EQ(m_qsn->GetAccessToken(nullptr, 8, &length), E_POINTER);
+        EXPECT_EQ(m_qsn->GetAccessToken(text, 8, nullptr), E_POINTER);
+        EXPECT_EQ(m_qsn->GetSignInURL(nullptr, 8, &length), E_POINTER);
+        EXPECT_EQ(m_qsn->GetSignInURL(text, 8, nullptr), E_POINTER);
+        EXPECT_EQ(length, 7u);
+    };
+    expectRefusals();
+    EXPECT_EQ(m_qsn->Init(nullptr, &m_callback), E_POINTER);
+    EXPECT_EQ(m_qsn->Init(L"SID", nullptr), E_POINTER);
+    ASSERT_EQ(m_qsn->Init(L"SID", &m_callback), S_OK);
+    EXPECT_EQ(m_qsn->Init(L"SID", &m_callback), QSN_RETURN_E_ALREADY_INITIALIZED);
+    ASSERT_EQ(m_qsn->Uninit(), S_OK);
+    expectRefusals();
+    EXPECT_EQ(m_callback.References(), 1);
+    ASSERT_EQ(m_qsn->Init(L"SID", &m_callback), S_OK) << "it may be initialised anew";
+}
+
+TEST_F(LibraryObjects, TextsNeedRoomForTheirTerminator) {
+    ASSERT_EQ(m_qsn->Init(L"S", &m_callback), S_OK);
+    ASSERT_EQ(m_qsn->SignIn("12345"), S_OK);
+    char text[8] = "old";
+    uint32_t length = 7;
+    EXPECT_EQ(m_qsn->GetAccessToken(text, 5, &length), E_INVALIDARG);
+    EXPECT_EQ(length, 0u);
+    EXPECT_STREQ(text, "old");
+    EXPECT_EQ(m_qsn->GetAccessToken(text, 6, &length), S_OK);
+    EXPECT_EQ(length, 5u);
+    length = 7;
+    EXPECT_EQ(m_qsn->GetSignInURL(text, 8, &length), E_INVALIDARG);
+    EXPECT_EQ(length, 7u) << "untouched, other than with the access token";
+}
+
+TEST_F(LibraryObjects, WithoutATokenTheLoginPageIsHandedOut) {
+    ASSERT_EQ(m_qsn->Init(L"S\u00e4 &?", &m_callback), S_OK);
+    for (const char* token : {static_cast<const char*>(nullptr), ""}) {
+        EXPECT_EQ(m_qsn->SignIn(token), QSN_RETURN_E_NO_TOKEN);
+        const auto event = m_callback.WaitFor(QSN_ACTION_SIGNIN_RESULT);
+        ASSERT_TRUE(event);
+        EXPECT_EQ(event->result, QSN_CALLBACK_NOT_SIGNED_IN);
+        EXPECT_EQ(event->text, "https://account.quillfern.example/qsn/page/login?SID=S\xc3\xa4 &?");
+    }
+    char text[8];
+    uint32_t length = 7;
+    EXPECT_EQ(m_qsn->GetAccessToken(text, 8, &length), QSN_RETURN_E_NO_TOKEN);
+    EXPECT_EQ(length, 0u);
+}
+
+TEST_F(LibraryObjects, TokensOf64CharactersAreDroppedSilently) {
+    ASSERT_EQ(m_qsn->Init(L"SID", &m_callback), S_OK);
+    EXPECT_EQ(m_qsn->SignIn(std::string(64, 'x').c_str()), S_OK);
+    EXPECT_EQ(m_qsn->SignIn(std::string(63, 'y').c_str()), S_OK);
+    ASSERT_TRUE(m_callback.WaitFor(QSN_ACTION_SIGNIN_RESULT));
+    EXPECT_EQ(m_callback.Pending(), 0u);
+}
+
+TEST_F(LibraryObjects, EverythingReachesTheHostOnOneThread) {
+    ASSERT_EQ(m_qsn->Init(L"SID", &m_callback), S_OK);
+    std::vector<DWORD> threads;
+    for (int round = 0; round < 3; ++round) {
+        m_qsn->SignIn("x");
+        m_qsn->SignIn(nullptr);
+        for (int each = 0; each < 2; ++each) threads.push_back(m_callback.WaitFor(QSN_ACTION_SIGNIN_RESULT)->threadId);
+    }
+    for (DWORD thread : threads) EXPECT_EQ(thread, threads.front());
+    EXPECT_NE(threads.front(), GetCurrentThreadId());
+}
+
+TEST_F(LibraryObjects, TheLastReleaseEndsAnInitialisedObject) {
+    ASSERT_EQ(m_qsn->Init(L"SID", &m_callback), S_OK);
+    m_qsn->SignIn("x");
+    m_qsn.reset();
+    EXPECT_EQ(m_callback.References(), 1);
+}
+
+}  // namespace

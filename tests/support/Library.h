@@ -1,0 +1,40 @@
+#pragma once
+
+#include <qsn/qsn.h>
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+namespace qsn::test {
+
+// qsn.dll as a host has it: loaded, asked for its factory, freed.
+class Library {
+public:
+    Library() : m_module(LoadLibraryA(QSN_TEST_DLL)) {
+        if (!m_module) throw std::runtime_error("the DLL cannot be loaded: " + std::to_string(GetLastError()));
+    }
+    ~Library() { FreeLibrary(m_module); }
+    Library(const Library&) = delete;
+    Library& operator=(const Library&) = delete;
+
+    CreateQSNFunc Factory(const char* name = "CreateQSN") const {
+        return reinterpret_cast<CreateQSNFunc>(reinterpret_cast<void*>(GetProcAddress(m_module, name)));
+    }
+
+private:
+    HMODULE m_module;
+};
+
+struct ObjectReleaser {
+    void operator()(IUnknown* object) const { object->Release(); }
+};
+using LibraryObject = std::unique_ptr<IPVSubscription2, ObjectReleaser>;
+
+inline LibraryObject Create(const Library& library) {
+    void* object = nullptr;
+    if (library.Factory()(&object) != S_OK) throw std::runtime_error("CreateQSN failed");
+    return LibraryObject(static_cast<IPVSubscription2*>(object));
+}
+
+}  // namespace qsn::test

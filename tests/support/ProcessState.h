@@ -1,0 +1,54 @@
+#pragma once
+
+#include <windows.h>
+
+#include <tlhelp32.h>
+
+#include <vector>
+
+#include "support/Owned.h"
+
+namespace qsn::test {
+
+// Counted one by one: Wine's GetProcessHandleCount knows none.
+inline int HandleCount() {
+    constexpr ULONG_PTR kFarBeyondOurs = 0x8000;
+    int count = 0;
+    for (ULONG_PTR value = 4; value < kFarBeyondOurs; value += 4) {
+        DWORD flags = 0;
+        if (GetHandleInformation(reinterpret_cast<HANDLE>(value), &flags)) ++count;
+    }
+    return count;
+}
+
+inline int ThreadCount() {
+    const Owned<HANDLE, CloseHandle> snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
+    THREADENTRY32 entry = {};
+    entry.dwSize = sizeof(entry);
+    int count = 0;
+    for (BOOL more = Thread32First(snapshot.Get(), &entry); more; more = Thread32Next(snapshot.Get(), &entry)) {
+        if (entry.th32OwnerProcessID == GetCurrentProcessId()) ++count;
+    }
+    return count;
+}
+
+// How many thread-local indexes the process has left.
+inline int FreeTlsIndexes() {
+    std::vector<DWORD> indexes;
+    for (DWORD index = TlsAlloc(); index != TLS_OUT_OF_INDEXES; index = TlsAlloc()) indexes.push_back(index);
+    for (DWORD index : indexes) TlsFree(index);
+    return static_cast<int>(indexes.size());
+}
+
+// Waits, with a bound, until `condition` holds: for what another thread or the system brings about.
+template <class Condition>
+bool Eventually(Condition condition, DWORD milliseconds = 10000) {
+    const ULONGLONG end = GetTickCount64() + milliseconds;
+    while (!condition()) {
+        if (GetTickCount64() > end) return false;
+        Sleep(10);
+    }
+    return true;
+}
+
+}  // namespace qsn::test

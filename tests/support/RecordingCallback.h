@@ -1,0 +1,119 @@
+#pragma once
+
+#include <qsn/qsn.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace qsn::test {
+
+// One call of the host's callback, with what the data said while it was valid.
+struct Event {
+    int action = 0;
+    int result = 0;
+    bool hasData = false;
+    std::string text;                // sign-in and notify
+    std::vector<std::string> user;   // id, name, e-mail
+    std::vector<std::string> menu;   // items
+    DWORD threadId = 0;
+
+    bool operator==(const Event& other) const { return action == other.action && result == other.result; }
+};
+
+inline std::string ReadText(IQSNDataSet& record, int32_t id) {
+    uint32_t length = 0;
+    if (FAILED(record.GetStringLength(id, &length))) return "unreadable";
+    std::string text(length, '\0');
+    record.GetString(id, text.data(), length + 1);
+    return text;
+}
+
+// A host's callback that keeps what it is told. Lives longer than the library object; counts its references.
+class RecordingCallback final : public IQSNCallbackFunc {
+public:
+    // Called inside the callback, after the event was recorded.
+    std::function<HRESULT(const Event&, void* data)> onEvent;
+
+    std::optional<Event> WaitFor(int action, std::chrono::milliseconds timeout = std::chrono::seconds(20)) {
+        std::unique_lock lock(m_mutex);
+        auto found = m_events.end();
+        const auto arrived = [&] {
+            found = std::find_if(m_events.begin(), m_events.end(), [&](const Event& e) { return e.action == action; });
+            return found != m_events.end();
+        };
+        if (!m_changed.wait_for(lock, timeout, arrived)) return std::nullopt;
+        Event event = std::move(*found);
+        m_events.erase(found);
+        return event;
+    }
+    // The result of the next event of `action`, or -1 where none comes.
+    int ResultOf(int action) {
+        const std::optional<Event> event = WaitFor(action);
+        return event ? event->result : -1;
+    }
+    std::size_t Pending() {
+        const std::lock_guard lock(m_mutex);
+        return m_events.size();
+    }
+    long References() const { return m_references; }
+
+    HRESULT STDMETHODCALLTYPE Callback(int32_t action, int32_t result, void* data) override {
+        Event event = Describe(action, result, data);
+        const Event copy = event;
+        {
+            const std::lock_guard lock(m_mutex);
+            m_events.push_back(std::move(event));
+        }
+        m_changed.notify_all();
+        return onEvent ? onEvent(copy, data) : S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** object) override {
+        *object = nullptr;
+        return E_NOINTERFACE;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return static_cast<ULONG>(++m_references); }
+    ULONG STDMETHODCALLTYPE Release() override { return static_cast<ULONG>(--m_references); }
+
+private:
+    static Event Describe(int action, int result, void* data) {
+        Event event;
+        event.action = action;
+        event.result = result;
+        event.hasData = data != nullptr;
+        event.threadId = GetCurrentThreadId();
+        if (!data) return event;
+        if (action == QSN_ACTION_GET_USERINFO_RESULT) DescribeUser(*static_cast<IQSNUserInfo*>(data), event);
+        if (action == QSN_ACTION_SIGNIN_RESULT || action == QSN_ACTION_SSO_SIGNIN_RESULT || action == QSN_ACTION_NOTIFY) {
+            event.text = static_cast<const char*>(data);
+        }
+        return event;
+    }
+    static void DescribeUser(IQSNUserInfo& user, Event& event) {
+        for (int32_t id : {QSN_USER_ID, QSN_USER_NAME, QSN_USER_EMAIL}) event.user.push_back(ReadText(user, id));
+        IQSNList* menu = nullptr;
+        if (FAILED(user.GetUserMenu(&menu))) return;
+        for (uint32_t i = 0; i < menu->GetCount(); ++i) {
+            void* item = nullptr;
+            if (FAILED(menu->GetItem(i, &item))) continue;
+            event.menu.push_back(ReadText(*static_cast<IQSNDataSet*>(item), QSN_MENU_ITEM));
+            static_cast<IQSNDataSet*>(item)->Release();
+        }
+        menu->Release();
+    }
+
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::deque<Event> m_events;
+    std::atomic<long> m_references{1};
+};
+
+}  // namespace qsn::test

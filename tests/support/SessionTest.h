@@ -1,0 +1,42 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include "support/Library.h"
+#include "support/RecordingCallback.h"
+#include "support/TestService.h"
+
+namespace qsn::test {
+
+// A test with the service running and a library object, initialised, whose callbacks are recorded.
+class SessionTest : public testing::Test {
+protected:
+    SessionTest() { Service().Reset(); }
+
+    void SetUp() override { ASSERT_EQ(m_qsn->Init(L"SID-TEST", &m_callback), S_OK); }
+
+    void SignIn(const char* token = kToken) {
+        ASSERT_EQ(m_qsn->SignIn(token), S_OK);
+        ASSERT_EQ(m_callback.ResultOf(QSN_ACTION_SIGNIN_RESULT), QSN_CALLBACK_OK);
+    }
+    // The callback result of one Get User Info.
+    int UserInfoResult() {
+        EXPECT_EQ(m_qsn->GetUserInfo(), S_OK);
+        return m_callback.ResultOf(QSN_ACTION_GET_USERINFO_RESULT);
+    }
+    std::string AccessToken() {
+        char buffer[64] = {};
+        uint32_t length = 0;
+        m_qsn->GetAccessToken(buffer, sizeof(buffer), &length);
+        return buffer;
+    }
+
+    static TestService& Service() { return TestService::Instance(); }
+    static service::AccountServer& Server() { return Service().Server(); }
+
+    RecordingCallback m_callback;
+    Library m_library;
+    LibraryObject m_qsn = Create(m_library);
+};
+
+}  // namespace qsn::test

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <memory>
+
+#include "service/AccountServer.h"
+#include "service/UserConfiguration.h"
+
+namespace qsn::test {
+
+// The account service of a test program: one for the process, because WinINet reads the proxy and the trusted roots once.
+// `Reset` gives each test a service in its first state.
+class TestService {
+public:
+    static TestService& Instance();
+
+    service::AccountServer& Server() { return *m_server; }
+    void Reset();
+
+private:
+    TestService();
+
+    std::unique_ptr<service::AccountServer> m_server;
+    std::unique_ptr<service::UserConfiguration> m_configuration;
+};
+
+inline constexpr char kToken[] = "token-ada";
+inline constexpr char kStagingToken[] = "token-ada-staging";
+
+}  // namespace qsn::test

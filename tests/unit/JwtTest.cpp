@@ -1,0 +1,52 @@
+#include "Utility/Jwt.h"
+
+#include <gmock/gmock.h>
+
+#include "SwitchedOnTrace.h"
+#include "Utility/Base64.h"
+
+namespace qsn::test {
+namespace {
+
+using testing::ElementsAre;
+
+TEST(Jwt, DecodesTheSecondPart) {
+    const struct {
+        const char* token;
+        const char* payload;
+    } cases[] = {
+        {"x.eyJhIjoxfQ.y", R"({"a":1})"}, {".eyJhIjoxfQ.", R"({"a":1})"}, {"x.Zm9vYmE.y.z", "fooba"}, {"x..y", ""}};
+    for (const auto& c : cases) {
+        std::string payload = "old";
+        EXPECT_EQ(S_OK, DecodeJWT(c.token, &payload)) << c.token;
+        EXPECT_EQ(c.payload, payload) << c.token;
+    }
+}
+
+TEST(Jwt, RefusesFewerThanTwoDots) {
+    for (const char* const token : {"", "x", "x.eyJhIjoxfQ", "."}) {
+        const SwitchedOnTrace trace;
+        std::string payload;
+        EXPECT_EQ(E_FAIL, DecodeJWT(token, &payload)) << token;
+        EXPECT_THAT(trace.Lines(), ElementsAre("DecodeJWT\n", "[ERR] Invalid JWT format"));
+    }
+}
+
+TEST(Jwt, DecodesPayloadsBeyondOneChunk) {
+    for (const std::size_t size : {512, 513, 1024, 5000}) {
+        const std::string plain(size, 'p');
+        std::string encoded;
+        ASSERT_EQ(S_OK, Base64Encode(std::vector<std::uint8_t>(plain.begin(), plain.end()), &encoded));
+        EXPECT_EQ(plain, DecodeJWTPayload(std::string_view(encoded).substr(0, encoded.find('=')))) << size;
+    }
+}
+
+TEST(Jwt, DoesNotKnowTheUrlSafeAlphabet) {
+    EXPECT_EQ("\xFB\xEF\xBE", DecodeJWTPayload("++++"));
+    EXPECT_EQ("\xFF\xFF\xFF", DecodeJWTPayload("////"));
+    EXPECT_EQ("", DecodeJWTPayload("----"));
+    EXPECT_EQ("", DecodeJWTPayload("____"));
+}
+
+}  // namespace
+}  // namespace qsn::test

@@ -1,0 +1,130 @@
+#include "engine/MessageAuthentication.h"
+
+#include <gtest/gtest.h>
+#include <openssl/hmac.h>
+#include <windows.h>
+#include <wincrypt.h>
+
+#include <ctime>
+#include <string>
+
+#include "Utility/Hex.h"
+#include "Utility/Win32Owners.h"
+
+namespace {
+
+using qsn::AuthenticationPair;
+using qsn::KeyBlob;
+
+// A pair of keys of the protocol's kind, made by the platform.
+class KeyPair {
+public:
+    explicit KeyPair(DWORD bits = 1536) {
+        HCRYPTPROV provider = 0;
+        HCRYPTKEY key = 0;
+        EXPECT_TRUE(CryptAcquireContextW(&provider, nullptr, L"Microsoft Enhanced Cryptographic Provider v1.0",
+                                         PROV_RSA_FULL, CRYPT_VERIFYCONTEXT));
+        EXPECT_TRUE(CryptGenKey(provider, AT_KEYEXCHANGE, (bits << 16) | CRYPT_EXPORTABLE, &key));
+        Export(key, PUBLICKEYBLOB, publicKey);
+        if (bits <= 1536) Export(key, PRIVATEKEYBLOB, privateKey);  // longer ones do not fit a blob
+        CryptDestroyKey(key);
+        CryptReleaseContext(provider, 0);
+    }
+
+    KeyBlob publicKey{};
+    KeyBlob privateKey{};
+
+private:
+    static void Export(HCRYPTKEY key, DWORD type, KeyBlob& blob) {
+        DWORD length = sizeof(blob.bytes);
+        EXPECT_TRUE(CryptExportKey(key, 0, type, 0, blob.bytes, &length));
+        blob.length = length;
+    }
+};
+
+const KeyPair& Keys() {
+    static const KeyPair keys;
+    return keys;
+}
+
+std::string Hmac(const std::string& key, const std::string& message) {
+    unsigned char digest[EVP_MAX_MD_SIZE];
+    unsigned length = 0;
+    HMAC(EVP_md5(), key.data(), static_cast<int>(key.size()),
+         reinterpret_cast<const unsigned char*>(message.data()), message.size(), digest, &length);
+    return qsn::BytesToHex({digest, length});
+}
+
+// What the C runtime's generator gives first after being seeded with `seconds`.
+std::string NonceOf(std::time_t seconds) {
+    return std::to_string(((static_cast<std::uint32_t>(seconds) * 214013u + 2531011u) >> 16) & 0x7fff);
+}
+
+TEST(MessageAuthentication, ARequestCarriesTheNonceOfItsSecond) {
+    const std::string body = "{\"a\":1}\n";
+    std::time_t second = 0;
+    AuthenticationPair pair{};
+    do {
+        second = std::time(nullptr);
+        ASSERT_EQ(qsn::GenerateTokenAndDigest(Keys().publicKey, body, &pair), S_OK);
+    } while (std::time(nullptr) != second);
+    EXPECT_EQ(pair.digest, Hmac(NonceOf(second), body));
+    EXPECT_EQ(std::string(pair.token).size(), 2u * 1536 / 8);
+
+    std::string encrypted;
+    ASSERT_TRUE(qsn::HexToBytes(pair.token, &encrypted));
+    std::uint8_t plain[512] = {};
+    std::uint32_t length = sizeof(plain);
+    const std::span ciphertext(reinterpret_cast<const std::uint8_t*>(encrypted.data()), encrypted.size());
+    ASSERT_EQ(qsn::DecryptWithKeyBlob(Keys().privateKey, ciphertext, plain, &length), S_OK);
+    ASSERT_EQ(length, 16u) << "the nonce fills its block up with zeros";
+    std::string block = NonceOf(second);
+    block.resize(16, '\0');
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(plain), length), block);
+}
+
+TEST(MessageAuthentication, BadArgumentsAndKeysAreRefused) {
+    AuthenticationPair pair{};
+    EXPECT_EQ(qsn::GenerateTokenAndDigest(Keys().publicKey, {}, &pair), E_POINTER);
+    EXPECT_EQ(qsn::GenerateTokenAndDigest(Keys().publicKey, "x", nullptr), E_POINTER);
+    const KeyBlob none{};
+    EXPECT_EQ(qsn::GenerateTokenAndDigest(none, "x", &pair), E_FAIL);
+    const KeyPair tooLong(2048);
+    EXPECT_EQ(qsn::GenerateTokenAndDigest(tooLong.publicKey, "x", &pair), E_UNEXPECTED);
+}
+
+TEST(MessageAuthentication, AReplyIsBelievedOnlyWithItsOwnPair) {
+    const std::string body = R"({"result":0})";
+    AuthenticationPair pair{};
+    ASSERT_EQ(qsn::GenerateTokenAndDigest(Keys().publicKey, body, &pair), S_OK);
+    const std::string token = pair.token;
+    const std::string digest = pair.digest;
+    std::string upper = digest;
+    for (char& c : upper) c = static_cast<char>(std::toupper(c));
+    ASSERT_NE(upper, digest);
+    AuthenticationPair other{};
+    ASSERT_EQ(qsn::GenerateTokenAndDigest(KeyPair().publicKey, body, &other), S_OK);
+
+    struct {
+        const char* what;
+        std::string body, token, digest;
+        HRESULT expected;
+    } const cases[] = {
+        {"its own", body, token, digest, S_OK},
+        {"altered body", body + " ", token, digest, E_FAIL},
+        {"digest in upper case", body, token, upper, E_FAIL},
+        {"digest cut short", body, token, digest.substr(0, 31), E_FAIL},
+        {"digest with a tail", body, token, digest + std::string(64, '0'), E_FAIL},
+        {"token of another key", body, other.token, other.digest, E_FAIL},
+        {"token with an odd number of digits", body, token.substr(1), digest, E_FAIL},
+        {"token with no hexadecimal digit", body, "zz" + token.substr(2), digest, E_FAIL},
+        {"token longer than any", body, token + std::string(512 - token.size(), '0'), digest, E_FAIL},
+        {"token of one byte", body, "00", digest, E_FAIL},
+    };
+    for (const auto& each : cases) {
+        EXPECT_EQ(qsn::CheckTokenAndDigest(Keys().privateKey, each.body, each.token, each.digest), each.expected)
+            << each.what;
+    }
+}
+
+}  // namespace

@@ -1,0 +1,180 @@
+#include "thread/MainThread.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
+#include <new>
+#include <vector>
+
+namespace {
+
+constexpr DWORD kPatience = 10000;  // ms
+
+struct TestContext {
+    bool InitOnThread() { return !failsToStart; }
+
+    bool failsToStart = false;
+    std::vector<int> ran;  // written by the worker only, read after it has completed a later task
+};
+
+using Task = BaseThread::BaseTask<TestContext>;
+using Thread = BaseThread::MainThread<TestContext>;
+using Event = qsn::PVEvent;
+
+class FunctionTask : public Task {
+public:
+    explicit FunctionTask(std::function<HRESULT(TestContext*)> work)
+        : Task("FunctionTask::FunctionTask"), m_work(std::move(work)) {}
+    HRESULT Run(TestContext* context) override { return m_work(context); }
+
+private:
+    std::function<HRESULT(TestContext*)> m_work;
+};
+
+std::shared_ptr<FunctionTask> Note(int number) {
+    return std::make_shared<FunctionTask>([number](TestContext* context) {
+        context->ran.push_back(number);
+        return S_OK;
+    });
+}
+
+// A task that says when it runs and ends only when told to.
+struct HeldTask {
+    Event running{Event::Reset::kManual};
+    Event proceed{Event::Reset::kManual};
+    std::shared_ptr<FunctionTask> task = std::make_shared<FunctionTask>([this](TestContext*) {
+        running.Signal();
+        proceed.Wait(kPatience);
+        return static_cast<HRESULT>(7);
+    });
+};
+
+class WorkerThread : public testing::Test {
+protected:
+    void Start() {
+        m_thread->SetThreadContext(m_context);
+        ASSERT_TRUE(m_thread->Start());
+    }
+
+    std::shared_ptr<TestContext> m_context = std::make_shared<TestContext>();
+    std::unique_ptr<Thread> m_thread = std::make_unique<Thread>();
+};
+
+TEST_F(WorkerThread, RunsTasksInPostingOrder) {
+    for (int number : {1, 2, 3}) m_thread->PostTask(Note(number));
+    Start();
+    const auto last = Note(4);
+    m_thread->PostTask(last);
+    ASSERT_TRUE(last->Wait(kPatience));
+    EXPECT_EQ(m_context->ran, (std::vector{1, 2, 3, 4}));
+}
+
+TEST_F(WorkerThread, StartsOnce) {
+    Start();
+    EXPECT_FALSE(m_thread->Start());
+}
+
+TEST_F(WorkerThread, StopLetsTheRunningTaskEndAndDropsTheRest) {
+    HeldTask held;
+    const auto queued = Note(1);
+    m_thread->PostTask(held.task);
+    m_thread->PostTask(queued);
+    Start();
+    ASSERT_TRUE(held.running.Wait(kPatience));
+    m_thread->Stop();
+    EXPECT_TRUE(held.task->IsAborted());
+    held.proceed.Signal();
+    ASSERT_TRUE(held.task->Wait(kPatience));
+    EXPECT_EQ(held.task->GetResult(), 7);
+
+    const auto next = Note(2);
+    m_thread->PostTask(next);
+    ASSERT_TRUE(next->Wait(kPatience)) << "the thread must go on after Stop";
+    EXPECT_FALSE(queued->Wait(0));
+    EXPECT_EQ(m_context->ran, std::vector{2});
+}
+
+TEST_F(WorkerThread, DestructionWaitsForTheRunningTaskAndDropsTheRest) {
+    HeldTask held;
+    m_thread->PostTask(held.task);
+    m_thread->PostTask(Note(1));
+    Start();
+    ASSERT_TRUE(held.running.Wait(kPatience));
+    held.proceed.Signal();
+    m_thread.reset();
+    EXPECT_TRUE(held.task->Wait(0));
+    EXPECT_LE(m_context->ran.size(), 1u);
+}
+
+TEST_F(WorkerThread, PostingToAnEndedThreadIsHarmless) {
+    Start();
+    m_thread->Quit();
+    const auto late = Note(1);
+    m_thread->PostTask(late);
+    m_thread->Quit();
+    EXPECT_FALSE(late->Wait(0));
+    EXPECT_EQ(late.use_count(), 1) << "a task that never runs must not be kept";
+}
+
+TEST_F(WorkerThread, PostingWhileQuittingNeverHangs) {
+    for (int round = 0; round < 100; ++round) {
+        Thread thread;
+        thread.SetThreadContext(std::make_shared<TestContext>());
+        ASSERT_TRUE(thread.Start());
+        // The task posts another from the worker itself, at a moment when the quit signal may have come already.
+        thread.PostTask(std::make_shared<FunctionTask>([&](TestContext*) {
+            thread.PostTask(Note(1));
+            return S_OK;
+        }));
+    }
+}
+
+TEST_F(WorkerThread, ACompletedTaskIsWaitedForOnce) {
+    const auto task = Note(1);
+    EXPECT_FALSE(task->Wait(0));
+    m_thread->PostTask(task);
+    Start();
+    EXPECT_TRUE(task->Wait(kPatience));
+    EXPECT_FALSE(task->Wait(0));
+}
+
+TEST_F(WorkerThread, ExceptionsBecomeResults) {
+    const auto task = std::make_shared<FunctionTask>([](TestContext*) -> HRESULT { throw std::bad_alloc(); });
+    m_thread->PostTask(task);
+    Start();
+    ASSERT_TRUE(task->Wait(kPatience));
+    EXPECT_EQ(task->GetResult(), E_OUTOFMEMORY);
+}
+
+TEST_F(WorkerThread, TasksRunEvenWhereTheContextCouldNotStart) {
+    m_context->failsToStart = true;
+    Start();
+    const auto task = Note(1);
+    m_thread->PostTask(task);
+    EXPECT_TRUE(task->Wait(kPatience));
+}
+
+TEST(TaskName, IsWhatFollowsTheLastColon) {
+    EXPECT_EQ(BaseThread::TaskName("SignInTask::SignInTask"), "SignInTask");
+    EXPECT_EQ(BaseThread::TaskName("SignInTask"), "SignInTask");
+    EXPECT_EQ(BaseThread::TaskName("SignInTask:"), "");
+}
+
+TEST(TaskQueue, WakesWhileTasksAreQueuedAndAfterClearAndWake) {
+    BaseThread::BaseTaskQueue<TestContext> queue;
+    EXPECT_FALSE(queue.Wait(0));
+    std::list<std::shared_ptr<Task>> tasks{Note(1), Note(2)};
+    queue.PushTasks(tasks);
+    EXPECT_TRUE(tasks.empty());
+    EXPECT_NE(queue.PopTask(), nullptr);
+    EXPECT_TRUE(queue.Wait(0));
+    EXPECT_NE(queue.PopTask(), nullptr);
+    EXPECT_FALSE(queue.Wait(0));
+
+    queue.ClearAndWake();
+    EXPECT_EQ(queue.PopTask(), nullptr);
+    EXPECT_TRUE(queue.Wait(0)) << "an empty pop must not take the wake-up";
+}
+
+}  // namespace

@@ -1,0 +1,51 @@
+# shellcheck shell=bash
+# Configuring, compiling and testing.
+
+BUILD_DIR=$(realpath -m "${QSN_BUILD_DIR:-$QSN_ROOT/build}")
+readonly BUILD_DIR
+
+# Two commands on one build folder take turns.
+lock_build_folder() {
+    mkdir -p "$BUILD_DIR"
+    exec 8>"$BUILD_DIR/.lock"
+    flock -n 8 || {
+        say "waiting for another command on this build folder"
+        flock 8
+    }
+}
+
+configure() {
+    require_packages "${BUILD_PACKAGES[@]}"
+    require_dependencies
+    lock_build_folder
+    say "configuring"
+    cmake --preset mingw64 -S "$QSN_ROOT" -B "$BUILD_DIR" --log-level=STATUS \
+        -DQSN_OPENSSL_DIR="$OPENSSL_DIR" -DQSN_JSONCPP_DIR="$JSONCPP_DIR" "$@" >"$BUILD_DIR/configure.log" 8>&- || {
+        cat "$BUILD_DIR/configure.log" >&2
+        die "configuring failed"
+    }
+}
+
+# compile [--target NAME...]
+compile() {
+    say "compiling"
+    cmake --build "$BUILD_DIR" -j "$JOBS" "$@" -- -k 0 8>&- || die "compiling failed"
+    say "built in $BUILD_DIR"
+}
+
+run_build() {
+    configure "$@"
+    compile
+}
+
+run_test() {
+    require_packages "${RUN_PACKAGES[@]}"
+    configure
+    compile
+    trap 'stop_prefix "$BUILD_DIR/wineprefix"' EXIT
+    say "testing"
+    local result=0
+    ctest --test-dir "$BUILD_DIR" --output-on-failure "$@" 8>&- || result=$?
+    say "testing done"
+    return "$result"
+}

@@ -1,0 +1,65 @@
+# shellcheck shell=bash
+# Libraries that Debian has as source only, built once for Windows into the cache. A folder's name carries a hash of
+# its recipe and of the compiler, so a change of either builds a new one.
+
+readonly CROSS=x86_64-w64-mingw32
+JOBS=$(nproc)
+readonly JOBS
+
+# libcrypto goes into the DLL, libssl into the account service only. The options leave out what neither uses.
+readonly OPENSSL_OPTIONS=(
+    no-shared no-tests no-dso no-engine no-legacy no-async no-cms no-ct no-ocsp no-ts no-srp no-cmp
+    no-autoload-config no-ui-console no-psk no-srtp no-dtls no-nextprotoneg no-comp
+    no-idea no-camellia no-seed no-aria no-bf no-cast no-des no-rc2 no-rc4 no-md4 no-mdc2 no-whirlpool no-rmd160
+    no-sm2 no-sm3 no-sm4 no-dh no-dsa no-ec
+)
+
+recipe_hash() {
+    { printf '%s\n' "$@"; "$CROSS-g++-posix" --version | head -n 1; } | sha256sum | cut -c 1-12
+}
+
+build_openssl() {
+    local result=$1 work=$2 source version found
+    say "OpenSSL: fetching the source"
+    found=$(fetch_source openssl 3.0. "$work")
+    read -r source version <<<"$found"
+    cd "$source" || return
+    say "OpenSSL $version: configuring"
+    run_logged "$work/configure.log" ./Configure mingw64 "--cross-compile-prefix=$CROSS-" "${OPENSSL_OPTIONS[@]}"
+    say "OpenSSL $version: compiling (2 to 4 minutes)"
+    run_logged "$work/build.log" make -j"$JOBS" build_generated libcrypto.a libssl.a
+    mkdir "$result/lib"
+    cp -r include "$result/include"
+    find "$result/include" ! -type d ! -name '*.h' -delete
+    cp libcrypto.a libssl.a "$result/lib/"
+    "$CROSS-strip" --strip-debug "$result"/lib/*.a
+    echo "$version" >"$result/VERSION"
+    say "OpenSSL $version: done"
+}
+
+build_jsoncpp() {
+    local result=$1 work=$2 source version found unit
+    say "jsoncpp: fetching the source"
+    found=$(fetch_source libjsoncpp 1.9.5 "$work")
+    read -r source version <<<"$found"
+    say "jsoncpp $version: compiling"
+    mkdir "$result/lib" "$work/objects"
+    for unit in json_reader json_value json_writer; do
+        # NDEBUG, because an assertion would end the host's process where an exception can be caught.
+        run_logged "$work/$unit.log" "$CROSS-g++-posix" -std=c++20 -O2 -DNDEBUG -D_WIN32_WINNT=0x0601 \
+            "-ffile-prefix-map=$source/=" -I "$source/include" \
+            -c "$source/src/lib_json/$unit.cpp" -o "$work/objects/$unit.o"
+    done
+    "$CROSS-ar" rcs "$result/lib/libjsoncpp.a" "$work"/objects/*.o
+    cp -r "$source/include" "$result/include"
+    echo "$version" >"$result/VERSION"
+    say "jsoncpp $version: done"
+}
+
+require_dependencies() {
+    OPENSSL_DIR=openssl-3.0-$(recipe_hash "$(declare -f build_openssl)" "${OPENSSL_OPTIONS[@]}")
+    JSONCPP_DIR=jsoncpp-1.9.5-$(recipe_hash "$(declare -f build_jsoncpp)")
+    build_once "$OPENSSL_DIR" build_openssl
+    build_once "$JSONCPP_DIR" build_jsoncpp
+    OPENSSL_DIR=$QSN_CACHE/$OPENSSL_DIR JSONCPP_DIR=$QSN_CACHE/$JSONCPP_DIR
+}
