@@ -11,7 +11,7 @@ namespace sample {
 // must have been released by then.
 class QsnLibrary {
 public:
-    QsnLibrary() : m_module(LoadLibraryExW(L"qsn.dll", nullptr, LOAD_LIBRARY_SEARCH_APPLICATION_DIR)) {
+    QsnLibrary() : m_module(LoadLibraryExW(L"qsn.dll", nullptr, kSearch)) {
         if (!m_module) throw std::runtime_error("qsn.dll cannot be loaded, error " + std::to_string(GetLastError()));
         // Through void*: GetProcAddress knows only one type of function.
         m_create = reinterpret_cast<CreateQSNFunc>(reinterpret_cast<void*>(GetProcAddress(m_module, "CreateQSN")));
@@ -31,6 +31,9 @@ public:
     }
 
 private:
+    // Not the current folder and not the PATH: whoever can write there could slip us a DLL of their own.
+    static constexpr DWORD kSearch = LOAD_LIBRARY_SEARCH_APPLICATION_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32;
+
     HMODULE m_module;
     CreateQSNFunc m_create;
 };
