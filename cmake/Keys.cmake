@@ -146,7 +146,7 @@ if(EXISTS "${keyFolder}/request_private.pem" AND EXISTS "${keyFolder}/reply_publ
     set(QSN_SERVICE_KEY_DIR "${keyFolder}")
 else()
     set(QSN_SERVICE_KEY_DIR "")
-    message(STATUS "${keyFolder} lacks request_private.pem or reply_public.pem: the bundled service cannot answer this "
+    message(NOTICE "${keyFolder} lacks request_private.pem or reply_public.pem: the bundled service cannot answer this "
                    "build, so the contract tests and the demo are left out")
 endif()
 file(CONFIGURE OUTPUT "${PROJECT_BINARY_DIR}/service-key-dir" CONTENT "${QSN_SERVICE_KEY_DIR}\n")

@@ -57,26 +57,32 @@ HEADER
 }
 
 # A line "SOURCE HASH" for each of our translation units. The hash covers the unit, every header of ours that it
-# includes as the last build saw it, the checks and the compile command, so an unchanged unit is not looked at again.
+# includes as the last build saw it, the checks and the compiler settings, so an unchanged unit is not looked at again,
+# in whichever checkout it lies.
 tidy_units() {
     local environment
-    environment=$({ cat "$QSN_ROOT/.clang-tidy"; printf '%s\n' "${TIDY[@]}"; clang-tidy-14 --version; } | sha256sum)
+    environment=$({
+        cat "$QSN_ROOT"/{.clang-tidy,tests/.clang-tidy,cmake/CompilerSettings.cmake,cmake/BuildConstants.h.in}
+        printf '%s\n' "${TIDY[@]}" "${OPENSSL_DIR##*/}" "${JSONCPP_DIR##*/}"
+        clang-tidy-14 --version
+    } | sha256sum)
     (cd "$BUILD_DIR" && ninja -t deps) | awk -v root="$QSN_ROOT/" -v build="$BUILD_DIR/" '
         /^[^ ]/ { source = "" }
         /^ / {
             file = substr($0, 5)
             if (file !~ /^\//) file = build file
             if (source == "") source = file
-            if (index(source, root) == 1 && (index(file, root) == 1 || index(file, build "generated/") == 1))
+            if (source ~ /\.cpp$/ && index(source, root) == 1 && index(file, root) == 1 && index(file, build) != 1)
                 print source "\t" file
         }' | sort -u >"$BUILD_DIR/lint-deps"
-    cut -f 2 "$BUILD_DIR/lint-deps" | sort -u | xargs -r -d '\n' sha256sum >"$BUILD_DIR/lint-sums"
+    # A source that is gone since the build is in the list but not in the sums.
+    cut -f 2 "$BUILD_DIR/lint-deps" | sort -u | xargs -r -d '\n' sha256sum >"$BUILD_DIR/lint-sums" 2>/dev/null || true
     awk -F '\t' -v environment="$environment" '
         NR == FNR { sum[substr($0, 67)] = substr($0, 1, 64); next }
         { all[$1] = all[$1] " " sum[$2] }
-        END { for (source in all) print source "\t" environment all[source] }
+        END { for (source in all) if (source in sum) print source "\t" environment all[source] }
     ' "$BUILD_DIR/lint-sums" "$BUILD_DIR/lint-deps" | while IFS=$'\t' read -r source sums; do
-        case $source in *.cpp) printf '%s %s\n' "$source" "$(sha256sum <<<"$source $sums" | cut -c 1-40)" ;; esac
+        printf '%s %s\n' "$source" "$(sha256sum <<<"${source#"$QSN_ROOT"/} $sums" | cut -c 1-40)"
     done
 }
 
@@ -85,7 +91,7 @@ tidy_one() {
     if output=$("${TIDY[@]}" -p "$BUILD_DIR" "$source" 2>/dev/null); then
         touch "$stamp"
     else
-        printf '%s\n' "$output"
+        printf '%s\n%s\n' "findings in $source:" "$output"
         return 1
     fi
 }
