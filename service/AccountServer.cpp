@@ -24,12 +24,13 @@ struct AccountServer::Impl {
     WinsockSession winsock;
     ServerOptions options;
     Authenticator authenticator;
+    MemberAuth members;
     std::shared_ptr<const CertificateAuthority> authority;
     AccountStore accounts;
     Script script;
     RequestLog log;
     std::atomic<int> tunnelRefusal = 0;
-    Dispatcher dispatcher{options.hosts, authenticator, accounts, script};
+    Dispatcher dispatcher{options.hosts, authenticator, members, accounts, script};
     ConnectionContext context{options, dispatcher, log, tunnelRefusal};
     Socket listener;
     std::uint16_t port;
@@ -43,6 +44,7 @@ struct AccountServer::Impl {
 AccountServer::Impl::Impl(ServerOptions given)
     : options(std::move(given)),
       authenticator(options.keyFolder),
+      members(options.keyFolder),
       authority(options.authority ? options.authority : std::make_shared<CertificateAuthority>()),
       accounts(std::move(options.accounts)),
       log(options.keepRequests),
@@ -104,6 +106,15 @@ std::uint16_t AccountServer::Port() const { return impl_->port; }
 const CertificateAuthority& AccountServer::Authority() const { return *impl_->authority; }
 AccountStore& AccountServer::Accounts() { return impl_->accounts; }
 Script& AccountServer::Rules() { return impl_->script; }
+MemberAuth& AccountServer::Members() { return impl_->members; }
+
+std::string AccountServer::IssueMemberToken(std::string_view userId, std::chrono::seconds lifetime) {
+    return impl_->accounts.Use([&](auto& accounts) {
+        User* user = accounts.FindByUserId(userId);
+        if (!user) throw std::invalid_argument("no user " + std::string(userId));
+        return impl_->members.IssueToken(*user, lifetime);
+    });
+}
 
 void AccountServer::SetTlsFault(TlsFault fault) { impl_->Renew(fault); }
 void AccountServer::DropConnections() { impl_->Renew(impl_->CurrentFault()); }

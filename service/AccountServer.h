@@ -11,6 +11,7 @@
 #include "AccountStore.h"
 #include "CertificateAuthority.h"
 #include "HostNames.h"
+#include "MemberAuth.h"
 #include "RecordedRequest.h"
 #include "RequestLog.h"
 #include "Script.h"
@@ -19,7 +20,7 @@
 namespace qsn::service {
 
 struct ServerOptions {
-    std::filesystem::path keyFolder;  // holds request_private.pem and reply_public.pem
+    std::filesystem::path keyFolder;  // holds request_private.pem and reply_public.pem; member_private.pem is optional
     Accounts accounts = {};
     HostNames hosts = HostNames::OfThisBuild();
     std::uint16_t port = 0;                                                     // 0: any free one
@@ -44,6 +45,9 @@ public:
     const CertificateAuthority& Authority() const;
     AccountStore& Accounts();
     Script& Rules();
+    MemberAuth& Members();
+    // A member token of the user, from now on valid; throws std::invalid_argument when there is no such user.
+    std::string IssueMemberToken(std::string_view userId, std::chrono::seconds lifetime);
 
     // Both end the connections that exist before they return, because a client keeps using those that it has. Not to be
     // called from the callbacks of the options.

@@ -3,6 +3,17 @@
 #include <algorithm>
 
 namespace qsn::service {
+namespace {
+
+User* FindHolder(std::vector<User>& users, std::vector<std::string> User::*tokens, std::string_view token) {
+    for (User& user : users) {
+        const auto& held = user.*tokens;
+        if (std::find(held.begin(), held.end(), token) != held.end()) return &user;
+    }
+    return nullptr;
+}
+
+}  // namespace
 
 User* Accounts::FindByAccessToken(std::string_view token) {
     for (User& user : users) {
@@ -13,12 +24,13 @@ User* Accounts::FindByAccessToken(std::string_view token) {
     return nullptr;
 }
 
-User* Accounts::FindByMemberToken(std::string_view token) {
-    for (User& user : users) {
-        const auto& held = user.memberTokens;
-        if (std::find(held.begin(), held.end(), token) != held.end()) return &user;
-    }
-    return nullptr;
+User* Accounts::FindByMemberToken(std::string_view token) { return FindHolder(users, &User::memberTokens, token); }
+User* Accounts::FindByRefreshToken(std::string_view token) { return FindHolder(users, &User::refreshTokens, token); }
+
+User* Accounts::FindByUserId(std::string_view userId) {
+    const auto found =
+        std::find_if(users.begin(), users.end(), [&](const User& user) { return user.userId == userId; });
+    return found == users.end() ? nullptr : &*found;
 }
 
 }  // namespace qsn::service

@@ -41,6 +41,9 @@ struct User {
     std::map<std::string, Quota> quotas = {};          // by product SID; "*" stands for any other
     std::map<std::string, std::string> messages = {};  // by request type; sent as "additionalMessage"
     std::optional<int> nextVerifyTime = {};            // seconds
+    std::vector<std::string> refreshTokens = {};       // for new member tokens
+    int memberId = 0;
+    int memberTokenLifetime = 3600;  // seconds
 };
 
 struct Accounts {
@@ -48,6 +51,8 @@ struct Accounts {
 
     User* FindByAccessToken(std::string_view token);
     User* FindByMemberToken(std::string_view token);
+    User* FindByRefreshToken(std::string_view token);
+    User* FindByUserId(std::string_view userId);
 };
 
 }  // namespace qsn::service

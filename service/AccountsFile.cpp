@@ -3,6 +3,7 @@
 #include <json/reader.h>
 
 #include <algorithm>
+#include <charconv>
 #include <fstream>
 #include <iterator>
 #include <limits>
@@ -86,9 +87,9 @@ constexpr std::string_view kRootMembers[] = {"users"};
 constexpr std::string_view kTokenMembers[] = {"token", "site", "result", "permanent"};
 constexpr std::string_view kMenuMembers[] = {"item", "url"};
 constexpr std::string_view kQuotaMembers[] = {"resetDate", "remainCount"};
-constexpr std::string_view kUserMembers[] = {"userID",       "userName", "userEmail",     "accessTokens",
-                                             "memberTokens", "userMenu", "products",      "productsV2",
-                                             "quotas",       "messages", "nextVerifyTime"};
+constexpr std::string_view kUserMembers[] = {
+    "userID",     "userName", "userEmail", "accessTokens",   "memberTokens",  "userMenu", "products",
+    "productsV2", "quotas",   "messages",  "nextVerifyTime", "refreshTokens", "memberId", "memberTokenLifetime"};
 
 // The library takes access tokens of at most so many characters.
 constexpr std::size_t kLongestToken = 63;
@@ -126,12 +127,28 @@ Json::Value ReadProducts(const Node& node) {
     return node.Value();
 }
 
+std::vector<std::string> ReadTexts(const Node& node, const char* member) {
+    std::vector<std::string> texts;
+    if (!node.Has(member)) return texts;
+    for (const Node& text : node.Member(member).Elements()) texts.push_back(text.NonEmptyText());
+    return texts;
+}
+
+// 0 when the text is no number.
+int NumberIn(const std::string& text) {
+    int number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc() && end == text.data() + text.size() ? number : 0;
+}
+
+void ReadMember(const Node& node, User& user) {
+    user.memberTokens = ReadTexts(node, "memberTokens");
+    user.refreshTokens = ReadTexts(node, "refreshTokens");
+    user.memberId = node.Has("memberId") ? node.Member("memberId").Number() : NumberIn(user.userId);
+    if (node.Has("memberTokenLifetime")) user.memberTokenLifetime = node.Member("memberTokenLifetime").Number();
+}
+
 void ReadLists(const Node& node, User& user) {
-    if (node.Has("memberTokens")) {
-        for (const Node& token : node.Member("memberTokens").Elements()) {
-            user.memberTokens.push_back(token.NonEmptyText());
-        }
-    }
     if (node.Has("userMenu")) {
         for (const Node& entry : node.Member("userMenu").Elements()) {
             entry.Object(kMenuMembers);
@@ -148,6 +165,7 @@ User ReadUser(const Node& node) {
     node.Object(kUserMembers);
     User user{node.Member("userID").NonEmptyText(), node.Member("userName").Text(), node.Member("userEmail").Text()};
     for (const Node& token : node.Member("accessTokens").Elements()) user.accessTokens.push_back(ReadToken(token));
+    ReadMember(node, user);
     ReadLists(node, user);
     if (node.Has("quotas")) {
         for (const auto& [sid, quota] : node.Member("quotas").Members()) {
@@ -171,6 +189,7 @@ void RequireDistinctTokens(const Accounts& accounts) {
     for (const User& user : accounts.users) {
         for (const AccessToken& token : user.accessTokens) require(token.text);
         for (const std::string& token : user.memberTokens) require(token);
+        for (const std::string& token : user.refreshTokens) require(token);
     }
 }
 

@@ -2,37 +2,20 @@
 
 #include <openssl/err.h>
 #include <openssl/hmac.h>
-#include <openssl/pem.h>
 #include <openssl/rand.h>
 #include <openssl/rsa.h>
 
 #include <algorithm>
 #include <array>
-#include <fstream>
-#include <iterator>
 
 #include "OpenSsl.h"
+#include "RsaKeys.h"
 
 namespace qsn::service {
 namespace {
 
 constexpr std::size_t kNonceBlockSize = 16;
 constexpr std::size_t kMd5Size = 16;
-
-using PemReader = EVP_PKEY* (*)(BIO*, EVP_PKEY**, pem_password_cb*, void*);
-
-PrivateKeyPtr ReadKey(const std::filesystem::path& file, PemReader read) {
-    std::ifstream stream(file, std::ios::binary);
-    if (!stream) throw std::runtime_error("cannot open key file " + file.string());
-    const std::string text{std::istreambuf_iterator<char>(stream), {}};
-    const BioPtr memory(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
-    PrivateKeyPtr key(read(memory.get(), nullptr, nullptr, nullptr));
-    ERR_clear_error();
-    if (!key || EVP_PKEY_base_id(key.get()) != EVP_PKEY_RSA) {
-        throw std::runtime_error("no RSA key of the needed kind in " + file.string());
-    }
-    return key;
-}
 
 KeyContextPtr ContextOf(EVP_PKEY* key, int (*start)(EVP_PKEY_CTX*)) {
     KeyContextPtr context(EVP_PKEY_CTX_new(key, nullptr));
@@ -70,8 +53,8 @@ std::string DigestOf(std::string_view body, std::string_view nonce) {
 }
 
 Authenticator::Authenticator(const std::filesystem::path& keyFolder)
-    : requestKey_(ReadKey(keyFolder / "request_private.pem", PEM_read_bio_PrivateKey)),
-      replyKey_(ReadKey(keyFolder / "reply_public.pem", PEM_read_bio_PUBKEY)) {}
+    : requestKey_(ReadPrivateKey(keyFolder / "request_private.pem")),
+      replyKey_(ReadPublicKey(keyFolder / "reply_public.pem")) {}
 
 Authenticator::TokenReading Authenticator::ReadToken(std::string_view token) const {
     auto encrypted = FromHex(token);

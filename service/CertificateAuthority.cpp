@@ -2,19 +2,18 @@
 
 #include <openssl/pem.h>
 #include <openssl/rand.h>
-#include <openssl/rsa.h>
 #include <openssl/x509v3.h>
 
 #include <array>
 #include <span>
 
 #include "OpenSsl.h"
+#include "RsaKeys.h"
 #include "Text.h"
 
 namespace qsn::service {
 namespace {
 
-constexpr unsigned kKeyBits = 2048;
 constexpr long kDay = 24 * 60 * 60;
 constexpr long kLifetimeDays = 30;
 
@@ -27,12 +26,6 @@ std::string RandomHex(std::size_t size) {
     Bytes bytes(size);
     RequireOpenSsl(RAND_bytes(bytes.data(), static_cast<int>(size)) == 1, "RAND_bytes");
     return ToHex(bytes);
-}
-
-PrivateKeyPtr MakeKey() {
-    PrivateKeyPtr key(EVP_RSA_gen(kKeyBits));
-    RequireOpenSsl(key != nullptr, "EVP_RSA_gen");
-    return key;
 }
 
 void AddExtension(X509& certificate, X509& issuer, const Extension& extension) {
@@ -84,8 +77,8 @@ std::string SubjectNames(const HostNames& hosts) {
 }  // namespace
 
 CertificateAuthority::CertificateAuthority()
-    : key_(MakeKey()),
-      leafKey_(MakeKey()),
+    : key_(MakePrivateKey()),
+      leafKey_(MakePrivateKey()),
       certificate_(MakeUnsigned("Account service development CA " + RandomHex(8), key_.get(), -1, kLifetimeDays)) {
     const std::array extensions{Extension{NID_basic_constraints, "critical,CA:TRUE"},
                                 Extension{NID_key_usage, "critical,keyCertSign,cRLSign"}};

@@ -1,11 +1,9 @@
 #include "Dispatcher.h"
 
-#include <json/reader.h>
-
 #include <algorithm>
-#include <memory>
 
 #include "Gzip.h"
+#include "JsonText.h"
 #include "LoginPage.h"
 #include "Operations.h"
 #include "PairFaults.h"
@@ -14,24 +12,6 @@ namespace qsn::service {
 namespace {
 
 constexpr std::size_t kWorthGzip = 512;
-
-// Null unless the text is a JSON object.
-Json::Value ParseObject(const std::string& text) {
-    const Json::CharReaderBuilder builder;
-    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-    Json::Value root;
-    try {
-        if (!reader->parse(text.data(), text.data() + text.size(), &root, nullptr)) return {};
-    } catch (const Json::Exception&) {
-        return {};
-    }
-    return root.isObject() ? root : Json::Value{};
-}
-
-std::string RequestTypeIn(const Json::Value& body) {
-    const Json::Value type = body.isObject() ? body.get("requestType", "") : Json::Value("");
-    return type.isString() ? type.asString() : std::string{};
-}
 
 void SetHeader(HeaderList& headers, const std::string& name, const std::string& value) {
     std::erase_if(headers, [&](const auto& header) { return EqualIgnoringCase(header.first, name); });
@@ -59,15 +39,36 @@ void Apply(const ReplyChange& change, Envelope& envelope) {
     if (change.data) envelope.data = *change.data;
 }
 
+void Apply(const ReplyChange& change, MemberReply& reply) {
+    if (change.memberStatus) reply.status = *change.memberStatus;
+    if (change.result) reply.result = *change.result;
+    if (change.additionalMessage) reply.additionalMessage = *change.additionalMessage;
+    if (change.memberSecret) reply.secret = *change.memberSecret;
+    reply.spoilTag = change.spoilMemberTag;
+    if (change.data) {
+        reply.info = *change.data;
+        reply.key.reset();
+    }
+}
+
+HttpReply JsonReply(std::string body) {
+    return {200, {{"Content-Type", "application/json; charset=UTF-8"}}, std::move(body)};
+}
+
+HttpReply NothingThere(const RecordedRequest& request) {
+    return HttpReply::Text(404, "nothing at " + request.Path() + " of " + request.host + '\n');
+}
+
 }  // namespace
 
 Answer Dispatcher::Run(RecordedRequest& request) const {
     // The type is known before the check, so that a script can be for it whatever the check says.
     const std::string path = request.Path();
-    request.requestType = RequestTypeIn(ParseObject(request.body));
-    if (const Operation* operation = FindOperation(path, request.requestType))
-        request.requestType = operation->requestType;
-    if (!hosts_.IsMemberHost(request.host) && IsOperationPath(path)) authenticator_.Check(request);
+    const bool member = hosts_.IsMemberHost(request.host);
+    request.requestType = member ? MemberOperationAt(path) : TextOf(ParseObject(request.body), "requestType");
+    const Operation* operation = member ? nullptr : FindOperation(path, request.requestType);
+    if (operation) request.requestType = operation->requestType;
+    if (member ? !request.requestType.empty() : IsOperationPath(path)) authenticator_.Check(request);
     const std::optional<ReplyChange> scripted = script_.Take(request);
     request.scripted = scripted.has_value();
     Answer answer{{}, scripted.value_or(ReplyChange{})};
@@ -81,20 +82,32 @@ Answer Dispatcher::Run(RecordedRequest& request) const {
 
 HttpReply Dispatcher::Respond(RecordedRequest& request, const ReplyChange& change) const {
     const std::string path = request.Path();
-    const bool member = hosts_.IsMemberHost(request.host);
-    if (!member && path == kLoginPagePath) {
+    if (hosts_.IsMemberHost(request.host)) return RespondAsMember(request, change);
+    if (path == kLoginPagePath) {
         if (request.method != "GET") return HttpReply::Text(405, "the login page takes GET\n");
         return {200, {{"Content-Type", "text/html; charset=UTF-8"}}, LoginPage(QueryValue(request.target, "SID"))};
     }
-    if (member || !IsOperationPath(path)) return Refuse(request, change);
+    if (!IsOperationPath(path)) return change.body ? Sealed(*change.body, change) : NothingThere(request);
     if (request.method != "POST") return HttpReply::Text(405, "the service takes POST\n");
-    if (request.check != RequestCheck::kAccepted) return HttpReply::Text(403, request.checkReason + '\n');
+    if (request.check != RequestCheck::kAccepted) {
+        request.refusal = request.checkReason;
+        return HttpReply::Text(403, request.checkReason + '\n');
+    }
     return RunOperation(request, change);
 }
 
-HttpReply Dispatcher::Refuse(RecordedRequest& request, const ReplyChange& change) const {
-    if (change.body) return Sealed(*change.body, change);
-    return HttpReply::Text(404, "nothing at " + request.Path() + " of " + request.host + '\n');
+// The member service asks for no pair and gives none.
+HttpReply Dispatcher::RespondAsMember(RecordedRequest& request, const ReplyChange& change) const {
+    if (request.requestType.empty()) return change.body ? JsonReply(*change.body) : NothingThere(request);
+    if (request.method != "POST") return HttpReply::Text(405, "the service takes POST\n");
+    const Json::Value body = ParseObject(request.body);
+    if (body.isNull()) return HttpReply::Text(400, "the body is no JSON object\n");
+    MemberReply reply =
+        request.requestType == "memberInit" ? member_.Init(request) : member_.Refresh(request, body, accounts_);
+    Apply(change, reply);
+    if (change.body) return JsonReply(*change.body);
+    request.result = reply.result;
+    return JsonReply(reply.Write());
 }
 
 HttpReply Dispatcher::RunOperation(RecordedRequest& request, const ReplyChange& change) const {
@@ -111,7 +124,7 @@ HttpReply Dispatcher::RunOperation(RecordedRequest& request, const ReplyChange& 
 }
 
 HttpReply Dispatcher::Sealed(std::string body, const ReplyChange& change) const {
-    HttpReply reply{200, {{"Content-Type", "application/json; charset=UTF-8"}}, std::move(body)};
+    HttpReply reply = JsonReply(std::move(body));
     const TokenAndDigest pair = authenticator_.Make(reply.body);
     AddPairHeader(reply.headers, "X-token", pair.token, change.token);
     AddPairHeader(reply.headers, "X-digest", pair.digest, change.digest);

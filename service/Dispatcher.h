@@ -3,6 +3,7 @@
 #include "AccountStore.h"
 #include "Authenticator.h"
 #include "HttpReply.h"
+#include "MemberAuth.h"
 #include "Script.h"
 
 namespace qsn::service {
@@ -16,20 +17,22 @@ struct Answer {
 // the parts outlive it.
 class Dispatcher {
 public:
-    Dispatcher(const HostNames& hosts, const Authenticator& authenticator, AccountStore& accounts, Script& script)
-        : hosts_(hosts), authenticator_(authenticator), accounts_(accounts), script_(script) {}
+    Dispatcher(const HostNames& hosts, const Authenticator& authenticator, const MemberAuth& member,
+               AccountStore& accounts, Script& script)
+        : hosts_(hosts), authenticator_(authenticator), member_(member), accounts_(accounts), script_(script) {}
 
     // Completes the request's record: type, check, status, result.
     Answer Run(RecordedRequest& request) const;
 
 private:
-    HttpReply Refuse(RecordedRequest& request, const ReplyChange& change) const;
+    HttpReply RespondAsMember(RecordedRequest& request, const ReplyChange& change) const;
     HttpReply RunOperation(RecordedRequest& request, const ReplyChange& change) const;
     HttpReply Respond(RecordedRequest& request, const ReplyChange& change) const;
     HttpReply Sealed(std::string body, const ReplyChange& change) const;
 
     const HostNames& hosts_;
     const Authenticator& authenticator_;
+    const MemberAuth& member_;
     AccountStore& accounts_;
     Script& script_;
 };

@@ -49,7 +49,7 @@ void PrintRequest(const RecordedRequest& request) {
     line += " -> " + std::to_string(request.status);
     if (request.result) line += " result " + std::to_string(*request.result);
     if (request.check == RequestCheck::kAccepted) line += ", digest accepted";
-    if (!request.checkReason.empty()) line += ", refused: " + request.checkReason;
+    if (!request.refusal.empty()) line += ", refused: " + request.refusal;
     PrintLine(line);
 }
 
@@ -87,11 +87,21 @@ void Serve(const ProgramOptions& options) {
     exitRequest.Wait();
 }
 
+void PrintMemberToken(const ProgramOptions& options) {
+    Accounts accounts = LoadAccounts(options.accounts);
+    const User* user = accounts.FindByUserId(options.memberTokenFor);
+    if (!user) throw std::runtime_error("no user " + options.memberTokenFor + " in the accounts");
+    PrintLine(
+        JwtIssuer().Issue(user->memberId, std::chrono::seconds(options.expiresIn.value_or(user->memberTokenLifetime))));
+}
+
 int Run() {
     try {
         const ProgramOptions options = ParseOptions(CommandLine());
         if (options.help) {
             std::fputs(kUsage, stdout);
+        } else if (!options.memberTokenFor.empty()) {
+            PrintMemberToken(options);
         } else {
             Serve(options);
         }

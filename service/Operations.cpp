@@ -1,9 +1,9 @@
 #include "Operations.h"
 
-#include <json/writer.h>
-
 #include <algorithm>
 #include <array>
+
+#include "JsonText.h"
 
 namespace qsn::service {
 namespace {
@@ -14,11 +14,6 @@ constexpr std::string_view kQuotaLogPath = "/qsn/service/gi_count/log";
 constexpr std::string_view kProductsV2Path = "/qsn/service/v2/getProductList";
 
 Envelope Failure(ServerResult result) { return {static_cast<int>(result)}; }
-
-std::string TextOf(const Json::Value& object, const char* member) {
-    const Json::Value value = object.isObject() ? object.get(member, Json::nullValue) : Json::nullValue;
-    return value.isString() ? value.asString() : std::string{};
-}
 
 AccessToken* TokenOf(User& user, std::string_view text) {
     const auto found = std::find_if(user.accessTokens.begin(), user.accessTokens.end(),
@@ -136,10 +131,7 @@ std::string Envelope::Write() const {
     root["result"] = result;
     if (!additionalMessage.empty()) root["additionalMessage"] = additionalMessage;
     root["data"] = data;
-    Json::StreamWriterBuilder writer;
-    writer["indentation"] = "";
-    writer["emitUTF8"] = true;
-    return Json::writeString(writer, root);
+    return WriteJson(root);
 }
 
 bool IsOperationPath(std::string_view path) {

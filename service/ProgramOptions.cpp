@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
+#include <limits>
 #include <string_view>
 
 namespace qsn::service {
@@ -25,15 +27,9 @@ constexpr std::array kPathOptions{PathOption{L"--accounts", &ProgramOptions::acc
                                   PathOption{L"--keys", &ProgramOptions::keys},
                                   PathOption{L"--state", &ProgramOptions::state}};
 
-std::string Narrow(std::wstring_view text) { return std::filesystem::path(text).string(); }
+constexpr std::array<std::wstring_view, 3> kTextOptions{L"--port", L"--member-token-for", L"--expires-in"};
 
-std::uint16_t ParsePort(const std::wstring& text) {
-    const bool digits = !text.empty() && text.size() <= 5 &&
-                        std::all_of(text.begin(), text.end(), [](wchar_t c) { return c >= L'0' && c <= L'9'; });
-    const unsigned long port = digits ? std::stoul(text) : 65536;
-    if (port > 65535) throw UsageError("--port needs a number from 0 to 65535");
-    return static_cast<std::uint16_t>(port);
-}
+std::string Narrow(std::wstring_view text) { return std::filesystem::path(text).string(); }
 
 template <typename Table>
 auto* Find(const Table& table, const std::wstring& name) {
@@ -41,20 +37,52 @@ auto* Find(const Table& table, const std::wstring& name) {
     return found == table.end() ? nullptr : &*found;
 }
 
+template <typename Number>
+Number ParseNumber(const std::wstring& option, const std::wstring& text) {
+    const std::string digits = Narrow(text);
+    Number number = 0;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
+    if (error == std::errc() && end == digits.data() + digits.size()) return number;
+    throw UsageError(Narrow(option) + " needs a number from " + std::to_string(std::numeric_limits<Number>::min()) +
+                     " to " + std::to_string(std::numeric_limits<Number>::max()));
+}
+
+void SetValue(ProgramOptions& options, const std::wstring& name, const std::wstring& value) {
+    if (name == L"--port") {
+        options.port = ParseNumber<std::uint16_t>(name, value);
+    } else if (name == L"--member-token-for") {
+        options.memberTokenFor = Narrow(value);
+    } else if (name == L"--expires-in") {
+        options.expiresIn = ParseNumber<int>(name, value);
+    } else if (const PathOption* path = Find(kPathOptions, name)) {
+        options.*path->target = value;
+    }
+}
+
+void RequireAll(const ProgramOptions& options) {
+    if (options.accounts.empty()) throw UsageError("--accounts is missing");
+    const bool serves = options.memberTokenFor.empty();
+    if (serves && options.keys.empty()) throw UsageError("--keys is missing");
+    if (serves && options.expiresIn) throw UsageError("--expires-in belongs to --member-token-for");
+}
+
 }  // namespace
 
 const char kUsage[] =
     "usage: qsn-service --accounts FILE --keys DIR [options]\n"
+    "       qsn-service --accounts FILE --member-token-for USERID [--expires-in SECONDS]\n"
     "\n"
     "  --accounts FILE    the accounts, see service/README.md\n"
-    "  --keys DIR         holds request_private.pem and reply_public.pem\n"
+    "  --keys DIR         holds request_private.pem and reply_public.pem, and member_private.pem if you like\n"
     "  --port N           of 127.0.0.1; 0, the default, takes any free one\n"
     "  --state DIR        writes the development authority to ca.der and ca.pem there\n"
     "  --configure-user   until the program ends, the current user's proxy setting names this service and the\n"
     "                     user's trusted roots hold its authority; for a test account or a Wine prefix of its own\n"
     "  --exit-with-stdin  ends when standard input closes, as with Ctrl+C\n"
     "  --quiet            no line for each request\n"
-    "  --help             this text\n";
+    "  --help             this text\n"
+    "\n"
+    "The second form prints one member token of the user and ends. Its lifetime is the account's unless given.\n";
 
 ProgramOptions ParseOptions(std::span<const std::wstring> arguments) {
     ProgramOptions options;
@@ -64,17 +92,13 @@ ProgramOptions ParseOptions(std::span<const std::wstring> arguments) {
             options.*found->target = true;
             continue;
         }
-        const PathOption* path = Find(kPathOptions, name);
-        if (!path && name != L"--port") throw UsageError("unknown option " + Narrow(name));
+        const bool known =
+            Find(kPathOptions, name) || std::find(kTextOptions.begin(), kTextOptions.end(), name) != kTextOptions.end();
+        if (!known) throw UsageError("unknown option " + Narrow(name));
         if (++i == arguments.size()) throw UsageError(Narrow(name) + " needs a value");
-        if (path) {
-            options.*path->target = arguments[i];
-        } else {
-            options.port = ParsePort(arguments[i]);
-        }
+        SetValue(options, name, arguments[i]);
     }
-    if (!options.help && options.accounts.empty()) throw UsageError("--accounts is missing");
-    if (!options.help && options.keys.empty()) throw UsageError("--keys is missing");
+    if (!options.help) RequireAll(options);
     return options;
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -13,6 +14,8 @@ struct ProgramOptions {
     std::filesystem::path keys;
     std::filesystem::path state;  // empty: the authority is not written anywhere
     std::uint16_t port = 0;
+    std::string memberTokenFor;    // a user's identifier: print a member token of theirs instead of serving
+    std::optional<int> expiresIn;  // seconds
     bool configureUser = false;
     bool exitWithStdin = false;
     bool quiet = false;

@@ -27,10 +27,15 @@ struct RecordedRequest {
     HeaderList headers;     // in order of arrival, names as sent
     std::string body;       // the exact bytes
 
-    std::string requestType;  // the operation: "getUserInfo", "getProductListV2", …; empty where there is none
+    std::string requestType;  // the operation: "getUserInfo", "memberRefresh", …; empty where there is none
     RequestCheck check = RequestCheck::kNotNeeded;
     std::string checkReason;  // why the check refused it
     std::string nonce;        // the digits inside "X-token", when they could be read
+    std::string refusal;      // why the service refused it; empty when it did not
+
+    // Of a member token's refresh; `body` is its envelope.
+    std::string memberIdentifier;  // behind "refresh/" in the path
+    std::string decryptedBody;     // the plain text inside the envelope; empty when it did not decrypt
 
     bool scripted = false;      // a script rule shaped the reply
     int status = 0;             // of the reply; 0: closed or silent without a reply

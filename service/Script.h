@@ -43,6 +43,11 @@ struct ReplyChange {
     std::optional<Json::Value> data = {};
     std::optional<std::string> body = {};  // these very bytes in place of the envelope
 
+    // The envelope of the member hosts; `data` replaces its "info".
+    std::optional<std::string> memberStatus = {};  // other than "SUCCESS": without "info"
+    std::optional<std::string> memberSecret = {};  // the text that leaves encrypted in place of the new token
+    bool spoilMemberTag = false;                   // of the encrypted text
+
     // The reply pair.
     PairFault token = PairFault::kNone;
     PairFault digest = PairFault::kNone;

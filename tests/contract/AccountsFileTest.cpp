@@ -24,7 +24,9 @@ TEST(AccountsFile, NamesThePlaceOfAFault) {
         {user(R"(,"userMenu":[{"item":"x","url":3}])"), "accounts.users[0].userMenu[0].url: a text is needed"},
         {user(R"(,"products":[{"FileSize":12}])"), "accounts.users[0].products[0].FileSize: a text is needed"},
         {user(R"(,"quotas":{"S":{"resetDate":"","remainCount":-1}})"), "remainCount: the number must be at least 0"},
-        {user(R"(,"memberTokens":["a"])"), "token \"a\" is there twice"}};
+        {user(R"(,"memberTokens":["a"])"), "token \"a\" is there twice"},
+        {user(R"(,"refreshTokens":["a"])"), "token \"a\" is there twice"},
+        {user(R"(,"memberId":"7")"), "accounts.users[0].memberId: a whole number"}};
     EXPECT_NO_THROW(ParseAccounts(user("")));
     for (const auto& row : rows) {
         try {

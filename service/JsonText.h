@@ -1,0 +1,16 @@
+#pragma once
+
+#include <json/value.h>
+
+#include <string>
+
+namespace qsn::service {
+
+// Null unless the text is a JSON object.
+Json::Value ParseObject(const std::string& text);
+// Compact, UTF-8 as it is.
+std::string WriteJson(const Json::Value& value);
+// A member's text; empty when `object` is none, or has no such text.
+std::string TextOf(const Json::Value& object, const char* member);
+
+}  // namespace qsn::service
