@@ -1,0 +1,116 @@
+#include <algorithm>
+#include <array>
+
+#include "Utility/Guard.h"
+#include "Utility/Trace.h"
+#include "lib/PVQSNLib.h"
+
+namespace qsn {
+namespace {
+
+constexpr std::uint32_t kByHost = 0;
+constexpr std::uint32_t kBySingleSignOn = 1;
+
+struct EventName {
+    SSOEvent event;
+    const wchar_t* name;
+};
+
+constexpr std::array kEventNames{
+    EventName{SSOEvent::kTokenSet, L"SSO_EVENT_TOKEN_SET"},
+    EventName{SSOEvent::kTokenClear, L"SSO_EVENT_TOKEN_CLEAR"},
+    EventName{SSOEvent::kMemberTokenSet, L"SSO_EVENT_MEMBER_TOKEN_SET"},
+    EventName{SSOEvent::kMemberTokenClear, L"SSO_EVENT_MEMBER_TOKEN_CLEAR"},
+    EventName{SSOEvent::kRefreshTokenSet, L"SSO_EVENT_REFRESH_TOKEN_SET"},
+    EventName{SSOEvent::kRefreshTokenClear, L"SSO_EVENT_REFRESH_TOKEN_CLEAR"},
+};
+
+}  // namespace
+
+HRESULT STDMETHODCALLTYPE PVQSNLib::SignIn(const char* token) {
+    TraceW(L"Sign in\n");
+    return Guarded([&]() -> HRESULT {
+        if (!Worker()) return QSN_RETURN_E_NOT_INITIALIZED;
+        const bool singleSignOn = m_nSingleSignOnEnabled != 0;
+        std::string candidate = token ? token : "";
+        bool fromStore = false;
+        if (!token && singleSignOn) {
+            TraceW(L"Sign in: try single signOn\n");
+            fromStore = ReadSharedToken(&candidate);
+            if (fromStore) TraceA("Sign in: GET from single signOn token: %s\n", candidate.c_str());
+        }
+        // Posted without a token too: the callback then tells the host where to sign in.
+        const HRESULT posted = Post<SignInTask>(candidate, kByHost);
+        if (FAILED(posted)) return posted;
+        if (candidate.empty()) return QSN_RETURN_E_NO_TOKEN;
+        if (singleSignOn && !fromStore) {
+            TraceA("Sign in: SET single signOn token: %s\n", candidate.c_str());
+            m_singleSignOn.SetSingleSignOnToken(candidate);
+        }
+        return S_OK;
+    });
+}
+
+HRESULT STDMETHODCALLTYPE PVQSNLib::SignOut() {
+    TraceW(L"Sign out\n");
+    return Guarded([&]() -> HRESULT {
+        if (!Worker()) return QSN_RETURN_E_NOT_INITIALIZED;
+        StoredTokens tokens = ReadStoredTokens();
+        TraceA("Sign out: memtoken:%s\n", tokens.member.c_str());
+        const HRESULT posted = Post<SignOutTask>(kByHost, std::move(tokens.member), std::move(tokens.refresh));
+        if (FAILED(posted)) return posted;
+        if (m_nSingleSignOnEnabled) m_singleSignOn.SetSingleSignOnToken({});
+        m_singleSignOn.SetMemberToken({});
+        m_singleSignOn.SetRefreshToken({});
+        return S_OK;
+    });
+}
+
+HRESULT PVQSNLib::SSOCallbackEvent(int id, const char* data) {
+    if (!m_nSingleSignOnEnabled) return S_OK;
+    TraceW(L"SSOCallbackEvent, ID = %d\n", id);
+    const auto event = static_cast<SSOEvent>(id);
+    const auto row = std::ranges::find(kEventNames, event, &EventName::event);
+    if (row == kEventNames.end()) return S_OK;
+    TraceW(L"SSOCallbackEvent, %s \n", row->name);
+    return Guarded([&] {
+        switch (event) {
+            case SSOEvent::kTokenSet: {
+                std::string token;
+                ReadSharedToken(&token);
+                return Post<SignInTask>(std::move(token), kBySingleSignOn);
+            }
+            case SSOEvent::kTokenClear: return SignOutFromStore();
+            case SSOEvent::kMemberTokenSet: return Post<NotifyMessageTask>(QSN_NOTIFY_MEMBER_TOKEN_SET, data);
+            case SSOEvent::kMemberTokenClear: return Post<NotifyMessageTask>(QSN_NOTIFY_MEMBER_TOKEN_CLEAR, nullptr);
+            case SSOEvent::kRefreshTokenSet: return Post<NotifyMessageTask>(QSN_NOTIFY_REFRESH_TOKEN_SET, data);
+            default: return Post<NotifyMessageTask>(QSN_NOTIFY_REFRESH_TOKEN_CLEAR, nullptr);
+        }
+    });
+}
+
+// The shared token itself is gone already.
+HRESULT PVQSNLib::SignOutFromStore() {
+    StoredTokens tokens = ReadStoredTokens();
+    const HRESULT posted = Post<SignOutTask>(kBySingleSignOn, std::move(tokens.member), std::move(tokens.refresh));
+    if (FAILED(posted)) return posted;
+    m_singleSignOn.SetMemberToken({});
+    m_singleSignOn.SetRefreshToken({});
+    return S_OK;
+}
+
+bool PVQSNLib::ReadSharedToken(std::string* token) {
+    StoreStatus status = StoreStatus::kUnknown;
+    m_singleSignOn.GetSingleSignOnToken(token, &status);
+    return status == StoreStatus::kExists;
+}
+
+PVQSNLib::StoredTokens PVQSNLib::ReadStoredTokens() {
+    StoredTokens tokens;
+    StoreStatus status = StoreStatus::kUnknown;
+    m_singleSignOn.GetMemberToken(&tokens.member, &status);
+    m_singleSignOn.GetRefreshToken(&tokens.refresh, &status);
+    return tokens;
+}
+
+}  // namespace qsn

@@ -1,0 +1,100 @@
+#include "sso/CheckSingleSignOn.h"
+
+#include <mutex>
+#include <utility>
+
+#include "Utility/Guard.h"
+#include "Utility/Trace.h"
+
+namespace qsn {
+namespace {
+
+constexpr DWORD kWakeUpInterval = 100;  // ms
+constexpr unsigned kWakeUpsPerCheck = 10;
+
+// The beginning decides, as far as the known text goes. A token that was merely extended is the same one to the suite.
+bool IsAnother(const std::string& text, const std::string& known) { return text.compare(0, known.size(), known) != 0; }
+
+}  // namespace
+
+CheckSingleSignOn::~CheckSingleSignOn() { UninitIfStarted(); }
+
+HRESULT CheckSingleSignOn::Init(SSOCallback* callback) {
+    TraceA("CheckSingleSignOn::Init");
+    const std::lock_guard lock(m_lifecycleLock);
+    if (!m_started && !Start()) return E_FAIL;
+    SetCallback(callback);
+    m_started = true;
+    return S_OK;
+}
+
+HRESULT CheckSingleSignOn::Uninit() {
+    const std::lock_guard lock(m_lifecycleLock);
+    SetCallback(nullptr);
+    RequestStop();
+    Join();
+    m_started = false;
+    return S_OK;
+}
+
+void CheckSingleSignOn::UninitIfStarted() {
+    TraceA("CheckSingleSignOn::Uninit");
+    const std::lock_guard lock(m_lifecycleLock);
+    if (m_started) Uninit();
+}
+
+void CheckSingleSignOn::SetCallback(SSOCallback* callback) {
+    const std::lock_guard lock(m_storeLock);
+    m_callback = callback;
+}
+
+DWORD CheckSingleSignOn::ThreadProc() {
+    TraceA("CheckSingleSignOn thread: start");
+    for (unsigned wakeUps = 1; !WaitForStopRequest(kWakeUpInterval); ++wakeUps) {
+        if (wakeUps % kWakeUpsPerCheck != 0) continue;
+        Guarded([&] {
+            Check();
+            return S_OK;
+        });
+    }
+    TraceA("CheckSingleSignOn thread: quit");
+    return 0;
+}
+
+void CheckSingleSignOn::Check() {
+    const std::lock_guard lock(m_storeLock);
+    std::string token;
+    StoreStatus status = StoreStatus::kUnknown;
+    GetSingleSignOnToken(&token, &status);
+    const StoreStatus before = std::exchange(m_signOn.status, status);
+    if (before != StoreStatus::kUnknown && before != status) {
+        Raise(status == StoreStatus::kExists ? SSOEvent::kTokenSet : SSOEvent::kTokenClear, nullptr);
+    }
+
+    GetMemberToken(&token, &status);
+    CheckText(m_member, status, token, SSOEvent::kMemberTokenSet, SSOEvent::kMemberTokenClear);
+
+    SecretText refreshToken;
+    GetRefreshToken(&refreshToken, &status);
+    CheckText(m_refresh, status, refreshToken.Text(), SSOEvent::kRefreshTokenSet, SSOEvent::kRefreshTokenClear);
+}
+
+void CheckSingleSignOn::CheckText(Watched& watched, StoreStatus status, const std::string& text, SSOEvent set,
+                                  SSOEvent clear) {
+    const StoreStatus before = watched.status;
+    if (status == StoreStatus::kNotExist) {
+        watched.Forget();
+        if (before == StoreStatus::kExists) Raise(clear, nullptr);
+        return;
+    }
+    const bool known = before == StoreStatus::kExists;
+    if (known && (watched.text.IsEmpty() || !IsAnother(text, watched.text.Text()))) return;
+    watched.Remember(text);
+    if (before != StoreStatus::kUnknown) Raise(set, text.c_str());
+}
+
+void CheckSingleSignOn::Raise(SSOEvent event, const char* data) {
+    if (m_callback) m_callback->SSOCallbackEvent(static_cast<int>(event), data);
+}
+
+}  // namespace qsn

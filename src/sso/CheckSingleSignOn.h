@@ -1,0 +1,86 @@
+#pragma once
+
+#include <windows.h>
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "Utility/SecretText.h"
+#include "Utility/Win32Owners.h"
+#include "sso/SSOCallback.h"
+#include "thread/PVWorkerThread.h"
+
+namespace qsn {
+
+enum class StoreStatus : std::uint32_t { kUnknown = 0, kNotExist = 1, kExists = 2 };
+
+// The tokens that the suite's applications share through the user's registry, and a watcher thread that looks once a
+// second whether another application has changed them.
+//
+// Any thread may call anything, but `Init`, `Uninit` and the destructor wait for the watcher and must not be called
+// from its callback. Reading and writing work with and without the watcher. What is written through this object never
+// comes back as an event. Lock order: lifecycle lock, then store lock; the watcher takes the store lock only, and holds
+// it while it calls the callback.
+class CheckSingleSignOn final : public PVWorkerThread {
+public:
+    CheckSingleSignOn() = default;
+    ~CheckSingleSignOn() override;
+
+    // Starts the watcher; one that runs already goes on. `callback`, null or not owned, must live until `Uninit`.
+    // E_FAIL: no thread.
+    HRESULT Init(SSOCallback* callback);
+    // Ends it. No event is under way or comes once this has returned. Always 0.
+    HRESULT Uninit();
+    // `Uninit` with its line in the trace, which comes even where there is nothing to end.
+    void UninitIfStarted();
+
+    // An empty token clears. Tokens end at their first NUL. E_INVALIDARG: too long, and nothing is written;
+    // E_UNEXPECTED: could not be encrypted; else 0 or the registry's error number.
+    HRESULT SetSingleSignOnToken(std::string_view token);
+    HRESULT SetMemberToken(std::string_view token);
+    HRESULT SetRefreshToken(std::string_view token);
+    HRESULT SetPublicKey(std::string_view key);
+    HRESULT SetPublicID(std::uint32_t id);
+
+    // S_OK; S_FALSE, with an empty token, where there is none; E_INVALIDARG for a null argument. A value that cannot be
+    // decrypted is deleted, and there is none then.
+    HRESULT GetSingleSignOnToken(std::string* token, StoreStatus* status);
+    HRESULT GetMemberToken(std::string* token, StoreStatus* status);
+    HRESULT GetRefreshToken(SecretText* token, StoreStatus* status);
+    // E_FAIL where there is none.
+    HRESULT GetPublicKey(std::string* key);
+    HRESULT GetPublicID(std::uint32_t* id);
+
+private:
+    // What the watcher knows of a value: as it saw or we wrote it last.
+    struct Watched {
+        StoreStatus status = StoreStatus::kUnknown;
+        SecretText text;
+
+        void Remember(std::string_view newText) {
+            status = StoreStatus::kExists;
+            text = SecretText(newText);
+        }
+        void Forget() {
+            status = StoreStatus::kNotExist;
+            text = SecretText();
+        }
+    };
+
+    DWORD ThreadProc() override;
+    void Check();
+    void CheckText(Watched& watched, StoreStatus status, const std::string& text, SSOEvent set, SSOEvent clear);
+    void Raise(SSOEvent event, const char* data);
+    void SetCallback(SSOCallback* callback);
+
+    CriticalSection m_lifecycleLock;  // one `Init` or `Uninit` at a time
+    bool m_started = false;
+    CriticalSection m_storeLock;  // guards what follows, and is held for the whole of every read, write and check
+    Watched m_signOn;             // its text is never compared
+    Watched m_member;
+    Watched m_refresh;
+    SSOCallback* m_callback = nullptr;
+};
+
+}  // namespace qsn

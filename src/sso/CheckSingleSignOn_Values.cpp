@@ -1,0 +1,186 @@
+#include <mutex>
+#include <optional>
+#include <span>
+#include <utility>
+
+#include "Utility/Guard.h"
+#include "Utility/Trace.h"
+#include "sso/CheckSingleSignOn.h"
+#include "sso/DataProtection.h"
+#include "sso/SharedValues.h"
+#include "sso/TokenText.h"
+
+namespace qsn {
+namespace {
+
+constexpr char kSignOnValue[] = "SSO";
+constexpr char kMemberValue[] = "mTok";
+constexpr char kRefreshValue[] = "rTok";
+constexpr char kPublicKeyValue[] = "pubK";
+constexpr char kPublicIDValue[] = "pubID";
+
+// Encoded, in the registry, and decoded, in the buffers of whoever reads them.
+constexpr std::uint32_t kSignOnTextCapacity = 1024;
+constexpr std::uint32_t kTextCapacity = 2048;
+constexpr std::uint32_t kSignOnTokenSize = 260;
+constexpr std::uint32_t kTokenSize = 2048;
+
+std::string_view UpToNul(std::string_view text) { return text.substr(0, text.find('\0')); }
+
+std::span<const std::uint8_t> BytesOf(std::string_view text) {
+    return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
+
+HRESULT WriteEncoded(const char* name, std::span<const std::uint8_t> bytes, std::uint32_t capacity) {
+    const std::optional<std::string> text = EncodeTokenText(bytes, capacity);
+    return text ? WriteSharedText(name, *text) : E_INVALIDARG;
+}
+
+HRESULT WriteProtected(const char* name, std::string_view text) {
+    const std::optional<std::vector<std::uint8_t>> bytes = ProtectForMachine(text);
+    if (!bytes) {
+        TraceA("[CheckSingleSignOn] CryptProtectData error!!\n");
+        return E_UNEXPECTED;
+    }
+    return WriteEncoded(name, *bytes, kTextCapacity);
+}
+
+HRESULT ReadEncoded(const char* name, std::uint32_t capacity, std::uint32_t tokenSize, std::string* token) {
+    token->clear();
+    const std::optional<std::string> text = ReadSharedText(name, capacity);
+    if (!text) return S_FALSE;
+    *token = TokenIn(DecodeTokenText(*text, tokenSize), tokenSize);
+    return S_OK;
+}
+
+// What cannot be decrypted is of no use to anybody any more, and goes.
+HRESULT ReadProtected(const char* name, const char* failedTrace, SecretText* plainText) {
+    *plainText = SecretText();
+    const std::optional<std::string> text = ReadSharedText(name, kTextCapacity);
+    if (!text) return S_FALSE;
+    const std::optional<SecretText> plain = Unprotect(DecodeTokenText(*text, kTokenSize));
+    if (!plain) {
+        TraceA("%s", failedTrace);
+        DeleteSharedValue(name);
+        return S_FALSE;
+    }
+    *plainText = SecretText(TokenIn(BytesOf(plain->Text()), kTokenSize));
+    return S_OK;
+}
+
+StoreStatus StatusOf(HRESULT readResult) { return readResult == S_OK ? StoreStatus::kExists : StoreStatus::kNotExist; }
+
+}  // namespace
+
+HRESULT CheckSingleSignOn::SetSingleSignOnToken(std::string_view token) {
+    const std::lock_guard lock(m_storeLock);
+    return Guarded([&] {
+        const std::string text(UpToNul(token));
+        TraceA("SetSingleSignOnToken: %s", text.empty() ? "NULL" : text.c_str());
+        const HRESULT hr = text.empty() ? DeleteSharedValue(kSignOnValue)
+                                        : WriteEncoded(kSignOnValue, BytesOf(text), kSignOnTextCapacity);
+        if (hr == S_OK) m_signOn.status = text.empty() ? StoreStatus::kNotExist : StoreStatus::kExists;
+        return hr;
+    });
+}
+
+HRESULT CheckSingleSignOn::SetMemberToken(std::string_view token) {
+    const std::lock_guard lock(m_storeLock);
+    return Guarded([&] {
+        const std::string text(UpToNul(token));
+        TraceA("SetMemberToken: %s", text.empty() ? "NULL" : text.c_str());
+        if (text.empty()) {
+            const HRESULT hr = DeleteSharedValue(kMemberValue);
+            if (hr == S_OK) m_member.Forget();
+            return hr;
+        }
+        const HRESULT hr = WriteEncoded(kMemberValue, BytesOf(text), kTextCapacity);
+        if (hr == S_OK) m_member.Remember(text);
+        return hr;
+    });
+}
+
+HRESULT CheckSingleSignOn::SetRefreshToken(std::string_view token) {
+    const std::lock_guard lock(m_storeLock);
+    return Guarded([&] {
+        const std::string_view text = UpToNul(token);
+        if (text.empty()) {
+            TraceA("SetRefreshToken: NULL");
+            const HRESULT hr = DeleteSharedValue(kRefreshValue);
+            if (hr == S_OK) m_refresh.Forget();
+            return hr;
+        }
+        const HRESULT hr = WriteProtected(kRefreshValue, text);
+        if (hr == S_OK) m_refresh.Remember(text);
+        return hr;
+    });
+}
+
+HRESULT CheckSingleSignOn::SetPublicKey(std::string_view key) {
+    const std::lock_guard lock(m_storeLock);
+    return Guarded([&] {
+        const std::string_view text = UpToNul(key);
+        if (!text.empty()) return WriteProtected(kPublicKeyValue, text);
+        TraceA("SetPublicKey: NULL");
+        return HRESULT{DeleteSharedValue(kPublicKeyValue)};
+    });
+}
+
+HRESULT CheckSingleSignOn::SetPublicID(std::uint32_t id) {
+    const std::lock_guard lock(m_storeLock);
+    return WriteSharedNumber(kPublicIDValue, id);
+}
+
+HRESULT CheckSingleSignOn::GetSingleSignOnToken(std::string* token, StoreStatus* status) {
+    if (!token || !status) return E_INVALIDARG;
+    const std::lock_guard lock(m_storeLock);
+    const HRESULT hr = Guarded([&] { return ReadEncoded(kSignOnValue, kSignOnTextCapacity, kSignOnTokenSize, token); });
+    *status = StatusOf(hr);
+    return hr;
+}
+
+HRESULT CheckSingleSignOn::GetMemberToken(std::string* token, StoreStatus* status) {
+    if (!token || !status) return E_INVALIDARG;
+    const std::lock_guard lock(m_storeLock);
+    const HRESULT hr = Guarded([&] { return ReadEncoded(kMemberValue, kTextCapacity, kTokenSize, token); });
+    if (hr != S_OK) TraceA("[ERR] GetMemberToken SS_STATUS_NOT_EXIST\n");
+    *status = StatusOf(hr);
+    return hr;
+}
+
+HRESULT CheckSingleSignOn::GetRefreshToken(SecretText* token, StoreStatus* status) {
+    if (!token || !status) return E_INVALIDARG;
+    const std::lock_guard lock(m_storeLock);
+    const HRESULT hr = Guarded(
+        [&] { return ReadProtected(kRefreshValue, "[CheckSingleSignOn] CryptUnprotectData error!!\n", token); });
+    if (hr != S_OK) TraceA("[ERR] GetRefreshToken SS_STATUS_NOT_EXIST\n");
+    *status = StatusOf(hr);
+    return hr;
+}
+
+HRESULT CheckSingleSignOn::GetPublicKey(std::string* key) {
+    if (!key) return E_INVALIDARG;
+    const std::lock_guard lock(m_storeLock);
+    return Guarded([&]() -> HRESULT {
+        SecretText plain;
+        const HRESULT hr = ReadProtected(kPublicKeyValue, "[ERR] GetPublicKey decrypt failed.\n", &plain);
+        *key = plain.Text();
+        if (hr == S_OK) return S_OK;
+        TraceA("[ERR] GetPublicKey SS_STATUS_NOT_EXIST\n");
+        return E_FAIL;
+    });
+}
+
+HRESULT CheckSingleSignOn::GetPublicID(std::uint32_t* id) {
+    if (!id) return E_INVALIDARG;
+    const std::lock_guard lock(m_storeLock);
+    const std::optional<std::uint32_t> number = ReadSharedNumber(kPublicIDValue);
+    if (!number) {
+        TraceA("[ERR] GetPublicID key is not exist.\n");
+        return E_FAIL;
+    }
+    *id = *number;
+    return S_OK;
+}
+
+}  // namespace qsn

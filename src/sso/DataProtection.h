@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "Utility/SecretText.h"
+
+namespace qsn {
+
+// Encryption by the system, without a key of our own. Nothing where the system refuses.
+//
+// Any user of this machine can decrypt the result: the suite's applications run partly as services, and share it.
+std::optional<std::vector<std::uint8_t>> ProtectForMachine(std::string_view text);
+// All bytes that were protected, NULs included.
+std::optional<SecretText> Unprotect(std::span<const std::uint8_t> bytes);
+
+}  // namespace qsn

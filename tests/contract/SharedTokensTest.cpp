@@ -1,0 +1,172 @@
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+
+#include "support/Fakes.h"
+#include "support/SessionTest.h"
+#include "support/SharedValues.h"
+
+namespace {
+
+using namespace qsn::test;
+
+class SharedTokens : public SessionTest {
+protected:
+    HRESULT EnableSingleSignOn(uint32_t enable) { return m_qsn->Config(QSNCFG_ENABLE_SINGLE_SIGNON, &enable, nullptr); }
+
+    SharedValues m_values;
+};
+
+struct SignOutCase {
+    const char* what;
+    bool signedIn;
+    bool network;
+    int serverResult;
+    uint32_t singleSignOn;
+    int callbackResult;
+    bool reachesTheService;
+};
+
+void PrintTo(const SignOutCase& each, std::ostream* output) { *output << each.what; }
+
+class SigningOut : public SharedTokens, public testing::WithParamInterface<SignOutCase> {};
+
+TEST_P(SigningOut, EndsTheSessionAndClearsTheStore) {
+    const SignOutCase& each = GetParam();
+    const FakeOrb orb;
+    FakeNetwork network;
+    network.SetAlive(each.network);
+    ASSERT_EQ(EnableSingleSignOn(each.singleSignOn), S_OK);
+    if (each.signedIn) SignIn();
+    SharedValues::WriteToken("SSO", kToken);
+    SharedValues::WriteToken("mTok", "m-1");
+    SharedValues::WriteProtected("rTok", "r-1");
+    if (each.serverResult) Server().Rules().Once({.result = each.serverResult}, {.requestType = "signOut"});
+
+    ASSERT_EQ(m_qsn->SignOut(), S_OK);
+    const auto event = m_callback.WaitFor(QSN_ACTION_SIGNOUT_RESULT);
+    ASSERT_TRUE(event);
+    EXPECT_EQ(event->result, each.callbackResult);
+    EXPECT_FALSE(event->hasData);
+    EXPECT_EQ(AccessToken(), "");
+    EXPECT_EQ(UserInfoResult(), QSN_CALLBACK_NOT_SIGNED_IN);
+    EXPECT_FALSE(SharedValues::Has("mTok"));
+    EXPECT_FALSE(SharedValues::Has("rTok"));
+    EXPECT_EQ(SharedValues::Has("SSO"), each.singleSignOn == 0)
+        << "the shared token is no business of those who do not take part";
+
+    const auto logged = [&](const std::wstring& line) {
+        return orb.Record().find(L"Log QSN1.0 " + line) != std::wstring::npos;
+    };
+    EXPECT_TRUE(logged(L"SignOut"));
+    EXPECT_EQ(logged(L"Sign Out: Network not available"), !each.network);
+    EXPECT_EQ(logged(L"OnlineSignOut, Server result = " + std::to_wstring(each.serverResult)), each.reachesTheService);
+
+    const auto requests = Server().TakeRequests();
+    ASSERT_EQ(requests.size(), each.reachesTheService ? 1u : 0u);
+    if (!each.reachesTheService) return;
+    EXPECT_NE(requests[0].body.find("\"memberToken\":\"m-1\""), std::string::npos) << requests[0].body;
+    EXPECT_NE(requests[0].body.find("\"refreshToken\":\"r-1\""), std::string::npos) << requests[0].body;
+}
+
+INSTANTIATE_TEST_SUITE_P(All, SigningOut,
+                         testing::Values(SignOutCase{"in order", true, true, 0, 1, QSN_CALLBACK_OK, true},
+                                         SignOutCase{"no network", true, false, 0, 1, QSN_CALLBACK_NETWORK_OR_UNKNOWN,
+                                                     false},
+                                         SignOutCase{"refused", true, true, 2, 1, QSN_CALLBACK_SERVER_RESULT_2, true},
+                                         SignOutCase{"no token", false, true, 0, 1, QSN_CALLBACK_NOT_SIGNED_IN, false},
+                                         SignOutCase{"single sign-on off", true, true, 0, 0, QSN_CALLBACK_OK, true}));
+
+TEST_F(SharedTokens, SignInSharesTheTokenOnlyWhereItIsSwitchedOn) {
+    SignIn();
+    EXPECT_FALSE(SharedValues::Has("SSO"));
+    ASSERT_EQ(EnableSingleSignOn(1), S_OK);
+    EXPECT_EQ(m_qsn->SignIn(""), QSN_RETURN_E_NO_TOKEN);
+    EXPECT_FALSE(SharedValues::Has("SSO"));
+    EXPECT_EQ(m_callback.ResultOf(QSN_ACTION_SIGNIN_RESULT), QSN_CALLBACK_OK) << "the session is held";
+    SignIn("other");
+    EXPECT_EQ(SharedValues::Read("SSO"), (SharedValues::Raw{REG_SZ, SharedValues::Base64Lines("other")}));
+    ASSERT_EQ(EnableSingleSignOn(0), S_OK);
+    SignIn("third");
+    EXPECT_EQ(SharedValues::Read("SSO")->data, SharedValues::Base64Lines("other"));
+}
+
+TEST_F(SharedTokens, SignInWithoutATokenTakesTheSharedOne) {
+    EXPECT_EQ(m_qsn->SignIn(nullptr), QSN_RETURN_E_NO_TOKEN);
+    EXPECT_EQ(m_callback.ResultOf(QSN_ACTION_SIGNIN_RESULT), QSN_CALLBACK_NOT_SIGNED_IN);
+    const std::string asWritten = SharedValues::Base64Lines(kToken) + '\0';
+    SharedValues::Write("SSO", asWritten);
+    EXPECT_EQ(m_qsn->SignIn(nullptr), QSN_RETURN_E_NO_TOKEN) << "not where it is switched off";
+    EXPECT_EQ(m_callback.ResultOf(QSN_ACTION_SIGNIN_RESULT), QSN_CALLBACK_NOT_SIGNED_IN);
+    ASSERT_EQ(EnableSingleSignOn(1), S_OK);
+    SignIn(nullptr);
+    EXPECT_EQ(AccessToken(), kToken);
+    EXPECT_EQ(SharedValues::Read("SSO")->data, asWritten) << "it is not written back";
+}
+
+TEST_F(SharedTokens, SwitchingNeedsInitAndAValue) {
+    EXPECT_EQ(m_qsn->Config(QSNCFG_ENABLE_SINGLE_SIGNON, nullptr, nullptr), E_INVALIDARG);
+    EXPECT_EQ(EnableSingleSignOn(0), S_OK) << "although nothing was started";
+    ASSERT_EQ(m_qsn->Uninit(), S_OK);
+    EXPECT_EQ(EnableSingleSignOn(1), QSN_RETURN_E_NOT_INITIALIZED);
+    EXPECT_EQ(m_qsn->Config(QSNCFG_ENABLE_SINGLE_SIGNON, nullptr, nullptr), QSN_RETURN_E_NOT_INITIALIZED);
+}
+
+struct TokenItems {
+    QSN_CONFIG set;
+    QSN_CONFIG get;
+    const char* value;
+};
+
+class TokenConfiguration : public SharedTokens, public testing::WithParamInterface<TokenItems> {
+protected:
+    HRESULT Set(const char* text, uint32_t length) {
+        std::string copy = text ? text : "";
+        copy.resize(length);
+        return m_qsn->Config(GetParam().set, text ? copy.data() : nullptr, &length);
+    }
+    // Result, length and text in one line.
+    std::string Get(std::optional<uint32_t> size) {
+        char buffer[64] = "untouched";
+        uint32_t length = size.value_or(0);
+        const HRESULT hr = m_qsn->Config(GetParam().get, size ? buffer : nullptr, &length);
+        return (hr == S_OK           ? "ok "
+                : hr == E_INVALIDARG ? "invalid "
+                                     : "other ") +
+               std::to_string(length) + " " + buffer;
+    }
+};
+
+TEST_P(TokenConfiguration, SetsReadsAndClears) {
+    ASSERT_EQ(m_qsn->Uninit(), S_OK) << "these items work at any time";
+    EXPECT_EQ(Get(std::nullopt), "ok 1 untouched");
+    EXPECT_EQ(Get(0), "invalid 0 untouched");
+    EXPECT_EQ(Get(1), "ok 0 ");
+
+    ASSERT_EQ(Set("0123456789", 10), S_OK);
+    EXPECT_EQ(Get(std::nullopt), "ok 11 untouched");
+    EXPECT_EQ(Get(10), "invalid 10 untouched");
+    EXPECT_EQ(Get(11), "ok 10 0123456789");
+    ASSERT_EQ(Set("0123456789", 4), S_OK) << "the length counts";
+    EXPECT_EQ(Get(64), "ok 4 0123");
+    ASSERT_EQ(Set("01234", 40), S_OK) << "and so does the terminator";
+    EXPECT_EQ(Get(64), "ok 5 01234");
+    EXPECT_EQ(Set(std::string(3000, 'x').c_str(), 3000), E_INVALIDARG);
+    EXPECT_EQ(Get(64), "ok 5 01234");
+
+    EXPECT_EQ(m_qsn->Config(GetParam().set, nullptr, nullptr), E_POINTER);
+    EXPECT_EQ(m_qsn->Config(GetParam().get, nullptr, nullptr), E_INVALIDARG);
+    EXPECT_TRUE(SharedValues::Has(GetParam().value));
+    ASSERT_EQ(Set(nullptr, 7), S_OK);
+    EXPECT_FALSE(SharedValues::Has(GetParam().value));
+    ASSERT_EQ(Set("x", 0), S_OK);
+    EXPECT_FALSE(SharedValues::Has(GetParam().value));
+}
+
+INSTANTIATE_TEST_SUITE_P(Both, TokenConfiguration,
+                         testing::Values(TokenItems{QSNCFG_SET_MEMBER_TOKEN, QSNCFG_GET_MEMBER_TOKEN, "mTok"},
+                                         TokenItems{QSNCFG_SET_REFRESH_TOKEN, QSNCFG_GET_REFRESH_TOKEN, "rTok"}),
+                         [](const auto& each) { return std::string(each.param.value); });
+
+}  // namespace

@@ -1,0 +1,254 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <memory>
+#include <sstream>
+#include <vector>
+
+#include "support/OtherApplication.h"
+#include "support/ProcessState.h"
+#include "support/SessionTest.h"
+#include "support/SharedValues.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using namespace qsn::test;
+using Clock = std::chrono::steady_clock;
+
+constexpr wchar_t kApplication[] = L"SingleSignOnChild.DISABLED_Application";
+
+HRESULT EnableSingleSignOn(IPVSubscription2& qsn, uint32_t enable = 1) {
+    return qsn.Config(QSNCFG_ENABLE_SINGLE_SIGNON, &enable, nullptr);
+}
+
+// Null clears.
+HRESULT SetToken(IPVSubscription2& qsn, QSN_CONFIG item, const char* token) {
+    std::string copy = token ? token : "";
+    auto length = static_cast<uint32_t>(copy.size());
+    return qsn.Config(item, token ? copy.data() : nullptr, &length);
+}
+
+std::string GetToken(IPVSubscription2& qsn, QSN_CONFIG item) {
+    char buffer[2048] = {};
+    uint32_t length = sizeof(buffer);
+    return qsn.Config(item, buffer, &length) == S_OK ? std::string(buffer, length) : "(unreadable)";
+}
+
+// The library as another application of the suite has it, on command of the test's own process.
+class Application {
+public:
+    void Run() {
+        std::string line;
+        while (OtherApplication::NextCommand(&line)) {
+            std::istringstream words(line);
+            std::string command;
+            std::string text;
+            words >> command >> text;
+            OtherApplication::Reply(Do(command, text.empty() ? nullptr : text.c_str()));
+        }
+    }
+
+private:
+    std::string Do(const std::string& command, const char* text) {
+        if (command == "init") return Hr(m_qsn->Init(L"OTHER", &m_callback));
+        if (command == "watch") return Hr(EnableSingleSignOn(*m_qsn));
+        if (command == "signin") return Hr(m_qsn->SignIn(text));
+        if (command == "signout") return Hr(m_qsn->SignOut());
+        if (command == "member") return Hr(SetToken(*m_qsn, QSNCFG_SET_MEMBER_TOKEN, text));
+        if (command == "refresh") return Hr(SetToken(*m_qsn, QSNCFG_SET_REFRESH_TOKEN, text));
+        if (command == "notified") return NextNotification();
+        if (command == "pending") return std::to_string(m_callback.Pending());
+        if (command == "outcome") return std::to_string(m_callback.ResultOf(std::stoi(text)));
+        if (command == "write") WriteWithoutEnd();
+        if (command == "change") ChangeEvery20Milliseconds();
+        return "unknown command";
+    }
+    std::string NextNotification() {
+        const auto event = m_callback.WaitFor(QSN_ACTION_NOTIFY);
+        return event ? std::to_string(event->result) + " " + event->text : "none";
+    }
+    void WriteWithoutEnd() {
+        for (unsigned round = 0;; ++round) {
+            const std::string token = "token-" + std::to_string(round);
+            SetToken(*m_qsn, QSNCFG_SET_MEMBER_TOKEN, round % 3 == 2 ? nullptr : token.c_str());
+            SetToken(*m_qsn, QSNCFG_SET_REFRESH_TOKEN, round % 5 == 4 ? nullptr : token.c_str());
+            if (round == 2) OtherApplication::Reply("writing");
+        }
+    }
+    void ChangeEvery20Milliseconds() {
+        OtherApplication::Reply("changing");
+        for (unsigned round = 0;; ++round) {
+            const std::string token = std::to_string(round) + "-token";
+            SharedValues::WriteToken("mTok", token);
+            if (round % 2) {
+                SharedValues::Delete("SSO");
+                SharedValues::Delete("rTok");
+            } else {
+                SharedValues::WriteToken("SSO", token);
+                SharedValues::WriteProtected("rTok", token);
+            }
+            Sleep(20);
+        }
+    }
+    static std::string Hr(HRESULT hr) { return std::to_string(hr); }
+
+    RecordingCallback m_callback;
+    Library m_library;
+    LibraryObject m_qsn = Create(m_library);
+};
+
+TEST(SingleSignOnChild, DISABLED_Application) { Application().Run(); }
+
+class SingleSignOn : public SessionTest {
+protected:
+    // The watcher's first look only takes note of what it does not know. A sign-out makes everything known.
+    void Watch() {
+        ASSERT_EQ(EnableSingleSignOn(*m_qsn), S_OK);
+        ASSERT_EQ(m_qsn->SignOut(), S_OK);
+        ASSERT_EQ(m_callback.ResultOf(QSN_ACTION_SIGNOUT_RESULT), QSN_CALLBACK_NOT_SIGNED_IN);
+    }
+    // What `action` brings next, and how long it took since the other application was told to do it.
+    Event Await(int action, Clock::time_point since) {
+        const std::optional<Event> event = m_callback.WaitFor(action, 10s);
+        EXPECT_TRUE(event) << "action " << action;
+        m_latencies.push_back(Clock::now() - since);
+        return event.value_or(Event{});
+    }
+    void ExpectNotification(int id, const char* text, Clock::time_point since) {
+        const Event event = Await(QSN_ACTION_NOTIFY, since);
+        EXPECT_EQ(event.result, id);
+        EXPECT_EQ(event.hasData, text != nullptr);
+        EXPECT_EQ(event.text, text ? text : "");
+    }
+
+    SharedValues m_values;
+    std::vector<Clock::duration> m_latencies;
+};
+
+TEST_F(SingleSignOn, TwoApplicationsFollowEachOther) {
+    OtherApplication other(kApplication);
+    ASSERT_EQ(other.Do("init"), "0");
+    ASSERT_EQ(other.Do("watch"), "0");
+    Watch();
+
+    auto start = Clock::now();
+    ASSERT_EQ(other.Do(std::string("signin ") + kToken), "0");
+    ASSERT_EQ(other.Do("member m-1"), "0");
+    ASSERT_EQ(other.Do("refresh r-1"), "0");
+    EXPECT_EQ(Await(QSN_ACTION_SSO_SIGNIN_RESULT, start).result, QSN_CALLBACK_OK);
+    EXPECT_EQ(AccessToken(), kToken);
+    ExpectNotification(QSN_NOTIFY_MEMBER_TOKEN_SET, "m-1", start);
+    ExpectNotification(QSN_NOTIFY_REFRESH_TOKEN_SET, "r-1", start);
+
+    start = Clock::now();
+    ASSERT_EQ(other.Do("member"), "0");
+    ASSERT_EQ(other.Do("refresh"), "0");
+    ExpectNotification(QSN_NOTIFY_MEMBER_TOKEN_CLEAR, nullptr, start);
+    ExpectNotification(QSN_NOTIFY_REFRESH_TOKEN_CLEAR, nullptr, start);
+
+    // One look tells everything at once, the refresh token last: with it nothing of the other's own can be missing.
+    ASSERT_EQ(SetToken(*m_qsn, QSNCFG_SET_REFRESH_TOKEN, "from-here"), S_OK);
+    EXPECT_EQ(other.Do("notified"), "6 from-here");
+    EXPECT_EQ(other.Do("outcome 1"), "0");
+    EXPECT_EQ(other.Do("pending"), "0") << "nobody hears of what he did himself";
+
+    start = Clock::now();
+    ASSERT_EQ(other.Do("signout"), "0");
+    Await(QSN_ACTION_SSO_SIGNOUT_RESULT, start);
+    EXPECT_EQ(AccessToken(), "");
+    EXPECT_EQ(other.Do("outcome 2"), "0");
+    for (const char* name : {"SSO", "mTok", "rTok"}) EXPECT_FALSE(SharedValues::Has(name)) << name;
+
+    std::ranges::sort(m_latencies);
+    EXPECT_LT(m_latencies[m_latencies.size() / 2], 1500ms);
+    RecordProperty("slowestMilliseconds", std::to_string(m_latencies.back() / 1ms));
+}
+
+TEST_F(SingleSignOn, AnApplicationKilledWhileItWritesLeavesTheStoreUsable) {
+    ASSERT_EQ(EnableSingleSignOn(*m_qsn), S_OK);
+    auto other = std::make_unique<OtherApplication>(kApplication);
+    for (int round = 0; round < 50; ++round) {
+        auto next = std::make_unique<OtherApplication>(kApplication);  // takes its time to start
+        ASSERT_EQ(other->Do("write"), "writing");
+        // Both write for a moment that is different each time.
+        for (int i = 0; i < round % 7; ++i) SetToken(*m_qsn, QSNCFG_SET_MEMBER_TOKEN, "mine");
+        other->Kill();
+        const std::string token = std::to_string(round);
+        ASSERT_EQ(SetToken(*m_qsn, QSNCFG_SET_MEMBER_TOKEN, token.c_str()), S_OK);
+        ASSERT_EQ(SetToken(*m_qsn, QSNCFG_SET_REFRESH_TOKEN, token.c_str()), S_OK);
+        ASSERT_EQ(GetToken(*m_qsn, QSNCFG_GET_MEMBER_TOKEN), token);
+        ASSERT_EQ(GetToken(*m_qsn, QSNCFG_GET_REFRESH_TOKEN), token);
+        other = std::move(next);
+    }
+    SharedValues::Delete("mTok");
+    const auto cleared = [](const auto& event) { return event && event->result == QSN_NOTIFY_MEMBER_TOKEN_CLEAR; };
+    EXPECT_TRUE(Eventually([&] { return cleared(m_callback.WaitFor(QSN_ACTION_NOTIFY)); })) << "it still watches";
+}
+
+TEST_F(SingleSignOn, IsSwitchedWhileAnotherApplicationChangesTheValues) {
+    RecordingCallback watchingCallback;
+    const LibraryObject watching = Create(m_library);
+    ASSERT_EQ(watching->Init(L"WATCHING", &watchingCallback), S_OK);
+    ASSERT_EQ(EnableSingleSignOn(*watching), S_OK);
+    OtherApplication other(kApplication);
+    ASSERT_EQ(other.Do("change"), "changing");
+    const auto toggle = [&](int rounds) {
+        for (int round = 0; round < rounds; ++round) {
+            ASSERT_EQ(EnableSingleSignOn(*m_qsn, 1), S_OK);
+            ASSERT_EQ(EnableSingleSignOn(*m_qsn, 0), S_OK);
+        }
+    };
+    toggle(20);
+    const int handles = HandleCount();
+    const int threads = ThreadCount();
+    toggle(480);
+    EXPECT_TRUE(Eventually([&] { return HandleCount() <= handles + 2; })) << handles << " became " << HandleCount();
+    EXPECT_TRUE(Eventually([&] { return ThreadCount() <= threads; })) << threads << " became " << ThreadCount();
+    EXPECT_TRUE(watchingCallback.WaitFor(QSN_ACTION_NOTIFY)) << "the other object has been told meanwhile";
+    EXPECT_EQ(watching->Uninit(), S_OK);
+}
+
+TEST_F(SingleSignOn, UninitInTheMiddleOfEvents) {
+    OtherApplication other(kApplication);
+    ASSERT_EQ(other.Do("change"), "changing");
+    for (int round = 0; round < 2; ++round) {
+        HANDLE const told = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+        const Owned<HANDLE, CloseHandle> owner(told);
+        m_callback.onEvent = [&](const Event&, void*) {
+            SetEvent(told);
+            SetToken(*m_qsn, QSNCFG_SET_REFRESH_TOKEN, "from-the-callback");
+            EnableSingleSignOn(*m_qsn, 1);
+            m_qsn->SignOut();
+            return S_OK;
+        };
+        ASSERT_EQ(EnableSingleSignOn(*m_qsn), S_OK);
+        ASSERT_EQ(WaitForSingleObject(told, 10000), WAIT_OBJECT_0);
+        ASSERT_EQ(m_qsn->Uninit(), S_OK);
+        m_callback.onEvent = [](const Event&, void*) -> HRESULT {
+            ADD_FAILURE() << "a callback after Uninit";
+            return S_OK;
+        };
+        EXPECT_EQ(EnableSingleSignOn(*m_qsn), QSN_RETURN_E_NOT_INITIALIZED);
+        ASSERT_EQ(m_qsn->Init(L"SID", &m_callback), S_OK);
+    }
+}
+
+TEST_F(SingleSignOn, UninitDoesNotWaitForTheWatcherToWakeUp) {
+    std::vector<Clock::duration> times;
+    for (int round = 0; round < 5; ++round) {
+        ASSERT_EQ(EnableSingleSignOn(*m_qsn), S_OK);
+        SignIn();
+        const auto start = Clock::now();
+        ASSERT_EQ(m_qsn->Uninit(), S_OK);
+        times.push_back(Clock::now() - start);
+        ASSERT_EQ(m_qsn->Init(L"SID", &m_callback), S_OK);
+    }
+    // The machine may be busy; the library is not.
+    std::ranges::sort(times);
+    EXPECT_LT(times[1], 50ms);
+    RecordProperty("slowestMicroseconds", std::to_string(times.back() / 1us));
+}
+
+}  // namespace
