@@ -40,11 +40,11 @@ private:
 };
 
 // Stands in a class that derives from a COM interface and from CPVUnknown.
-#define QSN_DELEGATE_IUNKNOWN                                                        \
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** ppv) override {      \
-        return Outer()->QueryInterface(iid, ppv);                                    \
-    }                                                                                \
-    ULONG STDMETHODCALLTYPE AddRef() override { return Outer()->AddRef(); }          \
+#define QSN_DELEGATE_IUNKNOWN                                                   \
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** ppv) override { \
+        return Outer()->QueryInterface(iid, ppv);                               \
+    }                                                                           \
+    ULONG STDMETHODCALLTYPE AddRef() override { return Outer()->AddRef(); }     \
     ULONG STDMETHODCALLTYPE Release() override { return Outer()->Release(); }
 
 }  // namespace qsn

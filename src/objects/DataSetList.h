@@ -2,6 +2,7 @@
 
 #include <qsn/qsn.h>
 
+#include <cstddef>
 #include <vector>
 
 #include "Utility/ComOwners.h"
@@ -17,6 +18,7 @@ public:
     // Takes a reference of its own. E_NOINTERFACE where `element` is no record. Not to be called any more once the
     // host has the list.
     HRESULT Append(IUnknown* element);
+    void Reserve(std::size_t count) { m_elements.reserve(count); }
 
     HRESULT STDMETHODCALLTYPE NonDelegatingQueryInterface(REFIID iid, void** ppv) override;
     HRESULT STDMETHODCALLTYPE GetItem(uint32_t index, void** element) override;
@@ -27,5 +29,6 @@ private:
 };
 
 class CQSNUserMenu final : public DataSetList {};
+class CQSNProductList final : public DataSetList {};
 
 }  // namespace qsn

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <json/value.h>
+#include <qsn/qsn.h>
+
+#include "Utility/ComOwners.h"
+
+namespace qsn {
+
+// The product list that the "data" of a reply holds; empty where it is no array. Throws std::bad_alloc.
+UniqueCom<IQSNList> ReadProductList(const Json::Value& data);
+
+}  // namespace qsn

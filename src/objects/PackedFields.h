@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+namespace qsn {
+
+// Texts and numbers under small ids, packed into one block of memory: a product has some forty fields, of which most
+// are empty, and a list has tens of thousands of products. Empty texts and zeros take no room.
+class PackedFields {
+public:
+    struct Field {
+        std::uint8_t id = 0;  // 1 to 127
+        bool isText = false;
+        std::string_view text = {};
+        std::int32_t number = 0;
+    };
+
+    static std::size_t SizeOf(std::span<const Field> fields) noexcept;
+    // Fills a block of `SizeOf` bytes.
+    static void Pack(std::span<const Field> fields, char* block) noexcept;
+
+    // Reads a packed block, which stays the caller's.
+    explicit PackedFields(const char* block) noexcept : m_block(block) {}
+
+    // Empty and 0 where nothing, or something of the other kind, is held under `id`.
+    std::string_view Text(std::uint8_t id) const noexcept;
+    std::int32_t Number(std::uint8_t id) const noexcept;
+
+private:
+    Field Find(std::uint8_t id) const noexcept;
+
+    const char* m_block;  // entries, and a zero byte behind the last one
+};
+
+}  // namespace qsn
