@@ -1,0 +1,44 @@
+#pragma once
+
+#include <windows.h>
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "engine/Endpoints.h"
+
+namespace qsn {
+
+// The texts of the member-auth exchange: what is sent, and what is read from its replies and tokens.
+
+// E_OUTOFMEMORY where the writer ran out of it.
+HRESULT WriteMemberInitBody(const std::string& productSID, std::string* body);
+HRESULT WriteMemberRefreshSecret(const std::string& refreshToken, std::int32_t memberId, std::string* text);
+HRESULT WriteMemberRefreshBody(const std::string& wrappedKey, const std::string& encryptedSecret, std::uint32_t keyId,
+                               std::string* body);
+
+struct MemberAuthReply {
+    int result = 0;  // these replies may carry one, most do not
+    std::string additionalMessage;
+};
+// The parts of a reply that do not depend on its kind; left alone where it is not JSON.
+void ReadMemberAuthResult(std::string_view reply, MemberAuthReply* envelope);
+
+// kInitMemberAuth: public key and its identifier. kRefreshMemberToken: the encrypted text. Anything else: E_NOTIMPL.
+// E_INVALIDARG: not JSON. kReplyWithoutResult: no "status". 0 with the outputs untouched for any "status" but success:
+// callers judge by what they got.
+HRESULT ParseMemberAuthResponse(RequestType api, std::string_view reply, std::uint32_t* identifier, std::string* text);
+
+// When a member token ends, and whose it is. E_INVALIDARG where the payload is no JSON object. Members that are no
+// numbers read as 0.
+struct MemberTokenClaims {
+    std::int64_t expiry = 0;  // seconds since 1970
+    std::int32_t memberId = 0;
+};
+HRESULT ReadMemberTokenClaims(std::string_view payload, MemberTokenClaims* claims);
+
+// The member token in a decrypted refresh reply, empty where it is missing. E_INVALIDARG: not JSON.
+HRESULT ReadRenewedMemberToken(std::string_view text, std::string* token);
+
+}  // namespace qsn

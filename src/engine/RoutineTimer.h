@@ -1,0 +1,62 @@
+#pragma once
+
+#include <windows.h>
+
+#include <cstdint>
+#include <vector>
+
+#include "Utility/Win32Owners.h"
+#include "thread/PVWorkerThread.h"
+
+namespace qsn {
+
+inline constexpr std::uint32_t kRoutineEventCheckToken = 1;  // ROUTINE_EVENT_CHECK_TOKEN
+
+// Whom the timer tells that an entry's time is over. Called on the timer's thread under the timer's lock: post work and
+// return, and do not call the timer.
+class RoutineTimerCallback {
+public:
+    virtual HRESULT RoutineTimerCallbackEvent(std::uint32_t event, void* data) = 0;
+
+protected:
+    ~RoutineTimerCallback() = default;
+};
+
+// Counts routine entries down in ticks of 100 ms on a thread of its own. There is one entry, the token check.
+// Any thread but the timer's own may call. Its lock is never held while anybody waits.
+class RoutineTimer final : public PVWorkerThread {
+public:
+    RoutineTimer() = default;
+    RoutineTimer(const RoutineTimer&) = delete;
+    RoutineTimer& operator=(const RoutineTimer&) = delete;
+    ~RoutineTimer() override;
+
+    // E_FAIL where the thread could not be started. Nothing happens where the timer runs already.
+    HRESULT Init(RoutineTimerCallback* callback);
+    // 0 where the timer was running, 1 where it was not. No event comes once this has returned.
+    HRESULT Uninit();
+
+    // Arms the token check anew, to fire after `interval` seconds and then again after each, or disarms it. `event` is
+    // not looked at. E_INVALIDARG: enabled with an interval of 0. E_NOTIMPL: the timer does not run.
+    HRESULT SetRoutine(std::uint32_t event, bool enable, std::uint32_t interval);
+
+    DWORD ThreadProc() override;
+
+private:
+    struct RoutineEntry {
+        std::uint32_t id;
+        bool enabled;
+        std::uint32_t interval;   // s
+        std::uint32_t countdown;  // ticks
+        std::uint32_t event;
+    };
+
+    void Tick();
+
+    CriticalSection m_timerLock;  // guards what follows; the callback is called under it
+    bool m_started = false;
+    RoutineTimerCallback* m_callback = nullptr;
+    std::vector<RoutineEntry> m_entries;
+};
+
+}  // namespace qsn

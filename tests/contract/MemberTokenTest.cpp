@@ -1,0 +1,174 @@
+#include <gtest/gtest.h>
+
+#include <regex>
+
+#include "support/SessionTest.h"
+#include "support/SharedValues.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using namespace qsn::test;
+using qsn::service::RecordedRequest;
+using qsn::service::ReplyChange;
+using qsn::service::RequestMatch;
+
+constexpr char kUser[] = "20417";
+constexpr char kRefreshToken[] = "refresh-ada";
+
+// The product list of the second generation is asked for with a member token, which is renewed on the way.
+class MemberToken : public SessionTest {
+protected:
+    void SetUp() override {
+        Server().Members().Accept();
+        Server().Accounts().Use([](auto& accounts) { accounts.users[0].refreshTokens = {kRefreshToken}; });
+        SessionTest::SetUp();
+        SignIn();
+        SharedValues::WriteProtected("rTok", kRefreshToken);
+    }
+    void HoldTokenFor(std::chrono::seconds lifetime) { Hold(Server().IssueMemberToken(kUser, lifetime)); }
+    void Hold(const std::string& token) {
+        m_token = token;
+        SharedValues::WriteToken("mTok", token);
+    }
+    int ListResult() {
+        EXPECT_EQ(m_qsn->GetProductListV2(), S_OK);
+        return m_callback.ResultOf(QSN_ACTION_GET_PRODUCTLIST_V2_RESULT);
+    }
+    // The operations that reached the service since the last call, in order.
+    std::vector<std::string> Requests() {
+        std::vector<std::string> types;
+        m_requests = Server().TakeRequests();
+        for (const RecordedRequest& request : m_requests) types.push_back(request.requestType);
+        return types;
+    }
+    bool IsRenewed() const { return SharedValues::Read("mTok")->data != SharedValues::Base64Lines(m_token); }
+
+    using Types = std::vector<std::string>;
+    SharedValues m_values;
+    std::string m_token;
+    std::vector<RecordedRequest> m_requests;
+};
+
+TEST_F(MemberToken, IsUsedAsItIsWhileItLasts) {
+    HoldTokenFor(65s);
+    EXPECT_EQ(ListResult(), QSN_CALLBACK_OK);
+    EXPECT_EQ(Requests(), Types{"getProductListV2"});
+    EXPECT_EQ(m_requests[0].body, "{\"data\":{\"lang\":\"\"},\"memberToken\":\"" + m_token + "\",\"version\":1}\n");
+}
+
+TEST_F(MemberToken, IsRenewedInItsLastMinute) {
+    HoldTokenFor(60s);
+    EXPECT_EQ(ListResult(), QSN_CALLBACK_OK);
+    EXPECT_EQ(Requests(), (Types{"memberInit", "memberRefresh", "getProductListV2"})) << "no public key is held yet";
+    EXPECT_TRUE(IsRenewed());
+    const RecordedRequest& init = m_requests[0];
+    EXPECT_EQ(init.host, "member.quillfern.example");
+    EXPECT_EQ(init.target, "/member-auth/v1/init");
+    EXPECT_EQ(init.body, "{\"sid\":\"SID-TEST\",\"version\":1}\n");
+    const RecordedRequest& refresh = m_requests[1];
+    EXPECT_EQ(refresh.target, "/member-auth/v1/refresh/00000000") << "nothing is known of the user yet";
+    EXPECT_EQ(refresh.decryptedBody, "{\"memberId\":20417,\"refreshToken\":\"refresh-ada\"}\n");
+    const std::regex envelope(R"(\{"a":"[A-Za-z0-9+/]{342}==","data":"[A-Za-z0-9+/]+=*","k":[0-9]+\}\n)");
+    EXPECT_TRUE(std::regex_match(refresh.body, envelope)) << refresh.body;
+    for (const RecordedRequest* request : {&init, &refresh}) {
+        EXPECT_NE(request->rawHeader.find("\r\nUser-Agent: Quillfern/SID-TEST\r\n"), std::string::npos);
+    }
+    EXPECT_EQ(m_requests[2].Header("User-Agent"), nullptr);
+
+    HoldTokenFor(1s);
+    EXPECT_EQ(UserInfoResult(), QSN_CALLBACK_OK);
+    Requests();
+    EXPECT_EQ(ListResult(), QSN_CALLBACK_OK);
+    EXPECT_EQ(Requests(), (Types{"memberRefresh", "getProductListV2"})) << "the public key is held now";
+    EXPECT_EQ(m_requests[0].target, "/member-auth/v1/refresh/20417") << "and so is the user's identifier";
+}
+
+TEST_F(MemberToken, SurvivesARotatedKeyPair) {
+    HoldTokenFor(1s);
+    ASSERT_EQ(ListResult(), QSN_CALLBACK_OK);
+    Server().Members().RotateKey();
+    HoldTokenFor(1s);
+    Requests();
+    EXPECT_EQ(ListResult(), QSN_CALLBACK_OK);
+    EXPECT_EQ(Requests(), (Types{"memberRefresh", "memberInit", "memberRefresh", "getProductListV2"}));
+    EXPECT_TRUE(IsRenewed());
+}
+
+TEST_F(MemberToken, WithoutOneTheMemberServiceIsNotAsked) {
+    EXPECT_EQ(ListResult(), QSN_CALLBACK_SERVER_RESULT_102);
+    EXPECT_EQ(Requests(), Types{"getProductListV2"});
+    EXPECT_NE(m_requests[0].body.find("\"memberToken\":\"\""), std::string::npos);
+}
+
+TEST_F(MemberToken, WithoutAnIdentifierTheUserIsAskedFor) {
+    const std::string header = "eyJhbGciOiJIUzI1NiJ9.";
+    for (const std::string& token : {std::string("no-dots"), std::string("one.dot"), header + "WzFd.x" /* [1] */,
+                                     header + "eyJleHAiOiJzb29uIn0.x" /* "exp" a text */, header + "e30.x" /* {} */}) {
+        Hold(token);
+        ASSERT_EQ(m_qsn->Uninit(), S_OK);
+        ASSERT_EQ(m_qsn->Init(L"SID-TEST", &m_callback), S_OK);
+        SignIn();
+        SharedValues::Delete("pubK");
+        EXPECT_EQ(ListResult(), QSN_CALLBACK_OK) << token;
+        EXPECT_EQ(Requests(), (Types{"memberInit", "getUserInfo", "memberRefresh", "getProductListV2"})) << token;
+        EXPECT_EQ(m_requests[2].target, "/member-auth/v1/refresh/20417");
+        EXPECT_EQ(m_requests[2].decryptedBody, "{\"memberId\":20417,\"refreshToken\":\"refresh-ada\"}\n");
+    }
+}
+
+struct RefreshFault {
+    const char* name;
+    const char* operation;
+    ReplyChange change;
+};
+
+class RefusedRenewal : public MemberToken, public testing::WithParamInterface<RefreshFault> {};
+
+TEST_P(RefusedRenewal, LeavesEverythingInPlace) {
+    HoldTokenFor(1s);
+    // The list is asked for with the empty text then, and refused.
+    Server().Rules().Always(GetParam().change, RequestMatch{.requestType = GetParam().operation});
+    EXPECT_EQ(ListResult(), QSN_CALLBACK_SERVER_RESULT_102);
+    const Types types = Requests();
+    EXPECT_LE(std::count(types.begin(), types.end(), "memberRefresh"), 2);
+    EXPECT_LE(std::count(types.begin(), types.end(), "memberInit"), 3) << "a refusal there keeps no key";
+    EXPECT_FALSE(IsRenewed());
+    EXPECT_EQ(SharedValues::Decrypt("rTok"), kRefreshToken);
+
+    Server().Rules().Clear();
+    EXPECT_EQ(ListResult(), QSN_CALLBACK_OK) << "the next try works";
+}
+
+ReplyChange Body(const char* body) { return {.body = body}; }
+ReplyChange Secret(const char* text) { return {.memberSecret = text}; }
+
+INSTANTIATE_TEST_SUITE_P(
+    All, RefusedRenewal,
+    testing::Values(RefreshFault{"noStatus", "memberRefresh", Body("{}")},
+                    RefreshFault{"noJson", "memberRefresh", Body("<html>")},
+                    RefreshFault{"refused", "memberRefresh", Body(R"({"status":"FAILED"})")},
+                    RefreshFault{"shorterThanATag", "memberRefresh", Body(R"({"status":"SUCCESS","info":"AAAAAAAA"})")},
+                    RefreshFault{"noBase64", "memberRefresh", Body(R"({"status":"SUCCESS","info":"%%%%"})")},
+                    RefreshFault{"alteredTag", "memberRefresh", {.spoilMemberTag = true}},
+                    RefreshFault{"secretNoJson", "memberRefresh", Secret("memberToken")},
+                    RefreshFault{"secretWithoutToken", "memberRefresh", Secret("{}")},
+                    RefreshFault{"secretEmptyToken", "memberRefresh", Secret(R"({"memberToken":""})")},
+                    RefreshFault{"httpStatus", "memberRefresh", {.status = 500}},
+                    RefreshFault{"garbageKey", "memberInit",
+                                 Body(R"({"status":"SUCCESS","info":{"public_key":"garbage","id":1}})")},
+                    RefreshFault{"initRefused", "memberInit", Body(R"({"status":"FAILED"})")},
+                    RefreshFault{"initWithoutStatus", "memberInit", Body("{}")}),
+    [](const auto& fault) { return std::string(fault.param.name); });
+
+TEST_F(MemberToken, PassesTheServicesMessageOn) {
+    HoldTokenFor(1s);
+    Server().Rules().Always({.body = R"({"status":"FAILED","result":102,"additionalMessage":"not today"})"},
+                            RequestMatch{.requestType = "memberInit"});
+    EXPECT_EQ(ListResult(), QSN_CALLBACK_SERVER_RESULT_102);
+    const auto message = m_callback.WaitFor(QSN_ACTION_NOTIFY);
+    ASSERT_TRUE(message);
+    EXPECT_EQ(message->text, "not today");
+}
+
+}  // namespace

@@ -1,0 +1,129 @@
+#include <gtest/gtest.h>
+
+#include "support/DumpSwitch.h"
+#include "support/SessionTest.h"
+#include "support/SharedValues.h"
+#include "support/TraceCapture.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using namespace qsn::test;
+
+// The service says when a token is to be checked again; the library does so in the background.
+class TokenCheck : public SessionTest {
+protected:
+    void SetUp() override {
+        SessionTest::SetUp();
+        Switch(QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE, 1);
+    }
+    void TearDown() override { m_qsn->Uninit(); }
+    void Switch(int32_t item, uint32_t value) { ASSERT_EQ(m_qsn->Config(item, &value, nullptr), S_OK); }
+    void VerifyEvery(std::optional<int> seconds) {
+        Server().Accounts().Use([&](auto& accounts) { accounts.users[0].nextVerifyTime = seconds; });
+    }
+    void Revoke() {
+        Server().Accounts().Use([](auto& accounts) { accounts.users[0].accessTokens.clear(); });
+    }
+    // User info is the first reply to bring the time.
+    void SignInAndArm() {
+        SignIn();
+        ASSERT_EQ(UserInfoResult(), QSN_CALLBACK_OK);
+    }
+    int NextCheck(std::chrono::milliseconds timeout = 5s) {
+        const auto event = m_callback.WaitFor(QSN_ACTION_CHECK_TOKEN_ROUTINE_RESULT, timeout);
+        return event ? event->result : -1;
+    }
+
+    SharedValues m_values;
+};
+
+TEST_F(TokenCheck, ComesAtTheIntervalThatTheServiceAsksFor) {
+    VerifyEvery(1);
+    SignInAndArm();
+    const ULONGLONG start = GetTickCount64();
+    for (int firing = 0; firing < 5; ++firing) ASSERT_EQ(NextCheck(), QSN_CALLBACK_OK);
+    const ULONGLONG took = GetTickCount64() - start;
+    EXPECT_GE(took, 4250u);
+    EXPECT_LE(took, 12000u) << "five firings of a second each, on a machine with other work";
+}
+
+TEST_F(TokenCheck, EndsWithAValueBelowOne) {
+    for (int value : {0, -1}) {
+        VerifyEvery(1);
+        SignInAndArm();
+        ASSERT_EQ(NextCheck(), QSN_CALLBACK_OK);
+        VerifyEvery(value);
+        ASSERT_EQ(NextCheck(), QSN_CALLBACK_OK) << "the check that brings the value";
+        EXPECT_EQ(NextCheck(1300ms), -1) << value;
+    }
+}
+
+TEST_F(TokenCheck, EndsAtTheNextArmingOnceSwitchedOff) {
+    VerifyEvery(1);
+    SignInAndArm();
+    Switch(QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE, 0);
+    EXPECT_EQ(NextCheck(), QSN_CALLBACK_OK) << "a countdown that runs is not stopped by the switch";
+    EXPECT_EQ(NextCheck(1300ms), -1);
+}
+
+TEST_F(TokenCheck, DropsARevokedToken) {
+    VerifyEvery(1);
+    SignInAndArm();
+    Revoke();
+    EXPECT_EQ(NextCheck(), QSN_CALLBACK_SERVER_RESULT_1);
+    EXPECT_EQ(AccessToken(), "");
+    EXPECT_EQ(NextCheck(1300ms), -1) << "a refusal ends the routine";
+}
+
+TEST_F(TokenCheck, WithSingleSignOnTheSharedTokenGoesAndEverybodyHears) {
+    Switch(QSNCFG_ENABLE_SINGLE_SIGNON, 1);
+    VerifyEvery(1);
+    SignInAndArm();
+    ASSERT_TRUE(SharedValues::Has("SSO"));
+    Revoke();
+    EXPECT_EQ(NextCheck(), QSN_CALLBACK_SERVER_RESULT_1);
+    EXPECT_FALSE(SharedValues::Has("SSO"));
+    EXPECT_TRUE(m_callback.WaitFor(QSN_ACTION_SSO_SIGNOUT_RESULT, 5s)) << "by way of the watcher";
+    EXPECT_EQ(AccessToken(), "");
+}
+
+TEST_F(TokenCheck, AsksWithTheDeviceAndTheProduct) {
+    VerifyEvery(1);
+    SignInAndArm();
+    Server().TakeRequests();
+    ASSERT_EQ(NextCheck(), QSN_CALLBACK_OK);
+    const auto requests = Server().TakeRequests();
+    ASSERT_FALSE(requests.empty());
+    EXPECT_TRUE(requests[0].body.starts_with(R"({"accessToken":"token-ada","data":{"machineID":")"))
+        << requests[0].body;
+    EXPECT_TRUE(
+        requests[0].body.ends_with("\",\"sid\":\"SID-TEST\"},\"requestType\":\"verifyToken\",\"version\":1}\n"));
+}
+
+TEST(TokenCheckEnd, NoEventComesOnceUninitHasReturned) {
+    TestService::Instance().Reset();
+    const Library library;
+    for (int round = 0; round < 100; ++round) {
+        RecordingCallback callback;
+        const LibraryObject qsn = Create(library);
+        ASSERT_EQ(qsn->Init(L"SID", &callback), S_OK);
+        uint32_t on = 1;
+        ASSERT_EQ(qsn->Config(QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE, &on, nullptr), S_OK);
+        TestService::Instance().Server().Rules().Once({.data = [] {
+            Json::Value data;
+            data["nextVerifyTime"] = 1;
+            return data;
+        }()});
+        qsn->SignIn(kToken);
+        qsn->GetUserInfo();
+        if (round % 2) callback.WaitFor(QSN_ACTION_GET_USERINFO_RESULT);
+        ASSERT_EQ(qsn->Uninit(), S_OK);
+        const std::size_t events = callback.Pending();
+        Sleep(0);
+        EXPECT_EQ(callback.Pending(), events);
+        TestService::Instance().Server().Rules().Clear();
+    }
+}
+
+}  // namespace
