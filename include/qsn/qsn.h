@@ -35,8 +35,8 @@
  * What the methods return, besides the system's own S_OK, E_NOTIMPL (0x80004001), E_NOINTERFACE (0x80004002),
  * E_POINTER (0x80004003), E_FAIL (0x80004005), E_OUTOFMEMORY (0x8007000E) and E_INVALIDARG (0x80070057).
  */
-static const HRESULT QSN_RETURN_E_NO_TOKEN = static_cast<HRESULT>(0x86210002L);            /* no token held or given */
-static const HRESULT QSN_RETURN_E_NOT_INITIALIZED = static_cast<HRESULT>(0x86210004L);     /* before Init, after Uninit */
+static const HRESULT QSN_RETURN_E_NO_TOKEN = static_cast<HRESULT>(0x86210002L);        /* no token held or given */
+static const HRESULT QSN_RETURN_E_NOT_INITIALIZED = static_cast<HRESULT>(0x86210004L); /* before Init, after Uninit */
 static const HRESULT QSN_RETURN_E_ALREADY_INITIALIZED = static_cast<HRESULT>(0x86210005L); /* Init while initialised */
 static const HRESULT QSN_RETURN_E_TIMEOUT = static_cast<HRESULT>(0x86210006L); /* a waited task took over 120 s */
 
@@ -46,16 +46,16 @@ static const HRESULT QSN_RETURN_E_TIMEOUT = static_cast<HRESULT>(0x86210006L); /
  */
 enum QSN_CALLBACK_RESULT {
     QSN_CALLBACK_OK = 0,
-    QSN_CALLBACK_NETWORK_OR_UNKNOWN = 1,   /* network not available, or a failure without a code of its own */
-    QSN_CALLBACK_SERVER_RESULT_1 = 2,      /* the service answered "result" 1 */
-    QSN_CALLBACK_NOT_SIGNED_IN = 3,        /* there is no access token to work with; nothing was sent */
-    QSN_CALLBACK_SERVER_RESULT_2 = 4,      /* the service answered "result" 2 */
-    QSN_CALLBACK_REPLY_INCOMPLETE = 5,     /* the reply has no "result", or "result" is 5 */
-    QSN_CALLBACK_REPLY_NOT_AUTHENTIC = 8,  /* the reply's authentication is missing or wrong, or "result" is 4 */
-    QSN_CALLBACK_SERVER_RESULT_3 = 9,      /* the service answered "result" 3 */
-    QSN_CALLBACK_SERVER_RESULT_6 = 10,     /* the service answered "result" 6 */
-    QSN_CALLBACK_REQUEST_NOT_SIGNED = 11,  /* the request's authentication could not be made; nothing was sent */
-    QSN_CALLBACK_SERVER_RESULT_101 = 101,  /* 101 to 107: the service answered the same number */
+    QSN_CALLBACK_NETWORK_OR_UNKNOWN = 1,  /* network not available, or a failure without a code of its own */
+    QSN_CALLBACK_SERVER_RESULT_1 = 2,     /* the service answered "result" 1 */
+    QSN_CALLBACK_NOT_SIGNED_IN = 3,       /* there is no access token to work with; nothing was sent */
+    QSN_CALLBACK_SERVER_RESULT_2 = 4,     /* the service answered "result" 2 */
+    QSN_CALLBACK_REPLY_INCOMPLETE = 5,    /* the reply has no "result", or "result" is 5 */
+    QSN_CALLBACK_REPLY_NOT_AUTHENTIC = 8, /* the reply's authentication is missing or wrong, or "result" is 4 */
+    QSN_CALLBACK_SERVER_RESULT_3 = 9,     /* the service answered "result" 3 */
+    QSN_CALLBACK_SERVER_RESULT_6 = 10,    /* the service answered "result" 6 */
+    QSN_CALLBACK_REQUEST_NOT_SIGNED = 11, /* the request's authentication could not be made; nothing was sent */
+    QSN_CALLBACK_SERVER_RESULT_101 = 101, /* 101 to 107: the service answered the same number */
     QSN_CALLBACK_SERVER_RESULT_102 = 102,
     QSN_CALLBACK_SERVER_RESULT_103 = 103,
     QSN_CALLBACK_SERVER_RESULT_104 = 104,
@@ -68,45 +68,45 @@ enum QSN_CALLBACK_RESULT {
 
 /* What a callback reports. `data` is valid during the call only, unless the host keeps a reference of its own. */
 enum QSN_ACTION {
-    QSN_ACTION_SIGNIN_RESULT = 1,              /* data: null; with result 3 the login page address (narrow text) */
-    QSN_ACTION_SIGNOUT_RESULT = 2,             /* data: null */
-    QSN_ACTION_GET_USERINFO_RESULT = 4,        /* data: IQSNUserInfo*, or null where there is none */
-    QSN_ACTION_GET_PRODUCTLIST_RESULT = 5,     /* data: IQSNList* of IQSNDataSet, or null */
-    QSN_ACTION_NOTIFY = 6,                     /* result: a QSN_NOTIFY id; data: narrow text or null */
+    QSN_ACTION_SIGNIN_RESULT = 1,               /* data: null; with result 3 the login page address (narrow text) */
+    QSN_ACTION_SIGNOUT_RESULT = 2,              /* data: null */
+    QSN_ACTION_GET_USERINFO_RESULT = 4,         /* data: IQSNUserInfo*, or null where there is none */
+    QSN_ACTION_GET_PRODUCTLIST_RESULT = 5,      /* data: IQSNList* of IQSNDataSet, or null */
+    QSN_ACTION_NOTIFY = 6,                      /* result: a QSN_NOTIFY id; data: narrow text or null */
     QSN_ACTION_CHECK_TOKEN_ROUTINE_RESULT = 11, /* data: null */
-    QSN_ACTION_GI_QUERY_RESULT = 12,           /* data: const QSN_GI_QUOTA*, or null */
-    QSN_ACTION_GI_LOG_RESULT = 13,             /* data: null */
-    QSN_ACTION_GET_PRODUCTLIST_V2_RESULT = 14, /* data: IQSNList* of IQSNDataSet, or null */
-    QSN_ACTION_SSO_SIGNIN_RESULT = 1001,       /* as SIGNIN, where another application of the suite signed in */
-    QSN_ACTION_SSO_SIGNOUT_RESULT = 1002       /* as SIGNOUT, where another application of the suite signed out */
+    QSN_ACTION_GI_QUERY_RESULT = 12,            /* data: const QSN_GI_QUOTA*, or null */
+    QSN_ACTION_GI_LOG_RESULT = 13,              /* data: null */
+    QSN_ACTION_GET_PRODUCTLIST_V2_RESULT = 14,  /* data: IQSNList* of IQSNDataSet, or null */
+    QSN_ACTION_SSO_SIGNIN_RESULT = 1001,        /* as SIGNIN, where another application of the suite signed in */
+    QSN_ACTION_SSO_SIGNOUT_RESULT = 1002        /* as SIGNOUT, where another application of the suite signed out */
 };
 
 /* The `result` of QSN_ACTION_NOTIFY. */
 enum QSN_NOTIFY {
-    QSN_NOTIFY_SERVICE_MESSAGE = 1,     /* data: a message of the service for the user */
-    QSN_NOTIFY_MEMBER_TOKEN_SET = 5,    /* data: the member token that another application has set */
-    QSN_NOTIFY_REFRESH_TOKEN_SET = 6,   /* data: the refresh token that another application has set */
-    QSN_NOTIFY_MEMBER_TOKEN_CLEAR = 7,  /* data: null */
-    QSN_NOTIFY_REFRESH_TOKEN_CLEAR = 8  /* data: null */
+    QSN_NOTIFY_SERVICE_MESSAGE = 1,    /* data: a message of the service for the user */
+    QSN_NOTIFY_MEMBER_TOKEN_SET = 5,   /* data: the member token that another application has set */
+    QSN_NOTIFY_REFRESH_TOKEN_SET = 6,  /* data: the refresh token that another application has set */
+    QSN_NOTIFY_MEMBER_TOKEN_CLEAR = 7, /* data: null */
+    QSN_NOTIFY_REFRESH_TOKEN_CLEAR = 8 /* data: null */
 };
 
 /* ----------------------------------------------------------------------------------------- configuration items --- */
 
 /* Ids for IPVSubscription::Config. "Needs Init" ones return QSN_RETURN_E_NOT_INITIALIZED outside Init ... Uninit. */
 enum QSN_CONFIG {
-    QSNCFG_SET_LOG_FOLDER = 1,              /* wide text: folder of the usage log's Orb.dll, used by the next Init */
-    QSNCFG_SET_LANGUAGE = 2,                /* wide text; needs Init; waits */
-    QSNCFG_SET_PLATFORM_INFO = 5,           /* uint32_t*: 1 64-bit, 2 32-bit, else none; null: 0; needs Init; waits */
-    QSNCFG_ENABLE_SINGLE_SIGNON = 6,        /* uint32_t* switch; needs Init */
-    QSNCFG_SET_EXTEND_DATA = 7,             /* wide text, sent with most requests; needs Init; waits */
-    QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE = 8,  /* uint32_t* switch; needs Init; waits */
-    QSNCFG_USE_TESTBED = 9,                 /* uint32_t* switch: staging service; needs Init; waits */
-    QSNCFG_GI_QUERY = 10,                   /* data ignored; needs Init; waits; result as QSN_ACTION_GI_QUERY_RESULT */
-    QSNCFG_GI_LOG = 11,                     /* data ignored; needs Init; waits; result as QSN_ACTION_GI_LOG_RESULT */
-    QSNCFG_SET_MEMBER_TOKEN = 12,           /* narrow text or null to clear; *length: its length in bytes */
-    QSNCFG_SET_REFRESH_TOKEN = 13,          /* as above */
-    QSNCFG_GET_MEMBER_TOKEN = 14,           /* narrow buffer or null; *length: its size, then the text's length */
-    QSNCFG_GET_REFRESH_TOKEN = 15           /* as above */
+    QSNCFG_SET_LOG_FOLDER = 1,             /* wide text: folder of the usage log's Orb.dll, used by the next Init */
+    QSNCFG_SET_LANGUAGE = 2,               /* wide text; needs Init; waits */
+    QSNCFG_SET_PLATFORM_INFO = 5,          /* uint32_t*: 1 64-bit, 2 32-bit, else none; null: 0; needs Init; waits */
+    QSNCFG_ENABLE_SINGLE_SIGNON = 6,       /* uint32_t* switch; needs Init; watching the others ends at Uninit */
+    QSNCFG_SET_EXTEND_DATA = 7,            /* wide text, sent with most requests; needs Init; waits */
+    QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE = 8, /* uint32_t* switch; needs Init; waits */
+    QSNCFG_USE_TESTBED = 9,                /* uint32_t* switch: staging service; needs Init; waits */
+    QSNCFG_GI_QUERY = 10,                  /* data ignored; needs Init; waits; result as QSN_ACTION_GI_QUERY_RESULT */
+    QSNCFG_GI_LOG = 11,                    /* data ignored; needs Init; waits; result as QSN_ACTION_GI_LOG_RESULT */
+    QSNCFG_SET_MEMBER_TOKEN = 12,          /* narrow text or null to clear; *length: its length in bytes */
+    QSNCFG_SET_REFRESH_TOKEN = 13,         /* as above */
+    QSNCFG_GET_MEMBER_TOKEN = 14,          /* narrow buffer or null; *length: its size, then the text's length */
+    QSNCFG_GET_REFRESH_TOKEN = 15          /* as above */
 };
 
 /* Data of QSN_ACTION_GI_QUERY_RESULT. */
@@ -123,6 +123,58 @@ enum QSN_USER_FIELD { QSN_USER_ID = 1, QSN_USER_NAME = 2, QSN_USER_EMAIL = 3 };
 
 /* Text fields of an element of the user menu. */
 enum QSN_MENU_FIELD { QSN_MENU_ITEM = 1, QSN_MENU_URL = 2 };
+
+/*
+ * Fields of an element of a product list: text unless marked (integer). Sizes are texts of decimal digits. A field that
+ * the service did not send is an empty text or 0; the reserved ones are empty texts.
+ */
+enum QSN_PRODUCT_FIELD {
+    QSN_PRODUCT_NAME = 1,
+    QSN_PRODUCT_TYPE = 2,
+    QSN_PRODUCT_DISPLAY_NAME = 3,
+    QSN_PRODUCT_VERSION = 4,
+    QSN_PRODUCT_DISPLAY_VERSION = 5,
+    QSN_PRODUCT_VERSION_TYPE = 6,
+    QSN_PRODUCT_DISPLAY_VERSION_TYPE = 7,
+    QSN_PRODUCT_SID = 8,
+    QSN_PRODUCT_DOWNLOAD_URL = 9,
+    QSN_PRODUCT_DOWNLOAD_URL_MD5 = 10,
+    QSN_PRODUCT_STATUS = 11,
+    QSN_PRODUCT_RESERVED_12 = 12,
+    QSN_PRODUCT_IS_CHECKED = 13,  /* (integer) */
+    QSN_PRODUCT_IS_UPGRADED = 14, /* (integer) */
+    QSN_PRODUCT_RESERVED_15 = 15,
+    QSN_PRODUCT_RESERVED_16 = 16,
+    QSN_PRODUCT_RESERVED_17 = 17,
+    QSN_PRODUCT_FILE_SIZE = 18,
+    QSN_PRODUCT_PATCH_FILE_SIZE = 19,
+    QSN_PRODUCT_PATCH_DOWNLOAD_URL = 20,
+    QSN_PRODUCT_PATCH_DOWNLOAD_URL_MD5 = 21,
+    QSN_PRODUCT_RESERVED_22 = 22,
+    QSN_PRODUCT_UPGRADE_PRODUCTS = 23,
+    QSN_PRODUCT_CONTENT_PACK_WEB_PAGE_URL = 24,
+    QSN_PRODUCT_IS_CONTENT_PACK = 25,         /* (integer) */
+    QSN_PRODUCT_NON_SILENT_INSTALLATION = 26, /* (integer) */
+    QSN_PRODUCT_ICON = 27,
+    QSN_PRODUCT_TUTORIAL_URL = 28,
+    QSN_PRODUCT_INTRO_URL = 29,
+    QSN_PRODUCT_BELONGS = 30, /* the product that this one goes with */
+    QSN_PRODUCT_PUBLISH_DATE = 31,
+    QSN_PRODUCT_IS_THIRD_PARTY_PACK = 32, /* (integer) */
+    QSN_PRODUCT_PATCH_INFO = 33,
+    QSN_PRODUCT_WHAT_NEW_URL = 34,
+    QSN_PRODUCT_BACKGROUND_MUSIC = 35, /* (integer) */
+    QSN_PRODUCT_SOUND_CLIPS = 36,      /* (integer) */
+    QSN_PRODUCT_HAVE_X64_BUILD = 37,   /* (integer) */
+    QSN_PRODUCT_STOCK_VIDEO = 38,      /* (integer), though GetFieldType answers E_INVALIDARG */
+    QSN_PRODUCT_STOCK_PHOTO = 39,      /* (integer), though GetFieldType answers E_INVALIDARG */
+    QSN_PRODUCT_EXTEND_FEATURE = 40,
+    QSN_PRODUCT_THUMB1 = 41,
+    QSN_PRODUCT_THUMB2 = 42,
+    QSN_PRODUCT_CONTENT_DETAIL = 43,
+    QSN_PRODUCT_CONTENT_DESCRIPTION = 44,
+    QSN_PRODUCT_DEMO_URL = 45
+};
 
 /* What GetFieldType answers. */
 enum QSN_FIELD_TYPE { QSN_FIELD_TEXT = 1, QSN_FIELD_INTEGER = 5 };
@@ -205,8 +257,7 @@ struct IQSNCallbackFunc : public IUnknown {
 /* ------------------------------------------------------------------------------------------- the library object --- */
 
 /*
- * Unless said otherwise a method returns QSN_RETURN_E_NOT_INITIALIZED before Init and after Uninit. A method that this
- * version does not provide yet returns E_NOTIMPL; the README lists them.
+ * Unless said otherwise a method returns QSN_RETURN_E_NOT_INITIALIZED before Init and after Uninit.
  * QueryInterface answers IID_IUnknown and IID_IPVSubscription; the pointer given for the latter is an
  * IPVSubscription2*. A null output: E_INVALIDARG for IID_IPVSubscription, E_POINTER for any other identifier.
  */
@@ -224,7 +275,8 @@ struct IPVSubscription : public IUnknown {
     virtual HRESULT STDMETHODCALLTYPE Uninit() = 0;
     /*
      * Sets or reads the item `id` (a QSN_CONFIG, which says what `data` and `length` are and what waits).
-     * E_NOTIMPL: unknown or reserved id. E_POINTER, E_INVALIDARG: data or length missing, buffer too small.
+     * E_NOTIMPL: unknown or reserved id. E_POINTER, E_INVALIDARG: data or length missing, buffer too small. A token
+     * item may also return the registry's own error number, such as 5 (access denied), a positive one.
      * QSN_RETURN_E_TIMEOUT: the worker did not come to it within 120 s.
      */
     virtual HRESULT STDMETHODCALLTYPE Config(int32_t id, void* data, uint32_t* length) = 0;

@@ -34,6 +34,26 @@ void CopyUser(IQSNUserInfo& user, Outcome& outcome) {
     CopyMenu(user, outcome);
 }
 
+void CopyProducts(IQSNList& list, Outcome& outcome) {
+    for (uint32_t index = 0; index < list.GetCount(); ++index) {
+        void* element = nullptr;
+        if (FAILED(list.GetItem(index, &element))) continue;
+        auto* const product = static_cast<IQSNDataSet*>(element);
+        std::vector<std::string>& row = outcome.products.emplace_back();
+        for (int32_t field : {QSN_PRODUCT_DISPLAY_NAME, QSN_PRODUCT_DISPLAY_VERSION, QSN_PRODUCT_DISPLAY_VERSION_TYPE,
+                              QSN_PRODUCT_FILE_SIZE, QSN_PRODUCT_PUBLISH_DATE}) {
+            row.push_back(TextField(*product, field));
+        }
+        product->Release();
+    }
+}
+
+void CopyQuota(const QSN_GI_QUOTA& quota, Outcome& outcome) {
+    const std::wstring date = quota.resetDate;
+    outcome.quotaReset.assign(date.begin(), date.end());  // digits only
+    outcome.quotaRemaining = quota.remainCount;
+}
+
 }  // namespace
 
 HRESULT STDMETHODCALLTYPE HostCallback::Callback(int32_t action, int32_t result, void* data) {
@@ -44,12 +64,19 @@ HRESULT STDMETHODCALLTYPE HostCallback::Callback(int32_t action, int32_t result,
         case QSN_ACTION_GET_USERINFO_RESULT:
             if (data) CopyUser(*static_cast<IQSNUserInfo*>(data), outcome);
             break;
+        case QSN_ACTION_GET_PRODUCTLIST_RESULT:
+        case QSN_ACTION_GET_PRODUCTLIST_V2_RESULT:
+            if (data) CopyProducts(*static_cast<IQSNList*>(data), outcome);
+            break;
+        case QSN_ACTION_GI_QUERY_RESULT:
+            if (data) CopyQuota(*static_cast<const QSN_GI_QUOTA*>(data), outcome);
+            break;
         case QSN_ACTION_SIGNIN_RESULT:
+        case QSN_ACTION_SSO_SIGNIN_RESULT:
         case QSN_ACTION_NOTIFY:
             if (data) outcome.text = static_cast<const char*>(data);
             break;
-        default:
-            break;
+        default: break;
     }
     {
         const std::lock_guard lock(m_mutex);
@@ -60,11 +87,19 @@ HRESULT STDMETHODCALLTYPE HostCallback::Callback(int32_t action, int32_t result,
 }
 
 std::optional<Outcome> HostCallback::WaitFor(int action, std::chrono::seconds timeout) {
+    return WaitForFirst([action](const Outcome& outcome) { return outcome.action == action; }, timeout);
+}
+
+std::optional<Outcome> HostCallback::WaitForAny(std::chrono::seconds timeout) {
+    return WaitForFirst([](const Outcome&) { return true; }, timeout);
+}
+
+template <class Condition>
+std::optional<Outcome> HostCallback::WaitForFirst(Condition condition, std::chrono::seconds timeout) {
     std::unique_lock lock(m_mutex);
     auto found = m_outcomes.end();
     const bool arrived = m_arrived.wait_for(lock, timeout, [&] {
-        found = std::find_if(m_outcomes.begin(), m_outcomes.end(),
-                             [&](const Outcome& outcome) { return outcome.action == action; });
+        found = std::find_if(m_outcomes.begin(), m_outcomes.end(), condition);
         return found != m_outcomes.end();
     });
     if (!arrived) return std::nullopt;

@@ -17,9 +17,12 @@ namespace sample {
 struct Outcome {
     int action = 0;
     int result = 0;
-    std::string text;  // the login page address, or the text of a notification
+    std::string text;                                       // the login page address, or the text of a notification
     std::vector<std::pair<std::string, std::string>> user;  // label, value
     std::vector<std::pair<std::string, std::string>> menu;  // item, address
+    std::vector<std::vector<std::string>> products;         // name, version, edition, size in bytes, date
+    std::string quotaReset;
+    unsigned quotaRemaining = 0;
 };
 
 // The host's side of the conversation. The library calls it on its worker thread; the main thread waits in `WaitFor`.
@@ -28,6 +31,8 @@ class HostCallback final : public IQSNCallbackFunc {
 public:
     // The next outcome of `action`; nothing where none comes in time.
     std::optional<Outcome> WaitFor(int action, std::chrono::seconds timeout = std::chrono::seconds(30));
+    // The next one of any action.
+    std::optional<Outcome> WaitForAny(std::chrono::seconds timeout = std::chrono::seconds(30));
 
     HRESULT STDMETHODCALLTYPE Callback(int32_t action, int32_t result, void* data) override;
 
@@ -36,6 +41,9 @@ public:
     ULONG STDMETHODCALLTYPE Release() override { return 1; }
 
 private:
+    template <class Condition>
+    std::optional<Outcome> WaitForFirst(Condition condition, std::chrono::seconds timeout);
+
     std::mutex m_mutex;
     std::condition_variable m_arrived;
     std::deque<Outcome> m_outcomes;

@@ -2,16 +2,29 @@
 // with every answer checked.
 //
 //   qsn-host [--sid PRODUCT_SID] [--token ACCESS_TOKEN]
+//
+// Or, two at a time, through single sign-on:
+//
+//   qsn-host --follow          waits for another program to sign in and out
+//   qsn-host --lead            signs in, and out at the next line of input
+//
+// Or, with a member token that is about to end, through what the library does for tokens:
+//
+//   qsn-host --care-for MEMBER_TOKEN
 
 #include <qsn/qsn.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "HostCallback.h"
 #include "QsnLibrary.h"
+#include "SingleSignOn.h"
+#include "TokenCare.h"
 #include "Transcript.h"
 
 namespace {
@@ -24,6 +37,8 @@ using sample::Transcript;
 struct Options {
     std::wstring sid = L"QSN-DEMO";
     std::string token = "demo-token-ada";
+    std::string memberToken;
+    void (*act)(const Options&) = nullptr;  // null: the walk through one session
 };
 
 struct Releaser {
@@ -77,6 +92,41 @@ void ShowUser(Transcript& transcript, IPVSubscription2& qsn, HostCallback& callb
     transcript.Expect(outcome.menu.size() >= 3, "the user menu must have at least three items");
 }
 
+std::string Megabytes(const std::string& bytes) {
+    return bytes.empty() ? "" : std::to_string(std::strtoull(bytes.c_str(), nullptr, 10) >> 20) + " MB";
+}
+
+void ShowProducts(Transcript& transcript, IPVSubscription2& qsn, HostCallback& callback) {
+    transcript.Step("Fetch the user's product list");
+    transcript.Expect(SUCCEEDED(qsn.GetProductList()), "GetProductList failed");
+    const Outcome outcome = Await(transcript, callback, QSN_ACTION_GET_PRODUCTLIST_RESULT);
+    transcript.Expect(outcome.result == QSN_CALLBACK_OK, "the service did not answer the request");
+    transcript.Row({"product", "version", "edition", "size", "published"});
+    for (std::vector<std::string> product : outcome.products) {
+        product[3] = Megabytes(product[3]);
+        transcript.Row(product);
+    }
+    transcript.Expect(!outcome.products.empty(), "the account has products");
+}
+
+unsigned RemainingDownloads(Transcript& transcript, IPVSubscription2& qsn, HostCallback& callback) {
+    transcript.Expect(SUCCEEDED(qsn.Config(QSNCFG_GI_QUERY, nullptr, nullptr)), "the quota query failed");
+    const Outcome outcome = Await(transcript, callback, QSN_ACTION_GI_QUERY_RESULT);
+    transcript.Expect(outcome.result == QSN_CALLBACK_OK, "the service did not answer the request");
+    transcript.Row({"downloads left", std::to_string(outcome.quotaRemaining), "until", outcome.quotaReset});
+    return outcome.quotaRemaining;
+}
+
+void UseQuota(Transcript& transcript, IPVSubscription2& qsn, HostCallback& callback) {
+    transcript.Step("Ask for the download quota, log one download, ask again");
+    const unsigned before = RemainingDownloads(transcript, qsn, callback);
+    transcript.Expect(SUCCEEDED(qsn.Config(QSNCFG_GI_LOG, nullptr, nullptr)), "the quota log failed");
+    const Outcome logged = Await(transcript, callback, QSN_ACTION_GI_LOG_RESULT);
+    transcript.Expect(logged.result == QSN_CALLBACK_OK, "the service did not take the download");
+    const unsigned after = RemainingDownloads(transcript, qsn, callback);
+    transcript.Expect(after + 1 == before, "one download less was expected");
+}
+
 void Run(const Options& options) {
     Transcript transcript;
     transcript.Step("Load qsn.dll and create the library object");
@@ -91,6 +141,8 @@ void Run(const Options& options) {
     SignInWithoutToken(transcript, *qsn, callback);
     SignInWithToken(transcript, *qsn, callback, options.token);
     ShowUser(transcript, *qsn, callback);
+    ShowProducts(transcript, *qsn, callback);
+    UseQuota(transcript, *qsn, callback);
 
     transcript.Step("End the session");
     transcript.Expect(SUCCEEDED(qsn->Uninit()), "Uninit failed");
@@ -99,11 +151,18 @@ void Run(const Options& options) {
 
 Options ReadArguments(int count, char** arguments) {
     Options options;
-    for (int i = 1; i + 1 < count; i += 2) {
+    for (int i = 1; i < count; ++i) {
         const std::string name = arguments[i];
+        if (name == "--follow") options.act = [](const Options& o) { sample::FollowOthers(o.sid); };
+        if (name == "--lead") options.act = [](const Options& o) { sample::LeadOthers(o.sid, o.token); };
+        if (i + 1 == count) break;
         const std::string value = arguments[i + 1];
         if (name == "--sid") options.sid.assign(value.begin(), value.end());
         if (name == "--token") options.token = value;
+        if (name == "--care-for") {
+            options.memberToken = value;
+            options.act = [](const Options& o) { sample::ShowTokenCare(o.sid, o.memberToken); };
+        }
     }
     return options;
 }
@@ -114,7 +173,8 @@ int main(int argumentCount, char** arguments) {
     SetConsoleOutputCP(CP_UTF8);
     std::setvbuf(stdout, nullptr, _IONBF, 0);
     try {
-        Run(ReadArguments(argumentCount, arguments));
+        const Options options = ReadArguments(argumentCount, arguments);
+        (options.act ? options.act : Run)(options);
         return 0;
     } catch (const std::exception& failure) {
         std::printf("\nFAILED: %s\n", failure.what());

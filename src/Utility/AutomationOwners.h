@@ -21,7 +21,10 @@ public:
     BstrOut& operator=(const BstrOut&) = delete;
     ~BstrOut() { m_owner.reset(m_text); }
 
+    // Implicit, because they stand where an argument's conversion is wanted.
+    // NOLINTNEXTLINE(google-explicit-constructor)
     operator BSTR*() noexcept { return &m_text; }
+    // NOLINTNEXTLINE(google-explicit-constructor)
     operator void*() noexcept { return &m_text; }
 
 private:

@@ -30,7 +30,10 @@ public:
     ComOut& operator=(const ComOut&) = delete;
     ~ComOut() { m_owner.reset(m_object); }
 
+    // Implicit, because they stand where an argument's conversion is wanted.
+    // NOLINTNEXTLINE(google-explicit-constructor)
     operator Interface**() noexcept { return &m_object; }
+    // NOLINTNEXTLINE(google-explicit-constructor)
     operator void**() noexcept { return reinterpret_cast<void**>(&m_object); }
 
 private:

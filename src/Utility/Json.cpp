@@ -40,26 +40,37 @@ bool WriteJson(const Json::Value& root, std::string* text) {
 }
 
 std::string JsonText(const Json::Value& object, const char* member) {
-    try {
-        const Json::Value* const value = Find(object, member);
-        return value ? value->asString() : std::string();
-    } catch (const std::exception&) {
-        return {};
-    }
+    const Json::Value* const value = Find(object, member);
+    std::string converted;
+    return std::string(value ? JsonTextOf(*value, &converted) : std::string_view());
 }
 
 int JsonInt(const Json::Value& object, const char* member) {
-    try {
-        const Json::Value* const value = Find(object, member);
-        return value ? value->asInt() : 0;
-    } catch (const std::exception&) {
-        return 0;
-    }
+    const Json::Value* const value = Find(object, member);
+    return value ? JsonIntOf(*value) : 0;
 }
 
 const Json::Value& JsonMember(const Json::Value& object, const char* member) {
     const Json::Value* const value = Find(object, member);
     return value ? *value : Json::Value::nullSingleton();
+}
+
+// Both ask before they convert, because a reply of a hundred thousand wrong members would else throw as many
+// exceptions.
+std::string_view JsonTextOf(const Json::Value& value, std::string* converted) {
+    const char* begin = nullptr;
+    const char* end = nullptr;
+    if (value.isString() && value.getString(&begin, &end)) return {begin, end};
+    *converted = value.isConvertibleTo(Json::stringValue) ? value.asString() : std::string();
+    return *converted;
+}
+
+int JsonIntOf(const Json::Value& value) { return value.isConvertibleTo(Json::intValue) ? value.asInt() : 0; }
+
+Json::Value TakeJsonMember(Json::Value* object, const char* member) {
+    Json::Value taken;
+    if (object->isObject()) object->removeMember(member, &taken);
+    return taken;
 }
 
 }  // namespace qsn

@@ -18,4 +18,11 @@ std::string JsonText(const Json::Value& object, const char* member);
 int JsonInt(const Json::Value& object, const char* member);
 const Json::Value& JsonMember(const Json::Value& object, const char* member);
 
+// The same conversions of a value by itself. A text is not copied: the view lies in `value`, or, of anything else, in
+// `converted`.
+std::string_view JsonTextOf(const Json::Value& value, std::string* converted);
+int JsonIntOf(const Json::Value& value);
+// JsonMember out of an object that is not needed any more: a large member is not copied.
+Json::Value TakeJsonMember(Json::Value* object, const char* member);
+
 }  // namespace qsn

@@ -12,6 +12,7 @@
 #include "Utility/Guard.h"
 #include "Utility/LibCrypto.h"
 #include "Utility/Trace.h"
+#include "Utility/WipeAtEnd.h"
 
 namespace qsn {
 namespace {
@@ -26,18 +27,6 @@ HRESULT Failed(const wchar_t* text) {
     TraceW(L"%ls", text);
     return E_FAIL;
 }
-
-// Wipes bytes that must not stay in freed memory.
-class WipeAtEnd {
-public:
-    explicit WipeAtEnd(std::vector<std::uint8_t>& bytes) noexcept : m_bytes(bytes) {}
-    WipeAtEnd(const WipeAtEnd&) = delete;
-    WipeAtEnd& operator=(const WipeAtEnd&) = delete;
-    ~WipeAtEnd() { OPENSSL_cleanse(m_bytes.data(), m_bytes.size()); }
-
-private:
-    std::vector<std::uint8_t>& m_bytes;
-};
 
 std::span<const std::uint8_t> AsBytes(std::string_view text) {
     return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};

@@ -5,9 +5,9 @@
 
 extern "C" BOOL WINAPI DllMainCRTStartup(HINSTANCE instance, DWORD reason, void* processEnds);
 
-// The linker's entry point, around the C runtime's: when the DLL goes, libcrypto has to end before the runtime does, and
-// the runtime's thread-local keys after it. At the end of the process neither: its other threads were killed somewhere,
-// and the locks that a clean-up takes may never be given back.
+// The linker's entry point, around the C runtime's: when the DLL goes, libcrypto has to end before the runtime does,
+// and the runtime's thread-local keys after it. At the end of the process neither: its other threads were killed
+// somewhere, and the locks that a clean-up takes may never be given back.
 extern "C" BOOL WINAPI DllEntry(HINSTANCE instance, DWORD reason, void* processEnds) {
     const bool unloads = reason == DLL_PROCESS_DETACH && !processEnds;
     if (unloads) qsn::EndLibCrypto();

@@ -35,6 +35,7 @@ void ReturnRuntimeKeys() noexcept {
     while (g_keyCount > 0) FlsFree(g_keys[--g_keyCount]);
 }
 
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name, readability-identifier-naming): theirs are no names.
 extern "C" {
 
 int pthread_once(pthread_once_t* once, void (*routine)()) {
@@ -107,3 +108,4 @@ int pthread_setspecific(pthread_key_t key, const void* value) {
 }
 
 }  // extern "C"
+// NOLINTEND(readability-inconsistent-declaration-parameter-name, readability-identifier-naming)

@@ -17,18 +17,13 @@ std::string MemberURL(bool useTestbed, std::string_view path) {
 
 std::string GetServerURL(RequestType type, bool useTestbed, std::string_view memberId) {
     switch (type) {
-        case RequestType::kQueryGIQuota:
-            return ServiceURL(useTestbed, "/qsn/service/gi_count/query");
-        case RequestType::kLogGIQuota:
-            return ServiceURL(useTestbed, "/qsn/service/gi_count/log");
-        case RequestType::kGetProductListV2:
-            return ServiceURL(useTestbed, "/qsn/service/v2/getProductList");
-        case RequestType::kInitMemberAuth:
-            return MemberURL(useTestbed, "/member-auth/v1/init");
+        case RequestType::kQueryGIQuota: return ServiceURL(useTestbed, "/qsn/service/gi_count/query");
+        case RequestType::kLogGIQuota: return ServiceURL(useTestbed, "/qsn/service/gi_count/log");
+        case RequestType::kGetProductListV2: return ServiceURL(useTestbed, "/qsn/service/v2/getProductList");
+        case RequestType::kInitMemberAuth: return MemberURL(useTestbed, "/member-auth/v1/init");
         case RequestType::kRefreshMemberToken:
             return MemberURL(useTestbed, "/member-auth/v1/refresh/").append(memberId.empty() ? "00000000" : memberId);
-        default:
-            return ServiceURL(useTestbed, "/qsn/service/request");
+        default: return ServiceURL(useTestbed, "/qsn/service/request");
     }
 }
 

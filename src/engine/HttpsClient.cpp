@@ -3,7 +3,7 @@
 #include <wininet.h>
 
 #include <algorithm>
-#include <cstring>
+#include <cstdio>
 #include <memory>
 
 #include "Utility/Trace.h"
@@ -34,7 +34,7 @@ DWORD StatusCode(HINTERNET request) {
 
 void ReadCustomHeader(HINTERNET request, const char* name, std::string* value) {
     char buffer[1024] = {};
-    std::strcpy(buffer, name);
+    std::snprintf(buffer, sizeof(buffer), "%s", name);
     DWORD size = sizeof(buffer);
     if (HttpQueryInfoA(request, HTTP_QUERY_CUSTOM, buffer, &size, nullptr)) value->assign(buffer);
 }
@@ -60,8 +60,8 @@ HRESULT SendHttpsRequest(const HttpRequestInfo& request, std::string* responseBo
     // No agent name: the service takes a User-Agent line for a member-auth call.
     const UniqueInternetHandle session(InternetOpenA(nullptr, INTERNET_OPEN_TYPE_PRECONFIG, nullptr, nullptr, 0));
     if (!session) return E_FAIL;
-    const UniqueInternetHandle connection(InternetConnectA(session.Get(), request.hostName.c_str(), request.port, nullptr,
-                                                           nullptr, INTERNET_SERVICE_HTTP, request.flags, 0));
+    const UniqueInternetHandle connection(InternetConnectA(session.Get(), request.hostName.c_str(), request.port,
+                                                           nullptr, nullptr, INTERNET_SERVICE_HTTP, request.flags, 0));
     if (!connection) return E_FAIL;
     const UniqueInternetHandle exchange(HttpOpenRequestA(connection.Get(), request.verb.c_str(),
                                                          request.objectPath.c_str(), nullptr, nullptr, nullptr,

@@ -11,15 +11,14 @@ namespace {
 
 std::span<const unsigned char> BuiltInKey(KeySlot slot) {
     switch (slot) {
-        case KeySlot::kRequest:
-            return kRequestKeyBlob;
-        case KeySlot::kReply:
-            return kReplyKeyBlob;
+        case KeySlot::kRequest: return kRequestKeyBlob;
+        case KeySlot::kReply: return kReplyKeyBlob;
     }
     return {};
 }
 
-static_assert(std::size(kRequestKeyBlob) <= sizeof(KeyBlob::bytes) && std::size(kReplyKeyBlob) <= sizeof(KeyBlob::bytes));
+static_assert(std::size(kRequestKeyBlob) <= sizeof(KeyBlob::bytes) &&
+              std::size(kReplyKeyBlob) <= sizeof(KeyBlob::bytes));
 
 }  // namespace
 

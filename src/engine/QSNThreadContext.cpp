@@ -49,6 +49,7 @@ HRESULT QSNThreadContext::Init(const char* productSID, IQSNCallbackFunc* callbac
     m_nLastCallbackResult = 0;
     m_nPlatformInfo = 0;
     m_nCheckTokenRoutine = 0;
+    m_pRoutineTimer = nullptr;
     m_strSID = productSID;
     m_spCallback = AddReference(callback);
 

@@ -7,9 +7,12 @@
 #include <string>
 
 #include "Utility/ComOwners.h"
+#include "Utility/MemberCrypto.h"
 #include "Utility/OrbLogger.h"
+#include "Utility/SecretText.h"
 #include "engine/Endpoints.h"
 #include "engine/Reply.h"
+#include "engine/RoutineTimer.h"
 #include "thread/BaseThreadContext.h"
 
 namespace qsn {
@@ -30,6 +33,9 @@ public:
     HRESULT Init(const char* productSID, IQSNCallbackFunc* callback);
     HRESULT Uninit();
 
+    // Takes the usage log from `folder`; before `Init`, which writes its first line. The log is optional, as ever.
+    void LoadUsageLog(const wchar_t* folder) { m_usageLog.Load(folder); }
+
     // Configuration item `id`: `data` is a wide text or a 32-bit value. E_INVALIDARG: null data for a known item.
     // E_NOTIMPL: unknown item.
     HRESULT SetConfig(int id, const void* data);
@@ -41,9 +47,39 @@ public:
     // `bySingleSignOn`: started by another application of the suite and not by the host.
     HRESULT SignIn(bool bySingleSignOn);
 
+    // Ends the session, at the service too where the network allows. `bySingleSignOn` as above.
+    HRESULT SignOut(bool bySingleSignOn, const std::string& memberToken, const std::string& refreshToken);
+
+    // What the suite's applications share, each from a store that lives for the call. Reading gives E_FAIL where there
+    // is nothing to read; writing gives the first failure, and tries both values.
+    HRESULT GetRefreshTokenFromReg(SecretText* token);
+    HRESULT GetMemberTokenFromReg(std::string* token);
+    HRESULT GetPublicKeyAndIDFromReg(std::string* key, std::uint32_t* id);
+    HRESULT SetPublicKeyAndIDFromReg(const std::string& key, std::uint32_t id);
+    HRESULT SetMemberTokenInReg(const std::string& token);
+
     // Command procedures: 0 where the request was made, whatever came of it; E_FAIL without network; what the host's
     // callback returned where there is no access token.
     HRESULT GetUserInfoCmdProc();
+    HRESULT GetProductListCmdProc();
+    HRESULT GetProductListV2CmdProc();
+    HRESULT GIQueryProc();
+    HRESULT GILogProc();
+
+    // The token check that the routine timer asks for. With `singleSignOn` a refused token is taken from the shared
+    // tokens, and the session learns of that like every other application does; without, this session drops it.
+    // The exchange's own result, or S_FALSE where no request was made.
+    HRESULT CheckTokenValidCmdProc(bool singleSignOn);
+
+    // A member token that has more than a minute to live: the shared one, renewed at the member-auth service where it
+    // has to be. QSN_RETURN_E_NO_TOKEN where there is none to renew.
+    HRESULT GetMemberTokenTaskCmdProc(std::string* token);
+
+    // `timer` is not owned and outlives the session.
+    void SetRoutineTimer(RoutineTimer* timer) noexcept { m_pRoutineTimer = timer; }
+    // Has the access token checked `nextVerifyTime` seconds from now and then again after each; a value below 1 ends
+    // that. E_UNEXPECTED: there is no timer.
+    HRESULT EnableCheckTokenRoutine(int nextVerifyTime);
 
     HRESULT DoCallback(int action, int result, void* data);
 
@@ -58,7 +94,28 @@ private:
     HRESULT RunCommandProcedure(const CommandProcedure& procedure, Exchange&& exchange);
 
     // The exchanges with the service, in QSNThreadContext_ToServer.cpp.
+    HRESULT OnlineSignOut(const std::string& memberToken, const std::string& refreshToken);
     HRESULT OnlineGetUserInfo(UniqueCom<IQSNUserInfo>* userInfo);
+    HRESULT OnlineGetProductList(ReplyPayload* payload);
+    HRESULT OnlineGetProductListV2(ReplyPayload* payload);
+    HRESULT OnlineQueryGIInfo(QSN_GI_QUOTA* quota);
+    HRESULT OnlineGILog();
+
+    HRESULT OnlineCheckTokenValid();
+    void RearmCheckTokenRoutine(RequestType type, int serverResult, const ReplyPayload& payload);
+
+    // Member authentication, in QSNThreadContext_MemberAuth.cpp.
+    static HRESULT IsMemberTokenValid(const std::string& token, std::int32_t* memberId);
+    HRESULT RefreshWithNewPublicKey(std::int32_t memberId);
+    HRESULT OnlineInitMemberAuth(std::string* publicKey, std::uint32_t* id);
+    HRESULT OnlineRefreshMemberToken(std::int32_t memberId);
+    HRESULT ProvidePublicKey(std::string* publicKey, std::uint32_t* id);
+    HRESULT EncryptRefreshSecret(const AesKey& aesKey, std::int32_t memberId, std::string* encrypted);
+    HRESULT LearnMemberId(std::int32_t memberId);
+    HRESULT CommunicateToMemberAuth(RequestType type, const std::string& strJsonData, std::string* strServerResponse);
+    HRESULT StoreRenewedToken(const AesKey& aesKey, const std::string& strServerResponse);
+    HRESULT SetMemberToken(const std::string& text);
+    HRESULT ReportMemberAuthResult(const wchar_t* label, const std::string& strServerResponse);
 
     HRESULT RunOnlineOperation(const OnlineOperation& operation, const std::string& text1, const std::string& text2,
                                ReplyPayload* payload);
@@ -84,6 +141,7 @@ private:
     std::string m_strExtendData;
     std::uint32_t m_nPlatformInfo = 0;
     std::uint32_t m_nCheckTokenRoutine = 0;
+    RoutineTimer* m_pRoutineTimer = nullptr;
     std::uint32_t m_nUseTestbed = 0;
     std::wstring m_strDeviceId;  // empty where the machine has not told it at Init
     std::string m_strMemberId;   // as the member-auth address carries it; empty until user info has been read

@@ -28,6 +28,46 @@ constexpr CommandProcedure kGetUserInfo{
     true,
 };
 
+constexpr char kNoNetworkForProducts[] = "Get ProductList: network not available!! \n";
+constexpr wchar_t kNoNetworkForProductsLog[] = L"Get ProductList: Network not available";
+
+constexpr CommandProcedure kGetProductList{
+    QSN_ACTION_GET_PRODUCTLIST_RESULT,
+    "GetProductList",
+    "GetProductListCmdProc: start online to get product list \n",
+    kNoNetworkForProducts,
+    kNoNetworkForProductsLog,
+    true,
+};
+
+constexpr CommandProcedure kGetProductListV2{
+    QSN_ACTION_GET_PRODUCTLIST_V2_RESULT,
+    "GetProductListV2",
+    "GetProductListV2CmdProc: start online to get product list \n",
+    kNoNetworkForProducts,
+    kNoNetworkForProductsLog,
+    true,
+};
+
+// A refused quota never ends the session.
+constexpr CommandProcedure kGIQuery{
+    QSN_ACTION_GI_QUERY_RESULT,
+    nullptr,
+    "GIQueryProc: start online query GI info\n",
+    "GIQueryProc: network not available!! \n",
+    L"GIQueryProc: Network not available",
+    false,
+};
+
+constexpr CommandProcedure kGILog{
+    QSN_ACTION_GI_LOG_RESULT,
+    nullptr,
+    "GILogProc: start OnlineGILog \n",
+    "GILogProc: network not available!! \n",
+    L"GILogProc: Network not available",
+    false,
+};
+
 }  // namespace
 
 // `exchange(data)` talks to the service and stores the pointer that the host gets on success; the object behind it
@@ -58,6 +98,36 @@ HRESULT QSNThreadContext::GetUserInfoCmdProc() {
         *data = userInfo.get();
         return hr;
     });
+}
+
+HRESULT QSNThreadContext::GetProductListCmdProc() {
+    ReplyPayload payload;
+    return RunCommandProcedure(kGetProductList, [&](void** data) {
+        const HRESULT hr = OnlineGetProductList(&payload);
+        *data = payload.productList.get();
+        return hr;
+    });
+}
+
+HRESULT QSNThreadContext::GetProductListV2CmdProc() {
+    ReplyPayload payload;
+    return RunCommandProcedure(kGetProductListV2, [&](void** data) {
+        const HRESULT hr = OnlineGetProductListV2(&payload);
+        *data = payload.productList.get();
+        return hr;
+    });
+}
+
+HRESULT QSNThreadContext::GIQueryProc() {
+    QSN_GI_QUOTA quota{sizeof(QSN_GI_QUOTA), {}, 0};
+    return RunCommandProcedure(kGIQuery, [&](void** data) {
+        *data = &quota;
+        return OnlineQueryGIInfo(&quota);
+    });
+}
+
+HRESULT QSNThreadContext::GILogProc() {
+    return RunCommandProcedure(kGILog, [&](void**) { return OnlineGILog(); });
 }
 
 }  // namespace qsn

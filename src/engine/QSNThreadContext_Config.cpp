@@ -21,18 +21,10 @@ HRESULT QSNThreadContext::SetConfig(int id, const void* data) {
     if (std::ranges::find(kKnownItems, id) == kKnownItems.end()) return E_NOTIMPL;
     if (!data) return E_INVALIDARG;
     switch (id) {
-        case QSNCFG_SET_LANGUAGE:
-            m_strLanguage = TextItem(data);
-            break;
-        case QSNCFG_SET_PLATFORM_INFO:
-            m_nPlatformInfo = NumberItem(data);
-            break;
-        case QSNCFG_SET_EXTEND_DATA:
-            m_strExtendData = TextItem(data);
-            break;
-        case QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE:
-            m_nCheckTokenRoutine = NumberItem(data);
-            break;
+        case QSNCFG_SET_LANGUAGE: m_strLanguage = TextItem(data); break;
+        case QSNCFG_SET_PLATFORM_INFO: m_nPlatformInfo = NumberItem(data); break;
+        case QSNCFG_SET_EXTEND_DATA: m_strExtendData = TextItem(data); break;
+        case QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE: m_nCheckTokenRoutine = NumberItem(data); break;
         default:
             m_nUseTestbed = NumberItem(data);
             TraceW(L"QSNCFG_USE_TESTBED = %d\n", static_cast<int>(m_nUseTestbed));

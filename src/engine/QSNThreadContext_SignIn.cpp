@@ -1,5 +1,9 @@
+#include "Utility/Guard.h"
+#include "Utility/NetworkProbe.h"
+#include "Utility/Trace.h"
 #include "engine/Endpoints.h"
 #include "engine/QSNThreadContext.h"
+#include "engine/ResultCodes.h"
 
 namespace qsn {
 
@@ -18,6 +22,28 @@ HRESULT QSNThreadContext::SignIn(bool bySingleSignOn) {
     std::string url = GetSignInURL();
     DoCallback(action, QSN_CALLBACK_NOT_SIGNED_IN, url.data());
     return QSN_RETURN_E_NO_TOKEN;
+}
+
+HRESULT QSNThreadContext::SignOut(bool bySingleSignOn, const std::string& memberToken,
+                                  const std::string& refreshToken) {
+    m_usageLog.LogA("SignOut");
+    if (!m_nInitialised) return QSN_RETURN_E_NOT_INITIALIZED;
+    const int action = bySingleSignOn ? QSN_ACTION_SSO_SIGNOUT_RESULT : QSN_ACTION_SIGNOUT_RESULT;
+    if (m_strAccessToken.empty()) {
+        DoCallback(action, QSN_CALLBACK_NOT_SIGNED_IN, nullptr);
+        return QSN_RETURN_E_NO_TOKEN;
+    }
+    int code = QSN_CALLBACK_NETWORK_OR_UNKNOWN;
+    if (IsNetworkAlive()) {
+        code = HRESULT2CallbackResult(Guarded([&] { return OnlineSignOut(memberToken, refreshToken); }));
+    } else {
+        TraceA("Sign Out: network not available!! \n");
+        m_usageLog.Log(L"Sign Out: Network not available");
+    }
+    // Whatever the service made of it: a user who signs out here is signed out here.
+    m_strAccessToken.clear();
+    DoCallback(action, code, nullptr);
+    return S_OK;
 }
 
 }  // namespace qsn

@@ -19,14 +19,33 @@ namespace qsn {
 struct OnlineOperation {
     RequestType type;
     const char* name;
-    const wchar_t* resultLabel;  // null: the result number is not reported
+    const wchar_t* resultLabel = nullptr;  // null: the result number is not reported
+    const char* nameInSendTrace = name;
+    void (*traceParsed)(const ReplyPayload&) = nullptr;  // called for a reply that could be read
 };
 
 namespace {
 
 constexpr char kUnit[] = "QSNThreadContext_ToServer";
 
+constexpr OnlineOperation kSignOut{RequestType::kSignOut, "OnlineSignOut", L"OnlineSignOut"};
+
+void TraceQuota(const ReplyPayload& payload) {
+    TraceW(L"OnlineQueryGIInfo resetDate:%s, remain_dl:%d\n", payload.quota.resetDate,
+           static_cast<int>(payload.quota.remainCount));
+}
+
 constexpr OnlineOperation kGetUserInfo{RequestType::kGetUserInfo, "OnlineGetUserInfo", L"GetUserInfo"};
+constexpr OnlineOperation kGetProductList{RequestType::kGetProductList, "OnlineGetProductList", L"GetProductList"};
+constexpr OnlineOperation kGetProductListV2{RequestType::kGetProductListV2, "OnlineGetProductListV2",
+                                            L"GetProductList V2"};
+constexpr OnlineOperation kQueryGIInfo{
+    .type = RequestType::kQueryGIQuota, .name = "OnlineQueryGIInfo", .traceParsed = TraceQuota};
+// Its second line has always carried the query's name; support scripts know it like that.
+constexpr OnlineOperation kGILog{
+    .type = RequestType::kLogGIQuota, .name = "OnlineGILog", .nameInSendTrace = "OnlineQueryGIInfo"};
+
+constexpr OnlineOperation kCheckTokenValid{.type = RequestType::kVerifyToken, .name = "OnlineCheckTokenValid"};
 
 std::wstring MachineName() {
     DeviceText name = {};
@@ -63,12 +82,44 @@ HttpRequestInfo MakeRequest(const std::string& url, std::string headers, const s
 
 }  // namespace
 
+HRESULT QSNThreadContext::OnlineSignOut(const std::string& memberToken, const std::string& refreshToken) {
+    ReplyPayload nothing;
+    return RunOnlineOperation(kSignOut, memberToken, refreshToken, &nothing);
+}
+
 HRESULT QSNThreadContext::OnlineGetUserInfo(UniqueCom<IQSNUserInfo>* userInfo) {
     ReplyPayload payload;
     const HRESULT hr = RunOnlineOperation(kGetUserInfo, {}, {}, &payload);
     if (payload.userInfo) m_strMemberId = std::move(payload.userID);
     *userInfo = std::move(payload.userInfo);
     return hr;
+}
+
+HRESULT QSNThreadContext::OnlineGetProductList(ReplyPayload* payload) {
+    return RunOnlineOperation(kGetProductList, {}, {}, payload);
+}
+
+HRESULT QSNThreadContext::OnlineGetProductListV2(ReplyPayload* payload) {
+    std::string memberToken;  // stays empty where there is none to be had: the service says what it thinks of that
+    GetMemberTokenTaskCmdProc(&memberToken);
+    return RunOnlineOperation(kGetProductListV2, memberToken, {}, payload);
+}
+
+HRESULT QSNThreadContext::OnlineQueryGIInfo(QSN_GI_QUOTA* quota) {
+    ReplyPayload payload;
+    const HRESULT hr = RunOnlineOperation(kQueryGIInfo, {}, {}, &payload);
+    *quota = payload.quota;
+    return hr;
+}
+
+HRESULT QSNThreadContext::OnlineGILog() {
+    ReplyPayload payload;
+    return RunOnlineOperation(kGILog, {}, {}, &payload);
+}
+
+HRESULT QSNThreadContext::OnlineCheckTokenValid() {
+    ReplyPayload payload;
+    return RunOnlineOperation(kCheckTokenValid, {}, {}, &payload);
 }
 
 HRESULT QSNThreadContext::RunOnlineOperation(const OnlineOperation& operation, const std::string& text1,
@@ -79,7 +130,7 @@ HRESULT QSNThreadContext::RunOnlineOperation(const OnlineOperation& operation, c
     const HRESULT written = GenerateJSONData(operation.type, text1, text2, &strJsonData);
     if (FAILED(written)) return written;
 
-    TraceA("%s: CommunicateToServer\n", operation.name);
+    TraceA("%s: CommunicateToServer\n", operation.nameInSendTrace);
     const std::string serverapi = GetServerURL(operation.type, m_nUseTestbed != 0, m_strMemberId);
     TraceA("Start to communicate to Server\n");
     std::string strServerResponse;
@@ -96,6 +147,8 @@ HRESULT QSNThreadContext::RunOnlineOperation(const OnlineOperation& operation, c
     std::string additionalMessage;
     const HRESULT parsed = ParseJSONResult(operation.type, strServerResponse, strToken, strDigest, &serverResult,
                                            payload, &additionalMessage);
+    RearmCheckTokenRoutine(operation.type, serverResult, *payload);
+    if (SUCCEEDED(parsed) && operation.traceParsed) operation.traceParsed(*payload);
     if (operation.resultLabel) {
         const std::wstring line =
             operation.resultLabel + std::wstring(L", Server result = ") + std::to_wstring(serverResult) + L"\n";
@@ -179,7 +232,8 @@ HRESULT QSNThreadContext::ParseJSONResult(RequestType type, const std::string& s
         return verified;
     }
     if (*serverResult != 0) return S_OK;
-    return ReadPayload(type, envelope.data, payload);
+    payload->source = std::move(envelope.data);
+    return ReadPayload(type, payload->source, payload);
 }
 
 HRESULT QSNThreadContext::VerifyServerDigest(const std::string& strJSONResult, const std::string& strToken,

@@ -1,8 +1,11 @@
 #include "engine/Reply.h"
 
+#include <iterator>
 #include <utility>
 
 #include "Utility/Json.h"
+#include "Utility/Text.h"
+#include "engine/ProductPayload.h"
 #include "engine/ResultCodes.h"
 #include "objects/CQSNMenuItem.h"
 #include "objects/CQSNUserInfo.h"
@@ -28,6 +31,14 @@ UniqueCom<IQSNUserInfo> ReadUserInfo(const Json::Value& data) {
     return userInfo;
 }
 
+static_assert(sizeof(QSN_GI_QUOTA) == 64, "hosts copy the record as it is");
+
+void ReadQuota(const Json::Value& data, QSN_GI_QUOTA* quota) {
+    const std::wstring resetDate = Utf8ToWide(JsonText(data, "reset_date"));
+    quota->resetDate[resetDate.copy(quota->resetDate, std::size(quota->resetDate) - 1)] = L'\0';
+    quota->remainCount = static_cast<std::uint32_t>(JsonInt(data, "remain_count"));
+}
+
 }  // namespace
 
 HRESULT ReadEnvelope(std::string_view reply, ReplyEnvelope* envelope) {
@@ -37,21 +48,27 @@ HRESULT ReadEnvelope(std::string_view reply, ReplyEnvelope* envelope) {
     if (!root["result"].isConvertibleTo(Json::intValue)) return kReplyWithoutResult;
     envelope->result = JsonInt(root, "result");
     envelope->additionalMessage = JsonText(root, "additionalMessage");
-    envelope->data = JsonMember(root, "data");
+    envelope->data = TakeJsonMember(&root, "data");
     return S_OK;
 }
 
 HRESULT ReadPayload(RequestType type, const Json::Value& data, ReplyPayload* payload) {
+    if (data.isObject() && data.isMember("nextVerifyTime")) payload->nextVerifyTime = JsonInt(data, "nextVerifyTime");
     switch (type) {
         case RequestType::kSignOut:
-        case RequestType::kLogGIQuota:
-            return S_OK;
+        case RequestType::kVerifyToken:
+        case RequestType::kLogGIQuota: return S_OK;
         case RequestType::kGetUserInfo:
             payload->userInfo = ReadUserInfo(data);
             payload->userID = JsonText(data, "userID");
             return S_OK;
-        default:
-            return E_NOTIMPL;
+        case RequestType::kGetProductListV2:
+            // Nothing at all is an answer of the second generation, and not the same as an empty list.
+            if (data.isNull()) return S_OK;
+            [[fallthrough]];
+        case RequestType::kGetProductList: payload->productList = ReadProductList(data); return S_OK;
+        case RequestType::kQueryGIQuota: ReadQuota(data, &payload->quota); return S_OK;
+        default: return E_NOTIMPL;
     }
 }
 

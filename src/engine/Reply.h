@@ -4,6 +4,7 @@
 #include <qsn/qsn.h>
 #include <windows.h>
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -26,6 +27,12 @@ HRESULT ReadEnvelope(std::string_view reply, ReplyEnvelope* envelope);
 struct ReplyPayload {
     UniqueCom<IQSNUserInfo> userInfo;
     std::string userID;  // of `userInfo`
+    UniqueCom<IQSNList> productList;
+    QSN_GI_QUOTA quota{sizeof(QSN_GI_QUOTA), {}, 0};
+    std::optional<int> nextVerifyTime;  // seconds; any reply may bring it
+    // What all that was read from. To free a large reply takes half as long as to parse it, and the host need not wait
+    // for that.
+    Json::Value source;
 };
 
 // Reads the "data" of a successful reply. A member that is missing or of a type that cannot be converted is an empty

@@ -24,7 +24,10 @@ HRESULT CopyText(std::string_view text, char* buffer, uint32_t bufferLength, uin
 
 PVQSNLib::PVQSNLib() { ReadDumpSwitch(); }
 
-PVQSNLib::~PVQSNLib() = default;
+PVQSNLib::~PVQSNLib() {
+    // Only stopped, see m_routineTimer.
+    m_routineTimer.Uninit();
+}
 
 HRESULT STDMETHODCALLTYPE PVQSNLib::NonDelegatingQueryInterface(REFIID iid, void** ppv) {
     if (!IsEqualIID(iid, IID_IPVSubscription)) return CPVUnknown::NonDelegatingQueryInterface(iid, ppv);
@@ -48,6 +51,8 @@ HRESULT PVQSNLib::Start(const wchar_t* productSID, IQSNCallbackFunc* callback) {
     if (Worker()) return QSN_RETURN_E_ALREADY_INITIALIZED;
     Running running;
     running.context = std::make_shared<QSNThreadContext>();
+    const std::wstring logFolder = LogFolder();
+    if (!logFolder.empty()) running.context->LoadUsageLog(logFolder.c_str());
     const HRESULT hr = running.context->Init(WideToUtf8(productSID).c_str(), callback);
     if (FAILED(hr)) {
         // The line number is part of the text that the support staff look for, it does not follow this file.
@@ -57,6 +62,9 @@ HRESULT PVQSNLib::Start(const wchar_t* productSID, IQSNCallbackFunc* callback) {
     running.worker = std::make_shared<QSNWorkerThread>();
     running.worker->SetThreadContext(running.context);
     if (!running.worker->Start()) return E_OUTOFMEMORY;
+    // A timer that does not start costs the token check only.
+    m_routineTimer.Init(this);
+    running.context->SetRoutineTimer(&m_routineTimer);
     const std::lock_guard lock(m_runningLock);
     m_running = std::move(running);
     return S_OK;
@@ -65,14 +73,21 @@ HRESULT PVQSNLib::Start(const wchar_t* productSID, IQSNCallbackFunc* callback) {
 HRESULT STDMETHODCALLTYPE PVQSNLib::Uninit() {
     TraceW(L"Uninit\n");
     return Guarded([&]() -> HRESULT {
-        if (!Worker()) return QSN_RETURN_E_NOT_INITIALIZED;
-        Stop();
-        const Running running = TakeRunning();
+        const Running running = EndSources();
         if (!running.worker) return QSN_RETURN_E_NOT_INITIALIZED;
         // Not left to the destructor, because another thread may hold a reference for a moment longer.
         running.worker->Quit();
         return running.context->Uninit();
     });
+}
+
+PVQSNLib::Running PVQSNLib::EndSources() {
+    const std::lock_guard lock(m_sourceLock);
+    if (!Worker()) return {};
+    m_singleSignOn.UninitIfStarted();
+    m_routineTimer.Uninit();
+    Stop();
+    return TakeRunning();
 }
 
 HRESULT STDMETHODCALLTYPE PVQSNLib::Stop() {
@@ -84,8 +99,6 @@ HRESULT STDMETHODCALLTYPE PVQSNLib::Stop() {
         return S_OK;
     });
 }
-
-HRESULT STDMETHODCALLTYPE PVQSNLib::Config(int32_t, void*, uint32_t*) { return E_NOTIMPL; }
 
 HRESULT STDMETHODCALLTYPE PVQSNLib::GetAccessToken(char* buffer, uint32_t bufferLength, uint32_t* outLength) {
     TraceW(L"Get access token\n");
@@ -120,26 +133,27 @@ HRESULT STDMETHODCALLTYPE PVQSNLib::GetSignInURL(char* buffer, uint32_t bufferLe
     });
 }
 
-HRESULT STDMETHODCALLTYPE PVQSNLib::SignIn(const char* token) {
-    TraceW(L"Sign in\n");
-    return Guarded([&] {
-        const std::string candidate = token ? token : "";
-        const HRESULT posted = Post<SignInTask>(candidate, 0u);
-        if (FAILED(posted)) return posted;
-        // The task is posted without a token too: its callback tells the host where to sign in.
-        return candidate.empty() ? QSN_RETURN_E_NO_TOKEN : S_OK;
-    });
+HRESULT PVQSNLib::RoutineTimerCallbackEvent(std::uint32_t event, void* /*data*/) {
+    TraceA("RoutineTimerCallbackEvent, ID = %d\n", static_cast<int>(event));
+    if (event != kRoutineEventCheckToken) return S_OK;
+    TraceA("RoutineTimerCallbackEvent, ROUTINE_EVENT_CHECK_TOKEN \n");
+    return Post<CheckTokenValidTask>(m_nSingleSignOnEnabled.load());
 }
-
-HRESULT STDMETHODCALLTYPE PVQSNLib::SignOut() { return E_NOTIMPL; }
 
 HRESULT STDMETHODCALLTYPE PVQSNLib::GetUserInfo() {
     TraceW(L"Get User Info\n");
     return Post<GetUserInfoTask>();
 }
 
-HRESULT STDMETHODCALLTYPE PVQSNLib::GetProductList() { return E_NOTIMPL; }
-HRESULT STDMETHODCALLTYPE PVQSNLib::GetProductListV2() { return E_NOTIMPL; }
+HRESULT STDMETHODCALLTYPE PVQSNLib::GetProductList() {
+    TraceW(L"Get Product List\n");
+    return Post<GetProductListTask>(0u);
+}
+
+HRESULT STDMETHODCALLTYPE PVQSNLib::GetProductListV2() {
+    TraceW(L"Get Product List V2\n");
+    return Post<GetProductListTask>(1u);
+}
 
 std::shared_ptr<QSNWorkerThread> PVQSNLib::Worker() const {
     const std::lock_guard lock(m_runningLock);
@@ -151,14 +165,9 @@ PVQSNLib::Running PVQSNLib::TakeRunning() {
     return std::move(m_running);
 }
 
-template <class Task, class... Arguments>
-HRESULT PVQSNLib::Post(Arguments&&... arguments) {
-    return Guarded([&]() -> HRESULT {
-        const std::shared_ptr<QSNWorkerThread> worker = Worker();
-        if (!worker) return QSN_RETURN_E_NOT_INITIALIZED;
-        worker->PostTask(std::make_shared<Task>(std::forward<Arguments>(arguments)...));
-        return S_OK;
-    });
+std::wstring PVQSNLib::LogFolder() const {
+    const std::lock_guard lock(m_runningLock);
+    return m_strLogFolder;
 }
 
 HRESULT PVQSNLib::RunAndWait(QSNWorkerThread& worker, const std::shared_ptr<QSNTaskBase>& task, HRESULT* taskResult) {

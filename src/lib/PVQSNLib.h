@@ -5,17 +5,27 @@
 #include <atomic>
 #include <memory>
 #include <string>
+#include <utility>
 
+#include "Utility/Guard.h"
+#include "Utility/SecretText.h"
 #include "Utility/Win32Owners.h"
 #include "engine/QSNThreadContext.h"
+#include "engine/RoutineTimer.h"
 #include "objects/CPVUnknown.h"
+#include "sso/CheckSingleSignOn.h"
+#include "sso/SSOCallback.h"
 #include "thread/QSNTask.h"
 
 namespace qsn {
 
 // The library object: a thin front that turns method calls into tasks of its worker thread. Methods work on a copy of
 // the worker's reference, so that an `Uninit` on another thread never pulls it away under them.
-class PVQSNLib final : public IPVSubscription2, public CPVUnknown {
+//
+// Lock order: source lock, the store's locks, then those that are held for a moment only (running lock, worker's
+// queue). The threads that call back take no lock before the store's, and nobody waits for the worker thread under a
+// lock: so the host may call what it likes inside its callback but for `Uninit` and what waits.
+class PVQSNLib final : public IPVSubscription2, public CPVUnknown, public SSOCallback, public RoutineTimerCallback {
 public:
     PVQSNLib();
     ~PVQSNLib() override;
@@ -43,24 +53,78 @@ public:
     HRESULT STDMETHODCALLTYPE Reserved20() override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE Reserved21() override { return E_NOTIMPL; }
 
+    // On the store's watcher thread: only reads and clears tokens, and posts work.
+    HRESULT SSOCallbackEvent(int id, const char* data) override;
+    // On the routine timer's thread: only posts work.
+    HRESULT RoutineTimerCallbackEvent(std::uint32_t event, void* data) override;
+
 private:
     struct Running {
         std::shared_ptr<QSNThreadContext> context;
         std::shared_ptr<QSNWorkerThread> worker;  // destroyed first: its last task may still be at work on the context
     };
 
+    // What `Config` does for one item. Handlers get its `data` and `length` as they came.
+    struct ConfigurationItem {
+        int32_t id;
+        HRESULT (PVQSNLib::*handler)(void* data, uint32_t* length);
+    };
+    HRESULT SetLogFolder(void* data, uint32_t* length);
+    HRESULT EnableSingleSignOn(void* data, uint32_t* length);
+    HRESULT SetMemberToken(void* data, uint32_t* length);
+    HRESULT SetRefreshToken(void* data, uint32_t* length);
+    HRESULT GetMemberToken(void* data, uint32_t* length);
+    HRESULT GetRefreshToken(void* data, uint32_t* length);
+
+    // In ConfigurationTasks.cpp.
+    HRESULT SetLanguage(void* data, uint32_t* length);
+    HRESULT SetPlatformInfo(void* data, uint32_t* length);
+    HRESULT SetExtendData(void* data, uint32_t* length);
+    HRESULT EnableCheckTokenRoutine(void* data, uint32_t* length);
+    HRESULT UseTestbed(void* data, uint32_t* length);
+    HRESULT QueryQuota(void* data, uint32_t* length);
+    HRESULT LogQuota(void* data, uint32_t* length);
+    template <class Task>
+    HRESULT RunSwitchTask(const void* data, const wchar_t* name);
+    // Waits for the task: its result, or QSN_RETURN_E_TIMEOUT.
+    HRESULT ResultOf(QSNWorkerThread& worker, const std::shared_ptr<QSNTaskBase>& task);
+
     // Null while the object is not initialised.
     std::shared_ptr<QSNWorkerThread> Worker() const;
+    // Ends whatever posts work by itself, then takes the worker away from everybody else.
+    Running EndSources();
     Running TakeRunning();
+    std::wstring LogFolder() const;
     HRESULT Start(const wchar_t* productSID, IQSNCallbackFunc* callback);
 
+    // A token is empty where the store has none.
+    struct StoredTokens {
+        std::string member;
+        SecretText refresh;
+    };
+    StoredTokens ReadStoredTokens();
+    bool ReadSharedToken(std::string* token);
+    HRESULT SignOutFromStore();
+
     template <class Task, class... Arguments>
-    HRESULT Post(Arguments&&... arguments);
+    HRESULT Post(Arguments&&... arguments) {
+        return Guarded([&]() -> HRESULT {
+            const std::shared_ptr<QSNWorkerThread> worker = Worker();
+            if (!worker) return QSN_RETURN_E_NOT_INITIALIZED;
+            worker->PostTask(std::make_shared<Task>(std::forward<Arguments>(arguments)...));
+            return S_OK;
+        });
+    }
     HRESULT RunAndWait(QSNWorkerThread& worker, const std::shared_ptr<QSNTaskBase>& task, HRESULT* taskResult);
 
-    mutable CriticalSection m_runningLock;  // guards m_running; nothing is called under it
+    RoutineTimer m_routineTimer;            // ahead of the worker, whose last task may still arm it
+    mutable CriticalSection m_runningLock;  // guards m_running and m_strLogFolder; nothing is called under it
     Running m_running;
+    std::wstring m_strLogFolder;  // where the next Init loads the usage log from, empty: from its usual place
     std::atomic_flag m_starting;
+    CriticalSection m_sourceLock;  // held while the store's watcher is started or ended, so that none outlives `Uninit`
+    std::atomic<std::uint32_t> m_nSingleSignOnEnabled{0};
+    CheckSingleSignOn m_singleSignOn;  // behind what its watcher uses: it ends first
 };
 
 }  // namespace qsn

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 
+#include "Utility/SecretText.h"
 #include "engine/QSNThreadContext.h"
 #include "thread/BaseTask.h"
 #include "thread/MainThread.h"
@@ -46,6 +47,31 @@ private:
     std::uint32_t m_nBySingleSignOn;
 };
 
+class SignOutTask final : public QSNTaskBase {
+public:
+    SignOutTask(std::uint32_t bySingleSignOn, std::string memberToken, SecretText refreshToken);
+
+private:
+    HRESULT RunIn(QSNThreadContext& context) override;
+
+    std::uint32_t m_nBySingleSignOn;
+    std::string m_strMemberToken;
+    SecretText m_strRefreshToken;
+};
+
+// Tells the host what another application did, in order with everything else that it is told. `text` goes along with
+// the ids that bring one and is not looked at for any other.
+class NotifyMessageTask final : public QSNTaskBase {
+public:
+    NotifyMessageTask(int id, const char* text);
+
+private:
+    HRESULT RunIn(QSNThreadContext& context) override;
+
+    int m_nId;
+    SecretText m_strText;
+};
+
 class GetAccTokenTask final : public QSNTextTask {
 public:
     GetAccTokenTask();
@@ -65,6 +91,43 @@ private:
 class GetUserInfoTask final : public QSNTaskBase {
 public:
     GetUserInfoTask();
+
+private:
+    HRESULT RunIn(QSNThreadContext& context) override;
+};
+
+// `version`: 0 for the first generation's list, anything else for the second's.
+class GetProductListTask final : public QSNTaskBase {
+public:
+    explicit GetProductListTask(std::uint32_t version);
+
+private:
+    HRESULT RunIn(QSNThreadContext& context) override;
+
+    std::uint32_t m_nVersion;
+};
+
+class GIQueryTask final : public QSNTaskBase {
+public:
+    GIQueryTask();
+
+private:
+    HRESULT RunIn(QSNThreadContext& context) override;
+};
+
+class CheckTokenValidTask final : public QSNTaskBase {
+public:
+    explicit CheckTokenValidTask(std::uint32_t singleSignOn);
+
+private:
+    HRESULT RunIn(QSNThreadContext& context) override;
+
+    std::uint32_t m_nSingleSignOn;
+};
+
+class GILogTask final : public QSNTaskBase {
+public:
+    GILogTask();
 
 private:
     HRESULT RunIn(QSNThreadContext& context) override;

@@ -4,21 +4,15 @@
 
 #include "support/Library.h"
 #include "support/RecordingCallback.h"
+#include "support/Slots.h"
 
 namespace {
 
+using qsn::test::CallSlot;
 using qsn::test::Create;
 using qsn::test::Library;
 using qsn::test::LibraryObject;
 using qsn::test::RecordingCallback;
-
-// Slots by number: a host's compiler counts them, whatever our header says.
-template <class... Arguments>
-HRESULT CallSlot(IUnknown* object, int slot, Arguments... arguments) {
-    using Method = HRESULT(STDMETHODCALLTYPE*)(IUnknown*, Arguments...);
-    void** const table = *reinterpret_cast<void***>(object);
-    return reinterpret_cast<Method>(table[slot])(object, arguments...);
-}
 
 class LibraryObjects : public testing::Test {
 protected:

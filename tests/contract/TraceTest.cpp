@@ -120,7 +120,8 @@ TEST_F(Trace, CoversTheLifeOfTheObject) {
         "BaseThread::MainThread<class QSNThreadContext>::~MainThread",
         "ThreadCtx::QSNThreadContext Destroyed.\n",
     };
-    for (std::size_t i = 1; i < std::size(order); ++i) EXPECT_LT(position(order[i - 1]), position(order[i])) << order[i];
+    for (std::size_t i = 1; i < std::size(order); ++i)
+        EXPECT_LT(position(order[i - 1]), position(order[i])) << order[i];
     EXPECT_LT(position(order[std::size(order) - 1]), std::ssize(lines));
     EXPECT_LT(position("Uninit\n"), position("Stop!!\n"));
 }

@@ -79,6 +79,25 @@ TEST_F(UsageLog, TellsWhatWentWrong) {
     EXPECT_EQ(added([&] { network.SetAlive(false); }), L"Log QSN1.0 Get UesrInfo: Network not available\n");
 }
 
+TEST_F(UsageLog, IsTakenFromTheFolderThatTheHostNames) {
+    wchar_t temp[MAX_PATH] = {};
+    GetTempPathW(MAX_PATH, temp);
+    std::wstring folder = temp + std::wstring(L"UsageLogTest");
+    const std::wstring module = folder + L"\\Orb.dll";
+    CreateDirectoryW(folder.c_str(), nullptr);
+    CopyFileW(m_orb.Path().c_str(), module.c_str(), FALSE);
+    {
+        const FakeOrb other(module);
+        const LibraryObject qsn = Create(m_library);
+        ASSERT_EQ(qsn->Config(QSNCFG_SET_LOG_FOLDER, folder.data(), nullptr), S_OK);
+        ASSERT_EQ(qsn->Init(L"SID", &m_callback), S_OK);
+        EXPECT_TRUE(other.Record().starts_with(L"Init "));
+        EXPECT_EQ(m_orb.Record(), L"");
+    }
+    DeleteFileW(module.c_str());
+    RemoveDirectoryW(folder.c_str());
+}
+
 TEST_F(UsageLog, EndsOnceEvenWithoutUninit) {
     StartedObject().reset();
     EXPECT_EQ(Record(), std::wstring(kStart) + kEnd);

@@ -21,9 +21,9 @@ struct Event {
     int action = 0;
     int result = 0;
     bool hasData = false;
-    std::string text;                // sign-in and notify
-    std::vector<std::string> user;   // id, name, e-mail
-    std::vector<std::string> menu;   // items
+    std::string text;               // sign-in and notify
+    std::vector<std::string> user;  // id, name, e-mail
+    std::vector<std::string> menu;  // items
     DWORD threadId = 0;
 
     bool operator==(const Event& other) const { return action == other.action && result == other.result; }
@@ -92,7 +92,8 @@ private:
         event.threadId = GetCurrentThreadId();
         if (!data) return event;
         if (action == QSN_ACTION_GET_USERINFO_RESULT) DescribeUser(*static_cast<IQSNUserInfo*>(data), event);
-        if (action == QSN_ACTION_SIGNIN_RESULT || action == QSN_ACTION_SSO_SIGNIN_RESULT || action == QSN_ACTION_NOTIFY) {
+        if (action == QSN_ACTION_SIGNIN_RESULT || action == QSN_ACTION_SSO_SIGNIN_RESULT ||
+            action == QSN_ACTION_NOTIFY) {
             event.text = static_cast<const char*>(data);
         }
         return event;

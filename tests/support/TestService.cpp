@@ -38,6 +38,7 @@ void TestService::Reset() {
     m_server->Rules().Clear();
     m_server->SetTlsFault(service::TlsFault::kNone);
     m_server->RefuseTunnels(0);
+    m_server->Members().Accept();
     m_server->TakeRequests();
     m_server->Accounts().Use([](service::Accounts& accounts) { accounts = TestAccounts(); });
 }

@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 #include <openssl/hmac.h>
-#include <windows.h>
 #include <wincrypt.h>
+#include <windows.h>
 
 #include <ctime>
 #include <string>
@@ -50,8 +50,8 @@ const KeyPair& Keys() {
 std::string Hmac(const std::string& key, const std::string& message) {
     unsigned char digest[EVP_MAX_MD_SIZE];
     unsigned length = 0;
-    HMAC(EVP_md5(), key.data(), static_cast<int>(key.size()),
-         reinterpret_cast<const unsigned char*>(message.data()), message.size(), digest, &length);
+    HMAC(EVP_md5(), key.data(), static_cast<int>(key.size()), reinterpret_cast<const unsigned char*>(message.data()),
+         message.size(), digest, &length);
     return qsn::BytesToHex({digest, length});
 }
 

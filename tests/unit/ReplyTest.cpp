@@ -111,12 +111,49 @@ TEST(ReplyPayload, IsReadForTheTypesThatHaveOne) {
     EXPECT_EQ(qsn::ReadPayload(RequestType::kLogGIQuota, Json::Value(), &payload), S_OK);
     EXPECT_EQ(qsn::ReadPayload(RequestType::kInitMemberAuth, Json::Value(), &payload), E_NOTIMPL);
     EXPECT_EQ(payload.userInfo, nullptr);
+    EXPECT_EQ(payload.productList, nullptr);
+}
+
+TEST(ReplyPayload, DependsOnTheTypeForNullLists) {
+    for (RequestType type : {RequestType::kGetProductList, RequestType::kGetProductListV2}) {
+        ReplyPayload payload;
+        EXPECT_EQ(qsn::ReadPayload(type, Json::Value(), &payload), S_OK);
+        EXPECT_EQ(payload.productList != nullptr, type == RequestType::kGetProductList);
+    }
+}
+
+TEST(ReplyPayload, TheTimeOfTheNextCheckComesWithAnyReply) {
+    struct {
+        const char* data;
+        int expected;
+    } const cases[] = {
+        {R"({"nextVerifyTime":3600})", 3600},
+        {R"({"nextVerifyTime":"x"})", 0},
+        {R"({"nextVerifyTime":99999999999})", 0},
+    };
+    for (const auto& each : cases) {
+        Json::Value data;
+        ASSERT_TRUE(qsn::ParseJson(each.data, &data));
+        for (RequestType type : {RequestType::kVerifyToken, RequestType::kGetUserInfo, RequestType::kQueryGIQuota}) {
+            ReplyPayload payload;
+            EXPECT_EQ(qsn::ReadPayload(type, data, &payload), S_OK);
+            EXPECT_EQ(payload.nextVerifyTime, each.expected) << each.data;
+        }
+    }
+    ReplyPayload payload;
+    EXPECT_EQ(qsn::ReadPayload(RequestType::kVerifyToken, Json::Value(Json::arrayValue), &payload), S_OK);
+    EXPECT_FALSE(payload.nextVerifyTime);
 }
 
 TEST(ResultObjects, FollowTheRulesOfCom) {
     const ReplyPayload payload = ReadUser(R"({"userMenu":[{"item":"A"}]})");
     const auto menu = Menu(payload);
     const auto item = Item(*menu, 0);
+    Json::Value products;
+    products.append(Json::Value());
+    ReplyPayload listPayload;
+    ASSERT_EQ(qsn::ReadPayload(RequestType::kGetProductList, products, &listPayload), S_OK);
+    const auto product = Item(*listPayload.productList, 0);
     struct {
         IUnknown* object;
         std::vector<IID> interfaces;
@@ -124,6 +161,8 @@ TEST(ResultObjects, FollowTheRulesOfCom) {
         {payload.userInfo.get(), {IID_IUnknown, IID_IQSNDataSet, IID_IQSNUserInfo}},
         {menu.get(), {IID_IUnknown, IID_IQSNList}},
         {item.get(), {IID_IUnknown, IID_IQSNDataSet}},
+        {listPayload.productList.get(), {IID_IUnknown, IID_IQSNList}},
+        {product.get(), {IID_IUnknown, IID_IQSNDataSet}},
     };
     for (const auto& each : cases) {
         UniqueCom<IUnknown> identity;

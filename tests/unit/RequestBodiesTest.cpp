@@ -70,11 +70,23 @@ TEST(RequestBodies, ExtendDataComesFirstButNotInTheSecondGeneration) {
     EXPECT_EQ(Body(RequestType::kGetProductListV2, values).find("ExtendData"), std::string::npos);
 }
 
+TEST(RequestBodies, OtherThanAsciiIsEscaped) {
+    RequestValues values;
+    values.machineName = "B\xc3\xbcro \xe6\x9c\xba \xf0\x9f\x8c\xbf";
+    values.machineID = "\"\\/";
+    EXPECT_EQ(
+        Body(RequestType::kVerifyToken, values),
+        R"({"accessToken":"","data":{"machineID":"\"\\/","machineName":"B\u00fcro \u673a \ud83c\udf3f","sid":""},)"
+        R"("requestType":"verifyToken","version":1})"
+        "\n");
+}
+
 TEST(RequestBodies, EmptyTextsAreSent) {
-    EXPECT_EQ(Body(RequestType::kSignOut, {}),
-              R"({"accessToken":"","data":{"machineID":"","machineName":"","memberToken":"","refreshToken":"","sid":""},)"
-              R"("requestType":"signOut","version":1})"
-              "\n");
+    EXPECT_EQ(
+        Body(RequestType::kSignOut, {}),
+        R"({"accessToken":"","data":{"machineID":"","machineName":"","memberToken":"","refreshToken":"","sid":""},)"
+        R"("requestType":"signOut","version":1})"
+        "\n");
 }
 
 TEST(RequestBodies, ThePlatformIsNamedForTheTwoKnownNumbersOnly) {

@@ -50,9 +50,9 @@ TEST_F(ThreadContext, ConfigurationItemsAreKnownOrNot) {
         const void* data;
         HRESULT expected;
     } const cases[] = {
-        {2, L"de", S_OK},      {2, nullptr, E_INVALIDARG}, {5, &one, S_OK}, {5, nullptr, E_INVALIDARG},
-        {7, L"x", S_OK},       {7, nullptr, E_INVALIDARG}, {8, &one, S_OK}, {8, nullptr, E_INVALIDARG},
-        {9, &one, S_OK},       {9, nullptr, E_INVALIDARG}, {3, &one, E_NOTIMPL}, {3, nullptr, E_NOTIMPL},
+        {2, L"de", S_OK},        {2, nullptr, E_INVALIDARG}, {5, &one, S_OK},      {5, nullptr, E_INVALIDARG},
+        {7, L"x", S_OK},         {7, nullptr, E_INVALIDARG}, {8, &one, S_OK},      {8, nullptr, E_INVALIDARG},
+        {9, &one, S_OK},         {9, nullptr, E_INVALIDARG}, {3, &one, E_NOTIMPL}, {3, nullptr, E_NOTIMPL},
         {0, nullptr, E_NOTIMPL},
     };
     for (const auto& each : cases) {
@@ -134,6 +134,14 @@ TEST_F(ThreadContext, TasksNeedAContextAndAnOutput) {
     std::string text = "untouched";
     EXPECT_EQ(other.GetResultString(&text), S_OK);
     EXPECT_EQ(text, "untouched");
+}
+
+TEST_F(ThreadContext, SignOutNeedsASession) {
+    EXPECT_EQ(m_context.SignOut(false, "m", "r"), QSN_RETURN_E_NOT_INITIALIZED);
+    ASSERT_EQ(m_context.Init("SID", &m_callback), S_OK);
+    EXPECT_EQ(qsn::SignOutTask(1, "m", qsn::SecretText("r")).Run(&m_context), QSN_RETURN_E_NO_TOKEN);
+    EXPECT_EQ(m_callback.ResultOf(QSN_ACTION_SSO_SIGNOUT_RESULT), QSN_CALLBACK_NOT_SIGNED_IN);
+    EXPECT_EQ(m_callback.Pending(), 0u);
 }
 
 TEST_F(ThreadContext, SignInTasksTakeTokensOfUpTo63Characters) {
