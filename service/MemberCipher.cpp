@@ -2,6 +2,8 @@
 
 #include <openssl/err.h>
 
+#include <algorithm>
+
 #include "OpenSsl.h"
 
 namespace qsn::service {
@@ -41,7 +43,7 @@ std::optional<std::string> DecryptMemberText(MemberCipherKey key, std::span<cons
     const CipherContextPtr context = StartCipher(key, false);
     const auto cipherText = sealed.first(sealed.size() - kMemberTagSize);
     std::array<std::uint8_t, kMemberTagSize> tag;
-    std::copy(cipherText.end(), sealed.end(), tag.begin());
+    std::ranges::copy(sealed.last(kMemberTagSize), tag.begin());
     std::string plain(cipherText.size(), '\0');
     auto* const output = reinterpret_cast<unsigned char*>(plain.data());
     int size = 0, rest = 0;

@@ -42,10 +42,10 @@ run_test() {
     require_packages "${RUN_PACKAGES[@]}"
     configure
     compile
-    trap 'stop_prefix "$BUILD_DIR/wineprefix"' EXIT
+    trap 'for lane in unit contract waiting; do stop_prefix "$BUILD_DIR/wineprefix-$lane"; done' EXIT
     say "testing"
     local result=0
-    ctest --test-dir "$BUILD_DIR" --output-on-failure "$@" 8>&- || result=$?
+    ctest --test-dir "$BUILD_DIR" --parallel "$JOBS" --output-on-failure "$@" 8>&- || result=$?
     say "testing done"
     return "$result"
 }

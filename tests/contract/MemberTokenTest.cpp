@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <ctime>
 #include <regex>
 
 #include "support/SessionTest.h"
@@ -51,8 +52,14 @@ protected:
 };
 
 TEST_F(MemberToken, IsUsedAsItIsWhileItLasts) {
-    HoldTokenFor(65s);
-    EXPECT_EQ(ListResult(), QSN_CALLBACK_OK);
+    // Again where a second went by in between.
+    std::time_t second = 0;
+    do {
+        Requests();
+        second = std::time(nullptr);
+        HoldTokenFor(61s);
+        EXPECT_EQ(ListResult(), QSN_CALLBACK_OK);
+    } while (std::time(nullptr) != second);
     EXPECT_EQ(Requests(), Types{"getProductListV2"});
     EXPECT_EQ(m_requests[0].body, "{\"data\":{\"lang\":\"\"},\"memberToken\":\"" + m_token + "\",\"version\":1}\n");
 }

@@ -66,8 +66,12 @@ TEST_P(SigningOut, EndsTheSessionAndClearsTheStore) {
     const auto requests = Server().TakeRequests();
     ASSERT_EQ(requests.size(), each.reachesTheService ? 1u : 0u);
     if (!each.reachesTheService) return;
-    EXPECT_NE(requests[0].body.find("\"memberToken\":\"m-1\""), std::string::npos) << requests[0].body;
-    EXPECT_NE(requests[0].body.find("\"refreshToken\":\"r-1\""), std::string::npos) << requests[0].body;
+    EXPECT_TRUE(requests[0].body.starts_with(R"({"accessToken":"token-ada","data":{"machineID":")"))
+        << requests[0].body;
+    EXPECT_TRUE(requests[0].body.ends_with(R"(","memberToken":"m-1","refreshToken":"r-1","sid":"SID-TEST"},)"
+                                           R"("requestType":"signOut","version":1})"
+                                           "\n"))
+        << requests[0].body;
 }
 
 INSTANTIATE_TEST_SUITE_P(All, SigningOut,

@@ -31,7 +31,7 @@ protected:
 // taken after a few rounds and must not have grown at the end.
 TEST_F(Stability, SessionsLeaveNoHandlesOrThreads) {
     const Library library;
-    for (int round = 0; round < 20; ++round) OneSession(library);
+    for (int round = 0; round < 8; ++round) OneSession(library);
     const int handles = HandleCount();
     const int threads = ThreadCount();
     for (int round = 0; round < 200; ++round) OneSession(library);
@@ -40,7 +40,7 @@ TEST_F(Stability, SessionsLeaveNoHandlesOrThreads) {
 }
 
 TEST_F(Stability, LoadingAndFreeingTheDllLeavesNothing) {
-    for (int round = 0; round < 20; ++round) OneSession(Library());
+    for (int round = 0; round < 8; ++round) OneSession(Library());
     const int handles = HandleCount();
     const int threads = ThreadCount();
     const int indexes = FreeTlsIndexes();

@@ -49,21 +49,26 @@ TEST_F(TokenCheck, ComesAtTheIntervalThatTheServiceAsksFor) {
 }
 
 TEST_F(TokenCheck, EndsWithAValueBelowOne) {
+    VerifyEvery(1);
+    SignInAndArm();
     for (int value : {0, -1}) {
-        VerifyEvery(1);
-        SignInAndArm();
-        ASSERT_EQ(NextCheck(), QSN_CALLBACK_OK);
         VerifyEvery(value);
         ASSERT_EQ(NextCheck(), QSN_CALLBACK_OK) << "the check that brings the value";
-        EXPECT_EQ(NextCheck(1300ms), -1) << value;
+        EXPECT_EQ(NextCheck(1200ms), -1) << value;
+        VerifyEvery(1);
+        ASSERT_EQ(UserInfoResult(), QSN_CALLBACK_OK) << "any reply arms it again";
     }
 }
 
 TEST_F(TokenCheck, EndsAtTheNextArmingOnceSwitchedOff) {
+    const DumpSwitch dump(1);
+    const LibraryObject switchesTracingOn = Create(m_library);
     VerifyEvery(1);
     SignInAndArm();
     Switch(QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE, 0);
+    const TraceCapture trace;
     EXPECT_EQ(NextCheck(), QSN_CALLBACK_OK) << "a countdown that runs is not stopped by the switch";
+    EXPECT_TRUE(trace.WaitForLine("disable routine timer of checking token, due to AP disable this function\n", 5s));
     EXPECT_EQ(NextCheck(1300ms), -1);
 }
 

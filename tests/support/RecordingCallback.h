@@ -40,7 +40,7 @@ inline std::string ReadText(IQSNDataSet& record, int32_t id) {
 // A host's callback that keeps what it is told. Lives longer than the library object; counts its references.
 class RecordingCallback final : public IQSNCallbackFunc {
 public:
-    // Called inside the callback, after the event was recorded.
+    // Called inside the callback, before the event is recorded: whoever has waited for it finds this done.
     std::function<HRESULT(const Event&, void* data)> onEvent;
 
     std::optional<Event> WaitFor(int action, std::chrono::milliseconds timeout = std::chrono::seconds(20)) {
@@ -68,13 +68,13 @@ public:
 
     HRESULT STDMETHODCALLTYPE Callback(int32_t action, int32_t result, void* data) override {
         Event event = Describe(action, result, data);
-        const Event copy = event;
+        const HRESULT answer = onEvent ? onEvent(event, data) : S_OK;
         {
             const std::lock_guard lock(m_mutex);
             m_events.push_back(std::move(event));
         }
         m_changed.notify_all();
-        return onEvent ? onEvent(copy, data) : S_OK;
+        return answer;
     }
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** object) override {
         *object = nullptr;
