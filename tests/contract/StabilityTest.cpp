@@ -4,6 +4,7 @@
 
 #include "support/ProcessState.h"
 #include "support/SessionTest.h"
+#include "support/SharedValues.h"
 
 namespace {
 
@@ -17,6 +18,9 @@ void OneSession(const Library& library) {
         ASSERT_EQ(qsn->SignIn(kToken), S_OK);
         ASSERT_EQ(qsn->GetUserInfo(), S_OK);
         ASSERT_EQ(callback.ResultOf(QSN_ACTION_GET_USERINFO_RESULT), QSN_CALLBACK_OK);
+        // The member token in the store is looked into, which takes libcrypto.
+        ASSERT_EQ(qsn->GetProductListV2(), S_OK);
+        ASSERT_EQ(callback.ResultOf(QSN_ACTION_GET_PRODUCTLIST_V2_RESULT), QSN_CALLBACK_OK);
         ASSERT_EQ(qsn->Uninit(), S_OK);
     }
     ASSERT_EQ(callback.References(), 1);
@@ -24,7 +28,13 @@ void OneSession(const Library& library) {
 
 class Stability : public testing::Test {
 protected:
-    Stability() { TestService::Instance().Reset(); }
+    Stability() {
+        TestService::Instance().Reset();
+        const auto lifetime = std::chrono::hours(1);
+        SharedValues::WriteToken("mTok", TestService::Instance().Server().IssueMemberToken("20417", lifetime));
+    }
+
+    SharedValues m_values;
 };
 
 // WinINet, WMI and the service in this process keep threads and handles of their own for a while, so the counts are
