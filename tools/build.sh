@@ -38,11 +38,16 @@ run_build() {
     compile
 }
 
+stop_test_prefixes() {
+    local lane
+    for lane in unit contract waiting; do stop_prefix "$BUILD_DIR/wineprefix-$lane"; done
+}
+
 run_test() {
     require_packages "${RUN_PACKAGES[@]}"
     configure
     compile
-    trap 'for lane in unit contract waiting; do stop_prefix "$BUILD_DIR/wineprefix-$lane"; done' EXIT
+    trap stop_test_prefixes EXIT
     say "testing"
     local result=0
     ctest --test-dir "$BUILD_DIR" --parallel "$JOBS" --output-on-failure "$@" 8>&- || result=$?
