@@ -49,4 +49,14 @@ TEST(Jwt, DoesNotKnowTheUrlSafeAlphabet) {
 }
 
 }  // namespace
+TEST(Jwt, ReadsTheExampleOfRfc7519) {
+    const std::string token =
+        "eyJ0eXAiOiJKV1QiLA0KICJhbGciOiJIUzI1NiJ9."
+        "eyJpc3MiOiJqb2UiLA0KICJleHAiOjEzMDA4MTkzODAsDQogImh0dHA6Ly9leGFtcGxlLmNvbS9pc19yb290Ijp0cnVlfQ."
+        "dBjftJeZ4CVP-mB92K27uhbUJU1p1r_wW1gFWFOEjXk";
+    std::string payload;
+    ASSERT_EQ(qsn::DecodeJWT(token, &payload), S_OK);
+    EXPECT_EQ(payload, "{\"iss\":\"joe\",\r\n \"exp\":1300819380,\r\n \"http://example.com/is_root\":true}");
+}
+
 }  // namespace qsn::test
