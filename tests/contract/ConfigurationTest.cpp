@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <regex>
+
 #include "support/SessionTest.h"
 
 namespace {
@@ -66,44 +68,90 @@ TEST(ConfigurationItems, EachHasItsResultInEachState) {
     EXPECT_EQ(callback.ResultOf(QSN_ACTION_GI_LOG_RESULT), QSN_CALLBACK_NOT_SIGNED_IN);
 }
 
+// What the system answers when it is asked for the machine's name.
+class MachineName {
+public:
+    explicit MachineName(const std::wstring& name) : m_former(Read()) { Write(name); }
+    MachineName(const MachineName&) = delete;
+    MachineName& operator=(const MachineName&) = delete;
+    ~MachineName() { Write(m_former); }
+
+private:
+    static constexpr wchar_t kKey[] = L"System\\CurrentControlSet\\Control\\ComputerName\\ActiveComputerName";
+
+    static std::wstring Read() {
+        wchar_t name[MAX_COMPUTERNAME_LENGTH + 1] = {};
+        DWORD size = MAX_COMPUTERNAME_LENGTH + 1;
+        GetComputerNameW(name, &size);
+        return name;
+    }
+    static void Write(const std::wstring& name) {
+        RegSetKeyValueW(HKEY_LOCAL_MACHINE, kKey, L"ComputerName", REG_SZ, name.c_str(),
+                        static_cast<DWORD>((name.size() + 1) * sizeof(wchar_t)));
+    }
+
+    std::wstring m_former;
+};
+
 class ConfiguredRequest : public SessionTest {
 protected:
     void SetUp() override {
         SessionTest::SetUp();
-        SignIn();
+        Server().Accounts().Use([](auto& accounts) {
+            for (auto& token : accounts.users[0].accessTokens) token.permanent = true;
+        });
         uint32_t length = 0;
         for (int32_t item : {QSNCFG_SET_MEMBER_TOKEN, QSNCFG_SET_REFRESH_TOKEN}) m_qsn->Config(item, nullptr, &length);
+        uint32_t on = 1;
+        m_qsn->Config(QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE, &on, nullptr);
     }
     void Configure(const wchar_t* language, const wchar_t* extendData, uint32_t platform) {
         ASSERT_EQ(m_qsn->Config(QSNCFG_SET_LANGUAGE, const_cast<wchar_t*>(language), nullptr), S_OK);
         ASSERT_EQ(m_qsn->Config(QSNCFG_SET_EXTEND_DATA, const_cast<wchar_t*>(extendData), nullptr), S_OK);
         ASSERT_EQ(m_qsn->Config(QSNCFG_SET_PLATFORM_INFO, &platform, nullptr), S_OK);
     }
-    // One request of each kind, in this order: user info, both lists, quota query and log.
+    // One request of each kind, in this order: user info, both lists, quota query and log, token check, sign-out.
     std::vector<qsn::service::RecordedRequest> RequestsOfAllTypes() {
+        Json::Value checkInOneSecond;
+        checkInOneSecond["nextVerifyTime"] = 1;
+        Server().Rules().Once({.data = checkInOneSecond}, {.requestType = "getUserInfo"});
         m_qsn->GetUserInfo();
         m_qsn->GetProductList();
         m_qsn->GetProductListV2();
         m_qsn->Config(QSNCFG_GI_QUERY, nullptr, nullptr);
         m_qsn->Config(QSNCFG_GI_LOG, nullptr, nullptr);
+        EXPECT_EQ(m_callback.ResultOf(QSN_ACTION_CHECK_TOKEN_ROUTINE_RESULT), QSN_CALLBACK_OK);
+        m_qsn->SignOut();
+        EXPECT_EQ(m_callback.ResultOf(QSN_ACTION_SIGNOUT_RESULT), QSN_CALLBACK_OK);
         return Server().TakeRequests();
     }
 };
+
+// The prefix's hardware decides the identifier; the service only has to get some.
+std::string WithoutMachineID(std::string body) {
+    static const std::regex identifier("\"machineID\":\"[0-9A-Za-z{}-]+\"");
+    return std::regex_replace(body, identifier, "\"machineID\":\"*\"");
+}
 
 std::vector<std::string> ExpectedBodies(const std::string& extendData, const std::string& list) {
     const std::string start = "{" + (extendData.empty() ? "" : "\"ExtendData\":\"" + extendData + "\",") +
                               "\"accessToken\":\"token-ada\",\"data\":";
     const std::string sid = "{\"sid\":\"SID-TEST\"}";
+    const std::string device = R"({"machineID":"*","machineName":"B\u00fcro-\u673a",)";
     return {
         start + "null,\"requestType\":\"getUserInfo\",\"version\":1}\n",
         start + list + ",\"requestType\":\"getProductList\",\"version\":1}\n",
         "{\"data\":" + list + ",\"memberToken\":\"\",\"version\":1}\n",
         start + sid + ",\"requestType\":\"gicount_query\",\"version\":1}\n",
         start + sid + ",\"requestType\":\"gicount_log\",\"version\":1}\n",
+        start + device + R"("sid":"SID-TEST"},"requestType":"verifyToken","version":1})" + "\n",
+        start + device +
+            R"("memberToken":"","refreshToken":"","sid":"SID-TEST"},"requestType":"signOut","version":1})" + "\n",
     };
 }
 
 TEST_F(ConfiguredRequest, CarriesWhatTheHostHasSet) {
+    const MachineName name(L"B\u00fcro-\u673a");
     struct {
         const wchar_t* language;
         const wchar_t* extendData;
@@ -118,9 +166,10 @@ TEST_F(ConfiguredRequest, CarriesWhatTheHostHasSet) {
         {L"de-DE", L"x", 3, "x", R"({"lang":"de-DE"})"},
     };
     for (const auto& each : cases) {
+        SignIn();
         Configure(each.language, each.extendData, each.platform);
         std::vector<std::string> bodies;
-        for (const auto& request : RequestsOfAllTypes()) bodies.push_back(request.body);
+        for (const auto& request : RequestsOfAllTypes()) bodies.push_back(WithoutMachineID(request.body));
         EXPECT_EQ(bodies, ExpectedBodies(each.sentExtendData, each.sentList)) << each.platform;
     }
 }
