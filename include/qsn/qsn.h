@@ -8,9 +8,11 @@
  * Rules that hold for everything below:
  *  - Every function may be called from any thread. Init, Uninit and the last Release are the host's to put in order:
  *    no other method of the object may be running when the last Release is made.
- *  - The callback is always called on the worker thread, one call at a time. Inside it the host must not call a method
- *    that waits for the worker (marked "waits" below): it would wait for itself until the time-out. Neither may it
- *    call Uninit or make the last Release there.
+ *  - The callback is always called on the worker thread, one call at a time. Inside it a method that waits for the
+ *    worker (marked "waits" below) returns QSN_RETURN_E_TIMEOUT at once and does nothing; everything else works there.
+ *    Uninit and the last Release end the session there too: no further callback comes, the library's references on the
+ *    callback are given back when the call has returned, and the worker thread ends by itself after that. It keeps the
+ *    DLL in memory until then, so that even FreeLibrary may be called.
  *  - Objects follow COM rules: a count of references, QueryInterface, no exceptions. Memory is freed by whoever
  *    allocated it. Texts handed to the library are copied before the method returns.
  *  - Narrow texts are zero-terminated UTF-8, wide texts zero-terminated UTF-16. Lengths of narrow texts are in bytes.
@@ -33,16 +35,19 @@
 
 /*
  * What the methods return, besides the system's own S_OK, E_NOTIMPL (0x80004001), E_NOINTERFACE (0x80004002),
- * E_POINTER (0x80004003), E_FAIL (0x80004005), E_OUTOFMEMORY (0x8007000E) and E_INVALIDARG (0x80070057).
+ * E_POINTER (0x80004003), E_FAIL (0x80004005), E_OUTOFMEMORY (0x8007000E), E_UNEXPECTED (0x8000FFFF) and E_INVALIDARG
+ * (0x80070057).
  */
 static const HRESULT QSN_RETURN_E_NO_TOKEN = static_cast<HRESULT>(0x86210002L);        /* no token held or given */
 static const HRESULT QSN_RETURN_E_NOT_INITIALIZED = static_cast<HRESULT>(0x86210004L); /* before Init, after Uninit */
 static const HRESULT QSN_RETURN_E_ALREADY_INITIALIZED = static_cast<HRESULT>(0x86210005L); /* Init while initialised */
-static const HRESULT QSN_RETURN_E_TIMEOUT = static_cast<HRESULT>(0x86210006L); /* a waited task took over 120 s */
+static const HRESULT QSN_RETURN_E_TIMEOUT =
+    static_cast<HRESULT>(0x86210006L); /* a waited task was dropped or took 120 s */
 
 /*
  * What the callback gets as the result of every action except QSN_ACTION_NOTIFY. After 2, 3, 101 and 107 the session
- * holds no access token any more and the user has to sign in again.
+ * holds no access token any more and the user has to sign in again. Two exceptions: a quota request never takes the
+ * token, and with single sign-on a refused token check ends the session through QSN_ACTION_SSO_SIGNOUT_RESULT.
  */
 enum QSN_CALLBACK_RESULT {
     QSN_CALLBACK_OK = 0,
@@ -102,7 +107,8 @@ enum QSN_CONFIG {
     QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE = 8, /* uint32_t* switch; needs Init; waits */
     QSNCFG_USE_TESTBED = 9,                /* uint32_t* switch: staging service; needs Init; waits */
     QSNCFG_GI_QUERY = 10,                  /* data ignored; needs Init; waits; result as QSN_ACTION_GI_QUERY_RESULT */
-    QSNCFG_GI_LOG = 11,                    /* data ignored; needs Init; waits; result as QSN_ACTION_GI_LOG_RESULT */
+    QSNCFG_GI_LOG = 11,                    /* data ignored; needs Init; waits; result as QSN_ACTION_GI_LOG_RESULT.
+                                              Both return E_FAIL without network, the callback's value without token */
     QSNCFG_SET_MEMBER_TOKEN = 12,          /* narrow text or null to clear; *length: its length in bytes */
     QSNCFG_SET_REFRESH_TOKEN = 13,         /* as above */
     QSNCFG_GET_MEMBER_TOKEN = 14,          /* narrow buffer or null; *length: its size, then the text's length */
@@ -269,15 +275,19 @@ struct IPVSubscription : public IUnknown {
      */
     virtual HRESULT STDMETHODCALLTYPE Init(const wchar_t* productSID, IQSNCallbackFunc* callback) = 0;
     /*
-     * Ends it: queued requests are dropped without a callback, a running one is finished first. Once this has
-     * returned no callback comes any more. Init may be called again.
+     * Ends it: queued requests are dropped without a callback, and who waits for one gets QSN_RETURN_E_TIMEOUT. A
+     * running request may still be reported; where the service keeps it waiting it is given up after a second, without
+     * a callback, and its connection ends on its own. A callback that is running is waited for, so it must not in turn
+     * wait for the thread that calls this. Once this has returned no callback comes any more. Init may be called again.
      */
     virtual HRESULT STDMETHODCALLTYPE Uninit() = 0;
     /*
      * Sets or reads the item `id` (a QSN_CONFIG, which says what `data` and `length` are and what waits).
-     * E_NOTIMPL: unknown or reserved id. E_POINTER, E_INVALIDARG: data or length missing, buffer too small. A token
-     * item may also return the registry's own error number, such as 5 (access denied), a positive one.
-     * QSN_RETURN_E_TIMEOUT: the worker did not come to it within 120 s.
+     * E_NOTIMPL: unknown or reserved id. E_POINTER: data missing for item 1, length missing for 12 and 13.
+     * E_INVALIDARG: data missing for 2 and 6 to 9, length missing or buffer too small for 14 and 15, token too long.
+     * E_UNEXPECTED: a token could not be encrypted. The token items may also return the registry's own error number,
+     * such as 5 (access denied), a positive one: compare their result with S_OK.
+     * QSN_RETURN_E_TIMEOUT: the worker did not come to it within 120 s, or dropped it.
      */
     virtual HRESULT STDMETHODCALLTYPE Config(int32_t id, void* data, uint32_t* length) = 0;
     /* Reserved: E_NOTIMPL. */
@@ -300,7 +310,10 @@ struct IPVSubscription : public IUnknown {
      * E_POINTER, E_INVALIDARG, QSN_RETURN_E_TIMEOUT as for GetAccessToken.
      */
     virtual HRESULT STDMETHODCALLTYPE GetSignInURL(char* buffer, uint32_t bufferLength, uint32_t* outLength) = 0;
-    /* Drops the queued requests without a callback; the running one ends normally. The worker goes on. */
+    /*
+     * Drops the queued requests without a callback; who waits for one gets QSN_RETURN_E_TIMEOUT. The running one ends
+     * normally. The worker goes on.
+     */
     virtual HRESULT STDMETHODCALLTYPE Stop() = 0;
     /* Reserved: E_NOTIMPL. */
     virtual HRESULT STDMETHODCALLTYPE Reserved12() = 0;

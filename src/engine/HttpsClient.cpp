@@ -39,10 +39,11 @@ void ReadCustomHeader(HINTERNET request, const char* name, std::string* value) {
     if (HttpQueryInfoA(request, HTTP_QUERY_CUSTOM, buffer, &size, nullptr)) value->assign(buffer);
 }
 
-HRESULT ReadBody(HINTERNET request, std::string* body) {
+HRESULT ReadBody(HINTERNET request, const ExchangeGate& gate, std::string* body) {
     DWORD available = 0;
     // A query that fails ends the body: what has arrived is judged by its digest, not here.
     while (InternetQueryDataAvailable(request, &available, 0, 0) && available != 0) {
+        if (gate.IsClosed()) return E_ABORT;
         const std::unique_ptr<char, LocalFreeDeleter> chunk(static_cast<char*>(LocalAlloc(LPTR, available + 1u)));
         if (!chunk) return E_OUTOFMEMORY;
         DWORD read = 0;
@@ -53,10 +54,8 @@ HRESULT ReadBody(HINTERNET request, std::string* body) {
     return S_OK;
 }
 
-}  // namespace
-
-HRESULT SendHttpsRequest(const HttpRequestInfo& request, std::string* responseBody, std::string* token,
-                         std::string* digest) {
+HRESULT Exchange(const HttpRequestInfo& request, const ExchangeGate& gate, std::string* responseBody,
+                 std::string* token, std::string* digest) {
     // No agent name: the service takes a User-Agent line for a member-auth call.
     const UniqueInternetHandle session(InternetOpenA(nullptr, INTERNET_OPEN_TYPE_PRECONFIG, nullptr, nullptr, 0));
     if (!session) return E_FAIL;
@@ -82,7 +81,16 @@ HRESULT SendHttpsRequest(const HttpRequestInfo& request, std::string* responseBo
     }
     ReadCustomHeader(exchange.Get(), "X-token", token);
     ReadCustomHeader(exchange.Get(), "X-digest", digest);
-    return ReadBody(exchange.Get(), responseBody);
+    return ReadBody(exchange.Get(), gate, responseBody);
+}
+
+}  // namespace
+
+HRESULT SendHttpsRequest(const HttpRequestInfo& request, ExchangeGate& gate, std::string* responseBody,
+                         std::string* token, std::string* digest) {
+    if (!gate.Enter()) return E_ABORT;
+    const HRESULT hr = Exchange(request, gate, responseBody, token, digest);
+    return gate.Leave() ? hr : E_ABORT;
 }
 
 SplitURL SplitServerURL(const std::string& url) {

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <string>
 
+#include "engine/ExchangeGate.h"
+
 namespace qsn {
 
 // One POST as it is handed to the client.
@@ -24,8 +26,9 @@ struct HttpRequestInfo {
 // reply's "X-token" and "X-digest" headers, or stay as they are where it has none. Status 200 is the only success and
 // redirects are never followed. The body is treated as text: a NUL cuts short the piece that it arrived in.
 // E_FAIL: no connection, TLS refused, status other than 200. E_OUTOFMEMORY. E_UNEXPECTED: broken off in the body.
-HRESULT SendHttpsRequest(const HttpRequestInfo& request, std::string* responseBody, std::string* token,
-                         std::string* digest);
+// E_ABORT: `gate` is closed, or was while the exchange ran.
+HRESULT SendHttpsRequest(const HttpRequestInfo& request, ExchangeGate& gate, std::string* responseBody,
+                         std::string* token, std::string* digest);
 
 struct SplitURL {
     std::string scheme;

@@ -68,6 +68,8 @@ HRESULT QSNThreadContext::Uninit() {
     m_nInitialised = 0;
     m_strLanguage.clear();
     m_strExtendData.clear();
+    m_pRoutineTimer = nullptr;
+    m_spCallback.reset();
     return S_OK;
 }
 
@@ -85,7 +87,9 @@ HRESULT QSNThreadContext::DoCallback(int action, int result, void* data) {
     } else if (action == QSN_ACTION_NOTIFY) {
         TraceA("Callback: QSN_ACTION_NOTIFY id = %d\n", result);
     }
-    return m_spCallback->Callback(action, result, data);
+    // A reference of its own, because the host may end the session inside the callback.
+    const UniqueCom<IQSNCallbackFunc> callback = AddReference(m_spCallback.get());
+    return callback ? callback->Callback(action, result, data) : S_OK;
 }
 
 void QSNThreadContext::HandleServerResult(int callbackResult) {

@@ -11,6 +11,7 @@
 #include "Utility/OrbLogger.h"
 #include "Utility/SecretText.h"
 #include "engine/Endpoints.h"
+#include "engine/ExchangeGate.h"
 #include "engine/Reply.h"
 #include "engine/RoutineTimer.h"
 #include "thread/BaseThreadContext.h"
@@ -22,7 +23,7 @@ struct OnlineOperation;
 
 // The session engine: holds the signed-in session and carries out every operation against the service.
 //
-// After `Init` only the worker thread touches it; `Init` and `Uninit` are called while no worker thread runs. Outcomes
+// After `Init` only the worker thread touches it; `Init` is called while no worker thread runs. Outcomes
 // reach the host through `DoCallback`; the result codes returned here become the results of the tasks.
 class QSNThreadContext : public BaseThread::BaseThreadContext {
 public:
@@ -31,7 +32,11 @@ public:
 
     // `productSID` is UTF-8. QSN_RETURN_E_ALREADY_INITIALIZED, with the session untouched, where `Init` came before.
     HRESULT Init(const char* productSID, IQSNCallbackFunc* callback);
+    // Takes place on the worker thread, or where that has ended or has been left behind in an exchange.
     HRESULT Uninit();
+
+    // For the thread that ends the session: see ExchangeGate. The session makes no exchange any more.
+    ExchangeGate& Gate() noexcept { return m_exchangeGate; }
 
     // Takes the usage log from `folder`; before `Init`, which writes its first line. The log is optional, as ever.
     void LoadUsageLog(const wchar_t* folder) { m_usageLog.Load(folder); }
@@ -81,6 +86,7 @@ public:
     // that. E_UNEXPECTED: there is no timer.
     HRESULT EnableCheckTokenRoutine(int nextVerifyTime);
 
+    // 0 where the session has ended: then nobody is called.
     HRESULT DoCallback(int action, int result, void* data);
 
     // Drops the access token where a callback result says that the service no longer accepts it.
@@ -130,6 +136,7 @@ private:
                                const std::string& strDigest);
     std::wstring MachineID() const;
 
+    ExchangeGate m_exchangeGate;
     UniqueCom<IQSNCallbackFunc> m_spCallback;
     std::string m_strSID;
     std::uint32_t m_nInitialised = 0;

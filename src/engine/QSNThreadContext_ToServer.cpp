@@ -201,8 +201,9 @@ HRESULT QSNThreadContext::CommunicateToServer(const std::string& strJsonData, st
     std::string body;
     std::string token;
     std::string digest;
-    const HRESULT hr =
-        SendHttpsRequest(MakeRequest(serverapi, std::move(headers), strJsonData), &body, &token, &digest);
+    const HRESULT hr = SendHttpsRequest(MakeRequest(serverapi, std::move(headers), strJsonData), m_exchangeGate, &body,
+                                        &token, &digest);
+    if (hr == E_ABORT) return hr;  // the session is gone, the usage log with it
     if (FAILED(hr)) {
         TraceA("Send http request to server failed hr = %x, %s\n", static_cast<unsigned>(hr), serverapi.c_str());
         m_usageLog.Log(L"Send http request to server failed");

@@ -49,7 +49,7 @@ HRESULT STDMETHODCALLTYPE PVQSNLib::Init(const wchar_t* productSID, IQSNCallback
 
 HRESULT PVQSNLib::Start(const wchar_t* productSID, IQSNCallbackFunc* callback) {
     if (Worker()) return QSN_RETURN_E_ALREADY_INITIALIZED;
-    Running running;
+    RunningSession running;
     running.context = std::make_shared<QSNThreadContext>();
     const std::wstring logFolder = LogFolder();
     if (!logFolder.empty()) running.context->LoadUsageLog(logFolder.c_str());
@@ -73,15 +73,12 @@ HRESULT PVQSNLib::Start(const wchar_t* productSID, IQSNCallbackFunc* callback) {
 HRESULT STDMETHODCALLTYPE PVQSNLib::Uninit() {
     TraceW(L"Uninit\n");
     return Guarded([&]() -> HRESULT {
-        const Running running = EndSources();
-        if (!running.worker) return QSN_RETURN_E_NOT_INITIALIZED;
-        // Not left to the destructor, because another thread may hold a reference for a moment longer.
-        running.worker->Quit();
-        return running.context->Uninit();
+        RunningSession running = EndSources();
+        return running.End();
     });
 }
 
-PVQSNLib::Running PVQSNLib::EndSources() {
+RunningSession PVQSNLib::EndSources() {
     const std::lock_guard lock(m_sourceLock);
     if (!Worker()) return {};
     m_singleSignOn.UninitIfStarted();
@@ -160,7 +157,7 @@ std::shared_ptr<QSNWorkerThread> PVQSNLib::Worker() const {
     return m_running.worker;
 }
 
-PVQSNLib::Running PVQSNLib::TakeRunning() {
+RunningSession PVQSNLib::TakeRunning() {
     const std::lock_guard lock(m_runningLock);
     return std::move(m_running);
 }
@@ -171,6 +168,8 @@ std::wstring PVQSNLib::LogFolder() const {
 }
 
 HRESULT PVQSNLib::RunAndWait(QSNWorkerThread& worker, const std::shared_ptr<QSNTaskBase>& task, HRESULT* taskResult) {
+    // Inside the host's callback nobody would run it.
+    if (worker.IsCurrentThread()) return QSN_RETURN_E_TIMEOUT;
     worker.PostTask(task);
     if (!task->Wait(kTaskTimeout)) return QSN_RETURN_E_TIMEOUT;
     *taskResult = task->GetResult();

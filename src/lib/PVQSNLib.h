@@ -10,8 +10,8 @@
 #include "Utility/Guard.h"
 #include "Utility/SecretText.h"
 #include "Utility/Win32Owners.h"
-#include "engine/QSNThreadContext.h"
 #include "engine/RoutineTimer.h"
+#include "lib/RunningSession.h"
 #include "objects/CPVUnknown.h"
 #include "sso/CheckSingleSignOn.h"
 #include "sso/SSOCallback.h"
@@ -24,7 +24,7 @@ namespace qsn {
 //
 // Lock order: source lock, the store's locks, then those that are held for a moment only (running lock, worker's
 // queue). The threads that call back take no lock before the store's, and nobody waits for the worker thread under a
-// lock: so the host may call what it likes inside its callback but for `Uninit` and what waits.
+// lock: so the host may call what it likes inside its callback, and what waits for the worker fails there at once.
 class PVQSNLib final : public IPVSubscription2, public CPVUnknown, public SSOCallback, public RoutineTimerCallback {
 public:
     PVQSNLib();
@@ -59,11 +59,6 @@ public:
     HRESULT RoutineTimerCallbackEvent(std::uint32_t event, void* data) override;
 
 private:
-    struct Running {
-        std::shared_ptr<QSNThreadContext> context;
-        std::shared_ptr<QSNWorkerThread> worker;  // destroyed first: its last task may still be at work on the context
-    };
-
     // What `Config` does for one item. Handlers get its `data` and `length` as they came.
     struct ConfigurationItem {
         int32_t id;
@@ -92,8 +87,8 @@ private:
     // Null while the object is not initialised.
     std::shared_ptr<QSNWorkerThread> Worker() const;
     // Ends whatever posts work by itself, then takes the worker away from everybody else.
-    Running EndSources();
-    Running TakeRunning();
+    RunningSession EndSources();
+    RunningSession TakeRunning();
     std::wstring LogFolder() const;
     HRESULT Start(const wchar_t* productSID, IQSNCallbackFunc* callback);
 
@@ -119,7 +114,7 @@ private:
 
     RoutineTimer m_routineTimer;            // ahead of the worker, whose last task may still arm it
     mutable CriticalSection m_runningLock;  // guards m_running and m_strLogFolder; nothing is called under it
-    Running m_running;
+    RunningSession m_running;
     std::wstring m_strLogFolder;  // where the next Init loads the usage log from, empty: from its usual place
     std::atomic_flag m_starting;
     CriticalSection m_sourceLock;  // held while the store's watcher is started or ended, so that none outlives `Uninit`

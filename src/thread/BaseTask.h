@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <memory>
 #include <string>
 
@@ -30,10 +31,16 @@ public:
 
     virtual std::string GetName() { return m_strName; }
     virtual HRESULT Run(Context* context) = 0;
-    // True where the task was completed in time. One caller only: a success consumes the signal.
-    virtual bool Wait(DWORD milliseconds) { return m_spCompleted->Wait(milliseconds); }
+    // True where the task was completed in time; false at once where it was dropped. One caller only: it consumes the
+    // signal.
+    virtual bool Wait(DWORD milliseconds) { return m_spCompleted->Wait(milliseconds) && !m_dropped; }
     virtual void Complete() {
         TraceA("BaseTask::%s Completed.\n", m_strName.c_str());
+        m_spCompleted->Signal();
+    }
+    // It will not be completed: whoever waits for it need not do so to the end.
+    virtual void Drop() {
+        m_dropped = true;
         m_spCompleted->Signal();
     }
     // Only asks: a long `Run` may look at `IsAborted`.
@@ -48,6 +55,7 @@ private:
     std::string m_strName;
     std::shared_ptr<Event> m_spCompleted = std::make_shared<Event>(Event::Reset::kAutomatic);
     std::shared_ptr<Event> m_spAborted = std::make_shared<Event>(Event::Reset::kManual);
+    std::atomic<bool> m_dropped{false};
     HRESULT m_nResult = 0;
 };
 

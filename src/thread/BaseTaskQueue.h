@@ -49,17 +49,22 @@ public:
     }
     virtual void Clear() {
         const std::lock_guard lock(m_queueLock);
-        m_tasks.clear();
+        DropAll();
         m_notEmpty.Clear();
     }
     // For the end of the worker, which this wakes without work.
     virtual void ClearAndWake() {
         const std::lock_guard lock(m_queueLock);
-        m_tasks.clear();
+        DropAll();
         m_notEmpty.Signal();
     }
 
 private:
+    void DropAll() {
+        for (const TaskPointer& task : m_tasks) task->Drop();
+        m_tasks.clear();
+    }
+
     qsn::CriticalSection m_queueLock;
     qsn::PVEvent m_notEmpty{qsn::PVEvent::Reset::kManual};
     std::deque<TaskPointer> m_tasks;

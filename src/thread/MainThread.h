@@ -16,11 +16,12 @@ namespace BaseThread {
 
 // The worker thread: runs posted tasks one at a time, in posting order, against its context.
 //
-// Any thread may call `PostTask` and `Stop`. `Quit` and the destructor wait for the running task without limit and
-// must not be called on the worker thread itself. Lock order: state lock, then the queue's own. `Run` of a task is
-// called under no lock.
+// Any thread may call `PostTask` and `Stop`. `Quit` and the destructor wait for the running task without limit; on the
+// worker thread itself they do not, and then the thread ends by itself once the task has. A thread that is to be left
+// behind keeps the object alive, which a shared pointer must own for that. Lock order: state lock, then the queue's
+// own. `Run` of a task is called under no lock.
 template <class Context>
-class MainThread : public qsn::PVWorkerThread {
+class MainThread : public qsn::PVWorkerThread, public std::enable_shared_from_this<MainThread<Context>> {
 public:
     using TaskPointer = typename BaseTaskQueue<Context>::TaskPointer;
 
@@ -36,7 +37,8 @@ public:
     // Dropped where the thread is quitting.
     void PostTask(TaskPointer task) {
         const std::lock_guard lock(m_stateLock);
-        if (!IsQuitting()) m_spQueue->PushTask(std::move(task));
+        if (IsQuitting()) return task->Drop();
+        m_spQueue->PushTask(std::move(task));
     }
 
     // Drops what is queued and asks the running task to give up; the thread goes on.
@@ -47,18 +49,24 @@ public:
         m_spCurrentTask.reset();
     }
 
-    // Stops, and returns when the thread has ended. No task runs afterwards.
-    void Quit() {
-        {
-            const std::lock_guard lock(m_stateLock);
-            m_quit.Signal();
-            Stop();
-            m_spQueue->ClearAndWake();
-        }
-        Join();
+    // Stops for good: no further task starts.
+    void RequestQuit() {
+        const std::lock_guard lock(m_stateLock);
+        m_quit.Signal();
+        Stop();
+        m_spQueue->ClearAndWake();
     }
+    // Returns when the thread has ended; on the thread itself at once.
+    void Quit() {
+        RequestQuit();
+        IsCurrentThread() ? LeaveBehind() : Join();
+    }
+    using PVWorkerThread::IsCurrentThread;
+    using PVWorkerThread::JoinFor;
+    using PVWorkerThread::LeaveBehind;
 
     DWORD ThreadProc() override {
+        const std::shared_ptr<MainThread> self = this->weak_from_this().lock();
         const DWORD id = GetCurrentThreadId();
         TraceA("BaseThread::MainThread<class QSNThreadContext>::ThreadProc[0x%08x]: start", static_cast<unsigned>(id));
         const std::shared_ptr<Context> context = std::move(m_spContext);

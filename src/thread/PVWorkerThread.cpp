@@ -1,6 +1,7 @@
 #include "thread/PVWorkerThread.h"
 
 #include <mutex>
+#include <new>
 
 #include "Utility/LibCrypto.h"
 
@@ -12,8 +13,17 @@ bool PVWorkerThread::Start() noexcept {
     const std::lock_guard lock(m_startLock);
     if (m_thread.load() != nullptr) return false;
     m_stopRequested.Clear();
-    m_thread = CreateThread(nullptr, 0, &ThreadEntry, static_cast<ThreadBody*>(this), 0, nullptr);
-    return m_thread.load() != nullptr;
+    std::unique_ptr<Launch> launch;
+    try {
+        m_run = std::make_shared<Run>();
+        launch = std::make_unique<Launch>(this, m_run);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    m_thread = CreateThread(nullptr, 0, &ThreadEntry, launch.get(), 0, nullptr);
+    if (m_thread.load() == nullptr) return false;
+    static_cast<void>(launch.release());  // the thread's now
+    return true;
 }
 
 void PVWorkerThread::Join() noexcept {
@@ -22,9 +32,30 @@ void PVWorkerThread::Join() noexcept {
     if (thread) WaitForSingleObject(thread.Get(), INFINITE);
 }
 
-DWORD WINAPI PVWorkerThread::ThreadEntry(void* body) noexcept {
-    const DWORD result = RunInComApartment(static_cast<ThreadBody*>(body));
+bool PVWorkerThread::JoinFor(DWORD milliseconds) const noexcept {
+    const HANDLE thread = m_thread;
+    return !thread || WaitForSingleObject(thread, milliseconds) == WAIT_OBJECT_0;
+}
+
+void PVWorkerThread::LeaveBehind() noexcept {
+    const UniqueHandle thread(m_thread.exchange(nullptr));
+    if (!thread) return;
+    HMODULE module = nullptr;
+    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, reinterpret_cast<LPCWSTR>(&ThreadEntry), &module);
+    m_run->module = module;
+    // Where it has ended in this moment there is nobody to give the reference back.
+    if (m_run->endedOrLeft.exchange(true) && module) FreeLibrary(module);
+}
+
+DWORD WINAPI PVWorkerThread::ThreadEntry(void* argument) noexcept {
+    std::unique_ptr<Launch> launch(static_cast<Launch*>(argument));
+    launch->run->threadId = GetCurrentThreadId();
+    const DWORD result = RunInComApartment(launch->body);
+    launch->run->threadId = 0;
     LeaveLibCryptoThread();
+    const HMODULE module = launch->run->endedOrLeft.exchange(true) ? launch->run->module : nullptr;
+    launch.reset();
+    if (module) FreeLibraryAndExitThread(module, result);
     return result;
 }
 

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <atomic>
+#include <memory>
 
 #include "Utility/ComApartment.h"
 #include "Utility/Win32Owners.h"
@@ -27,13 +28,29 @@ protected:
     void RequestStop() const noexcept { m_stopRequested.Signal(); }
     // Returns at once when a stop is requested.
     bool WaitForStopRequest(DWORD milliseconds) const noexcept { return m_stopRequested.Wait(milliseconds); }
+    bool IsCurrentThread() const noexcept { return m_run && m_run->threadId == GetCurrentThreadId(); }
     // Waits without limit; returns at once where no thread was started or somebody else waits for it already.
     void Join() noexcept;
+    // True where the thread has ended, or none is there to wait for. Not beside another `Join`.
+    bool JoinFor(DWORD milliseconds) const noexcept;
+    // Nobody waits for the thread any more. It keeps the DLL loaded until it ends; its body must keep itself alive.
+    void LeaveBehind() noexcept;
 
 private:
-    static DWORD WINAPI ThreadEntry(void* body) noexcept;
+    // Of one start, shared with the thread, which may outlive the object.
+    struct Run {
+        std::atomic<DWORD> threadId{0};  // 0 once it has ended: the system gives numbers out again
+        std::atomic<bool> endedOrLeft{false};
+        HMODULE module = nullptr;  // a reference for the thread to give back
+    };
+    struct Launch {
+        ThreadBody* body;
+        std::shared_ptr<Run> run;
+    };
+    static DWORD WINAPI ThreadEntry(void* launch) noexcept;
 
     PVEvent m_stopRequested{PVEvent::Reset::kManual};
+    std::shared_ptr<Run> m_run;  // written by `Start`
     CriticalSection m_startLock;
     std::atomic<HANDLE> m_thread{nullptr};
 };

@@ -51,6 +51,6 @@ FAKE_EXPORT(std::size_t) FakeRecord(wchar_t* buffer, std::size_t size) {
 
 FAKE_EXPORT(void) FakeReset(std::int32_t result) {
     const RecordLock lock;
-    g_record.clear();
+    std::wstring().swap(g_record);
     g_result = result;
 }

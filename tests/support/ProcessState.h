@@ -40,6 +40,22 @@ inline int FreeTlsIndexes() {
     return static_cast<int>(indexes.size());
 }
 
+// What all heaps of the process have handed out.
+inline std::size_t HeapBytes() {
+    HANDLE heaps[64];
+    const DWORD count = GetProcessHeaps(64, heaps);
+    std::size_t bytes = 0;
+    for (DWORD i = 0; i < count && i < 64; ++i) {
+        HeapLock(heaps[i]);
+        PROCESS_HEAP_ENTRY entry = {};
+        while (HeapWalk(heaps[i], &entry)) {
+            if (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) bytes += entry.cbData;
+        }
+        HeapUnlock(heaps[i]);
+    }
+    return bytes;
+}
+
 // Waits, with a bound, until `condition` holds: for what another thread or the system brings about.
 template <class Condition>
 bool Eventually(Condition condition, DWORD milliseconds = 10000) {

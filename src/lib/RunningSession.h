@@ -1,0 +1,31 @@
+#pragma once
+
+#include <windows.h>
+
+#include <memory>
+
+#include "engine/QSNThreadContext.h"
+#include "thread/QSNTask.h"
+
+namespace qsn {
+
+// A session and the worker thread that works on it, from `Init` to `Uninit` or the last reference to the library
+// object.
+class RunningSession {
+public:
+    RunningSession() = default;
+    RunningSession(RunningSession&&) = default;
+    RunningSession& operator=(RunningSession&&) = default;  // onto an empty one only
+    ~RunningSession() { End(); }
+
+    // Once this has returned the host's callback is not called any more, and is not referenced. It takes as long as a
+    // callback that is running, and otherwise little more than a second, whatever a server does. Inside the callback it
+    // returns at once. Not left to the destructors of the parts, because others may hold a reference for a moment
+    // longer.
+    HRESULT End();
+
+    std::shared_ptr<QSNThreadContext> context;
+    std::shared_ptr<QSNWorkerThread> worker;
+};
+
+}  // namespace qsn
