@@ -15,7 +15,11 @@ foreach(target IN LISTS targets)
         list(APPEND programs ${target})
     endif()
 endforeach()
-list(GET programs 0 QSN_SERVICE_PROGRAM)
+list(GET programs 0 serviceProgram)
+get_target_property(QSN_SERVICE_PROGRAM ${serviceProgram} OUTPUT_NAME)
+if(NOT QSN_SERVICE_PROGRAM)
+    set(QSN_SERVICE_PROGRAM ${serviceProgram})
+endif()
 
 # Before 1.0 a minor version may break what was.
 if(PROJECT_VERSION_MAJOR EQUAL 0)
@@ -60,7 +64,7 @@ add_custom_target(sdk_parts DEPENDS qsn ${programs})
 # For the script
 file(GENERATE OUTPUT "${PROJECT_BINARY_DIR}/package-settings" CONTENT "version=${PROJECT_VERSION}
 dll=$<TARGET_FILE:qsn>
-service=$<TARGET_FILE:${QSN_SERVICE_PROGRAM}>
+service=$<TARGET_FILE:${serviceProgram}>
 openssl=${QSN_OPENSSL_DIR}
 jsoncpp=${QSN_JSONCPP_DIR}
 strip=${CMAKE_STRIP}

@@ -64,7 +64,7 @@ file_sums() { sha1sum "$1" | cut -c 1-40 && sha256sum "$1" | cut -c 1-64; }
 hide_folders() {
     perl -0777 -pi -e '
         BEGIN { @folders = sort { length $b <=> length $a } splice @ARGV, 1 }
-        for my $folder (@folders) { s{\Q$folder\E}{"/" x (length $folder)}ge }
+        for my $folder (@folders) { s{\Q$folder\E(?=[/\0])}{"/" x (length $folder)}ge }
     ' "$1" "${@:2}"
 }
 
