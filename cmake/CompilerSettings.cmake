@@ -32,5 +32,5 @@ target_compile_options(
               $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast -Woverloaded-virtual -Wextra-semi -Wredundant-tags>)
 # No folder of the building machine in what is shipped.
 target_compile_options(qsn_options INTERFACE "$<$<COMPILE_LANGUAGE:C,CXX>:-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=>")
-# No DLL of a compiler or a library is to be shipped along.
-target_link_options(qsn_options INTERFACE -static -Wl,--fatal-warnings)
+# No DLL of a compiler or a library is to be shipped along, and the same sources are to give the same bytes.
+target_link_options(qsn_options INTERFACE -static -Wl,--fatal-warnings,--no-insert-timestamp)

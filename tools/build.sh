@@ -44,7 +44,7 @@ stop_test_prefixes() {
 }
 
 run_test() {
-    require_packages "${RUN_PACKAGES[@]}"
+    require_packages "${RUN_PACKAGES[@]}" "${PACKAGE_PACKAGES[@]}" "${PACKAGE_TEST_PACKAGES[@]}"
     configure
     compile
     trap stop_test_prefixes EXIT

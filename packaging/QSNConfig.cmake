@@ -1,0 +1,25 @@
+# QSN::qsn, the account client library of the SDK that this file is part of, wherever it lies.
+
+if(TARGET QSN::qsn)
+    return()
+endif()
+
+if(NOT WIN32)
+    set(QSN_FOUND FALSE)
+    set(QSN_NOT_FOUND_MESSAGE "qsn.dll is a library for 64-bit Windows")
+    return()
+endif()
+
+get_filename_component(qsnRoot "${CMAKE_CURRENT_LIST_DIR}/../../.." ABSOLUTE)
+# clang and clang-cl link with the one or the other, as CMake's MSVC tells.
+if(MSVC)
+    set(qsnImportLibrary "${qsnRoot}/lib/qsn.lib")
+else()
+    set(qsnImportLibrary "${qsnRoot}/lib/libqsn.dll.a")
+endif()
+add_library(QSN::qsn SHARED IMPORTED)
+set_target_properties(
+    QSN::qsn PROPERTIES IMPORTED_LOCATION "${qsnRoot}/bin/qsn.dll" IMPORTED_IMPLIB "${qsnImportLibrary}"
+                        INTERFACE_INCLUDE_DIRECTORIES "${qsnRoot}/include")
+unset(qsnImportLibrary)
+unset(qsnRoot)

@@ -1,0 +1,159 @@
+// What hosts were compiled against. A change that makes one of these tables fail breaks every host in the field: it
+// needs a new interface, not a new table.
+#include <gtest/gtest.h>
+#include <qsn/qsn.h>
+
+#include <cstddef>
+#include <cstring>
+#include <type_traits>
+
+namespace qsn::test {
+namespace {
+
+template <class... Values>
+constexpr bool CountFrom(int first, Values... values) {
+    return ((static_cast<int>(values) == first++) && ...);
+}
+
+static_assert(CountFrom(1, QSN_ACTION_SIGNIN_RESULT, QSN_ACTION_SIGNOUT_RESULT));
+static_assert(CountFrom(4, QSN_ACTION_GET_USERINFO_RESULT, QSN_ACTION_GET_PRODUCTLIST_RESULT, QSN_ACTION_NOTIFY));
+static_assert(CountFrom(11, QSN_ACTION_CHECK_TOKEN_ROUTINE_RESULT, QSN_ACTION_GI_QUERY_RESULT, QSN_ACTION_GI_LOG_RESULT,
+                        QSN_ACTION_GET_PRODUCTLIST_V2_RESULT));
+static_assert(CountFrom(1001, QSN_ACTION_SSO_SIGNIN_RESULT, QSN_ACTION_SSO_SIGNOUT_RESULT));
+
+static_assert(QSN_NOTIFY_SERVICE_MESSAGE == 1);
+static_assert(CountFrom(5, QSN_NOTIFY_MEMBER_TOKEN_SET, QSN_NOTIFY_REFRESH_TOKEN_SET, QSN_NOTIFY_MEMBER_TOKEN_CLEAR,
+                        QSN_NOTIFY_REFRESH_TOKEN_CLEAR));
+
+static_assert(CountFrom(0, QSN_CALLBACK_OK, QSN_CALLBACK_NETWORK_OR_UNKNOWN, QSN_CALLBACK_SERVER_RESULT_1,
+                        QSN_CALLBACK_NOT_SIGNED_IN, QSN_CALLBACK_SERVER_RESULT_2, QSN_CALLBACK_REPLY_INCOMPLETE));
+static_assert(CountFrom(8, QSN_CALLBACK_REPLY_NOT_AUTHENTIC, QSN_CALLBACK_SERVER_RESULT_3, QSN_CALLBACK_SERVER_RESULT_6,
+                        QSN_CALLBACK_REQUEST_NOT_SIGNED));
+static_assert(CountFrom(101, QSN_CALLBACK_SERVER_RESULT_101, QSN_CALLBACK_SERVER_RESULT_102,
+                        QSN_CALLBACK_SERVER_RESULT_103, QSN_CALLBACK_SERVER_RESULT_104, QSN_CALLBACK_SERVER_RESULT_105,
+                        QSN_CALLBACK_SERVER_RESULT_106, QSN_CALLBACK_SERVER_RESULT_107));
+
+static_assert(QSN_RETURN_E_NO_TOKEN == static_cast<HRESULT>(0x86210002));
+static_assert(QSN_RETURN_E_NOT_INITIALIZED == static_cast<HRESULT>(0x86210004));
+static_assert(QSN_RETURN_E_ALREADY_INITIALIZED == static_cast<HRESULT>(0x86210005));
+static_assert(QSN_RETURN_E_TIMEOUT == static_cast<HRESULT>(0x86210006));
+
+static_assert(CountFrom(1, QSNCFG_SET_LOG_FOLDER, QSNCFG_SET_LANGUAGE));
+static_assert(CountFrom(5, QSNCFG_SET_PLATFORM_INFO, QSNCFG_ENABLE_SINGLE_SIGNON, QSNCFG_SET_EXTEND_DATA,
+                        QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE, QSNCFG_USE_TESTBED, QSNCFG_GI_QUERY, QSNCFG_GI_LOG,
+                        QSNCFG_SET_MEMBER_TOKEN, QSNCFG_SET_REFRESH_TOKEN, QSNCFG_GET_MEMBER_TOKEN,
+                        QSNCFG_GET_REFRESH_TOKEN));
+
+static_assert(CountFrom(1, QSN_USER_ID, QSN_USER_NAME, QSN_USER_EMAIL));
+static_assert(CountFrom(1, QSN_MENU_ITEM, QSN_MENU_URL));
+static_assert(QSN_FIELD_TEXT == 1 && QSN_FIELD_INTEGER == 5);
+static_assert(CountFrom(
+    1, QSN_PRODUCT_NAME, QSN_PRODUCT_TYPE, QSN_PRODUCT_DISPLAY_NAME, QSN_PRODUCT_VERSION, QSN_PRODUCT_DISPLAY_VERSION,
+    QSN_PRODUCT_VERSION_TYPE, QSN_PRODUCT_DISPLAY_VERSION_TYPE, QSN_PRODUCT_SID, QSN_PRODUCT_DOWNLOAD_URL,
+    QSN_PRODUCT_DOWNLOAD_URL_MD5, QSN_PRODUCT_STATUS, QSN_PRODUCT_RESERVED_12, QSN_PRODUCT_IS_CHECKED,
+    QSN_PRODUCT_IS_UPGRADED, QSN_PRODUCT_RESERVED_15, QSN_PRODUCT_RESERVED_16, QSN_PRODUCT_RESERVED_17,
+    QSN_PRODUCT_FILE_SIZE, QSN_PRODUCT_PATCH_FILE_SIZE, QSN_PRODUCT_PATCH_DOWNLOAD_URL,
+    QSN_PRODUCT_PATCH_DOWNLOAD_URL_MD5, QSN_PRODUCT_RESERVED_22, QSN_PRODUCT_UPGRADE_PRODUCTS,
+    QSN_PRODUCT_CONTENT_PACK_WEB_PAGE_URL, QSN_PRODUCT_IS_CONTENT_PACK, QSN_PRODUCT_NON_SILENT_INSTALLATION,
+    QSN_PRODUCT_ICON, QSN_PRODUCT_TUTORIAL_URL, QSN_PRODUCT_INTRO_URL, QSN_PRODUCT_BELONGS, QSN_PRODUCT_PUBLISH_DATE,
+    QSN_PRODUCT_IS_THIRD_PARTY_PACK, QSN_PRODUCT_PATCH_INFO, QSN_PRODUCT_WHAT_NEW_URL, QSN_PRODUCT_BACKGROUND_MUSIC,
+    QSN_PRODUCT_SOUND_CLIPS, QSN_PRODUCT_HAVE_X64_BUILD, QSN_PRODUCT_STOCK_VIDEO, QSN_PRODUCT_STOCK_PHOTO,
+    QSN_PRODUCT_EXTEND_FEATURE, QSN_PRODUCT_THUMB1, QSN_PRODUCT_THUMB2, QSN_PRODUCT_CONTENT_DETAIL,
+    QSN_PRODUCT_CONTENT_DESCRIPTION, QSN_PRODUCT_DEMO_URL));
+
+static_assert(sizeof(QSN_GI_QUOTA) == 64 && alignof(QSN_GI_QUOTA) == 4);
+static_assert(offsetof(QSN_GI_QUOTA, size) == 0 && sizeof(QSN_GI_QUOTA::size) == 4);
+static_assert(offsetof(QSN_GI_QUOTA, resetDate) == 4 && sizeof(QSN_GI_QUOTA::resetDate) == 28 * 2);
+static_assert(offsetof(QSN_GI_QUOTA, remainCount) == 60 && sizeof(QSN_GI_QUOTA::remainCount) == 4);
+
+static_assert(std::is_same_v<decltype(&CreateQSN), HRESULT (*)(void**)>);
+static_assert(std::is_same_v<decltype(&CreateQSN), decltype(&CreateQSN2)>);
+static_assert(std::is_base_of_v<IPVSubscription, IPVSubscription2> && std::is_base_of_v<IQSNDataSet, IQSNUserInfo>);
+
+TEST(Interface, IdentifiersKeepTheirBytes) {
+    struct Row {
+        const char* name;
+        const IID& id;
+        unsigned char bytes[16];
+    };
+    const Row rows[] = {
+        {"IQSNDataSet",
+         IID_IQSNDataSet,
+         {0x4C, 0x8D, 0x0F, 0x6A, 0x53, 0x1B, 0x0B, 0x4E, 0x9C, 0x56, 0x2F, 0x7D, 0x3A, 0x8E, 0x4B, 0x11}},
+        {"IQSNList",
+         IID_IQSNList,
+         {0x4D, 0x8D, 0x0F, 0x6A, 0x53, 0x1B, 0x0B, 0x4E, 0x9C, 0x56, 0x2F, 0x7D, 0x3A, 0x8E, 0x4B, 0x11}},
+        {"IQSNUserInfo",
+         IID_IQSNUserInfo,
+         {0x4E, 0x8D, 0x0F, 0x6A, 0x53, 0x1B, 0x0B, 0x4E, 0x9C, 0x56, 0x2F, 0x7D, 0x3A, 0x8E, 0x4B, 0x11}},
+        {"IQSNCallbackFunc",
+         IID_IQSNCallbackFunc,
+         {0x4F, 0x8D, 0x0F, 0x6A, 0x53, 0x1B, 0x0B, 0x4E, 0x9C, 0x56, 0x2F, 0x7D, 0x3A, 0x8E, 0x4B, 0x11}},
+        {"IPVSubscription",
+         IID_IPVSubscription,
+         {0x3A, 0x2D, 0x88, 0xB2, 0x5D, 0x89, 0x44, 0x48, 0x85, 0x5B, 0xFC, 0xF1, 0x15, 0xF1, 0x81, 0xAF}},
+    };
+    static_assert(sizeof(IID) == sizeof(Row::bytes));
+    for (const Row& row : rows) EXPECT_EQ(0, std::memcmp(&row.id, row.bytes, sizeof(IID))) << row.name;
+}
+
+struct SlotRow {
+    const char* name;
+    std::ptrdiff_t slot;
+    std::ptrdiff_t frozen;
+};
+
+// The very signature that hosts were compiled with: nothing of it is deduced.
+template <class Interface, class Result, class... Arguments>
+using MethodOf = std::type_identity_t<Result (STDMETHODCALLTYPE Interface::*)(Arguments...)>;
+
+// A pointer to a virtual method is 1 + its offset in
+// the table of methods, followed by the adjustment of `this`.
+template <class Interface, class Result, class... Arguments>
+SlotRow Slot(const char* name, int frozen, MethodOf<Interface, Result, Arguments...> method) {
+    std::ptrdiff_t parts[2];
+    static_assert(sizeof(parts) == sizeof(method));
+    std::memcpy(parts, &method, sizeof(parts));
+    return {name, (parts[0] - 1) / static_cast<std::ptrdiff_t>(sizeof(void*)) + parts[1], frozen};
+}
+
+#define QSN_SLOT(slot, owner, method, ...) Slot<owner, __VA_ARGS__>(#owner "::" #method, slot, &owner::method)
+
+TEST(Interface, MethodsKeepTheirSlotsAndSignatures) {
+    const SlotRow rows[] = {
+        QSN_SLOT(3, IPVSubscription, Init, HRESULT, const wchar_t*, IQSNCallbackFunc*),
+        QSN_SLOT(4, IPVSubscription, Uninit, HRESULT),
+        QSN_SLOT(5, IPVSubscription, Config, HRESULT, int32_t, void*, uint32_t*),
+        QSN_SLOT(6, IPVSubscription, Reserved6, HRESULT),
+        QSN_SLOT(7, IPVSubscription, GetAccessToken, HRESULT, char*, uint32_t, uint32_t*),
+        QSN_SLOT(8, IPVSubscription, Reserved8, HRESULT),
+        QSN_SLOT(9, IPVSubscription, Reserved9, HRESULT),
+        QSN_SLOT(10, IPVSubscription, GetSignInURL, HRESULT, char*, uint32_t, uint32_t*),
+        QSN_SLOT(11, IPVSubscription, Stop, HRESULT),
+        QSN_SLOT(12, IPVSubscription, Reserved12, HRESULT),
+        QSN_SLOT(13, IPVSubscription, SignIn, HRESULT, const char*),
+        QSN_SLOT(14, IPVSubscription, SignOut, HRESULT),
+        QSN_SLOT(15, IPVSubscription, GetUserInfo, HRESULT),
+        QSN_SLOT(16, IPVSubscription, GetProductList, HRESULT),
+        QSN_SLOT(17, IPVSubscription2, GetProductListV2, HRESULT),
+        QSN_SLOT(18, IPVSubscription2, Reserved18, HRESULT),
+        QSN_SLOT(19, IPVSubscription2, Reserved19, HRESULT),
+        QSN_SLOT(20, IPVSubscription2, Reserved20, HRESULT),
+        QSN_SLOT(21, IPVSubscription2, Reserved21, HRESULT),
+        QSN_SLOT(3, IQSNDataSet, GetString, HRESULT, int32_t, char*, uint32_t),
+        QSN_SLOT(4, IQSNDataSet, GetStringLength, HRESULT, int32_t, uint32_t*),
+        QSN_SLOT(5, IQSNDataSet, GetObject5, HRESULT, int32_t, void**),
+        QSN_SLOT(6, IQSNDataSet, GetObject6, HRESULT, int32_t, void**),
+        QSN_SLOT(7, IQSNDataSet, GetObject7, HRESULT, int32_t, void**),
+        QSN_SLOT(8, IQSNDataSet, GetInt, HRESULT, int32_t, int32_t*),
+        QSN_SLOT(9, IQSNDataSet, GetFieldType, HRESULT, int32_t, int32_t*),
+        QSN_SLOT(10, IQSNUserInfo, GetUserMenu, HRESULT, IQSNList**),
+        QSN_SLOT(3, IQSNList, GetItem, HRESULT, uint32_t, void**),
+        QSN_SLOT(4, IQSNList, GetCount, uint32_t),
+        QSN_SLOT(3, IQSNCallbackFunc, Callback, HRESULT, int32_t, int32_t, void*),
+    };
+    for (const SlotRow& row : rows) EXPECT_EQ(row.slot, row.frozen) << row.name;
+}
+
+}  // namespace
+}  // namespace qsn::test
