@@ -32,6 +32,16 @@ dead_links() {
     ' "$1" | sort -u
 }
 
+# A line for each link of a Markdown page, built or not, to a file that is not there.
+missing_files() {
+    local page target
+    (cd "$QSN_ROOT" && grep -oE '\]\([A-Za-z0-9_./-]+\)' ./*.md docs/*.md service/*.md) | while IFS=: read -r page target; do
+        target=${target#](}
+        target=${target%)}
+        [ -e "$QSN_ROOT/${page%/*}/$target" ] || echo "$page: $target"
+    done
+}
+
 run_docs() {
     local output=$BUILD_DIR/docs log=$BUILD_DIR/docs/doxygen.log dead
     require_packages "${DOCS_PACKAGES[@]}"
@@ -51,7 +61,7 @@ run_docs() {
         sed "s,$QSN_ROOT/,," "$log" >&2
         die "the documentation has the faults above"
     fi
-    dead=$(dead_links "$output/html")
+    dead=$(missing_files && dead_links "$output/html")
     [ -z "$dead" ] || die "links that lead nowhere:"$'\n'"$dead"
     say "documentation in $output/html/index.html"
 }

@@ -5,7 +5,7 @@ readonly BUILD_PACKAGES=(
     ca-certificates cmake dpkg-dev g++-mingw-w64-x86-64-posix googletest libboost-dev libz-mingw-w64-dev make
     ninja-build openssl perl xz-utils
 )
-readonly DOCS_PACKAGES=(doxygen graphviz)
+readonly DOCS_PACKAGES=(doxygen graphviz perl)
 readonly RUN_PACKAGES=(wine wine64)
 readonly LINT_PACKAGES=(clang-14 clang-format-14 clang-tidy-14 clang-tools-14 cppcheck shellcheck)
 
