@@ -5,6 +5,7 @@ readonly BUILD_PACKAGES=(
     ca-certificates cmake dpkg-dev g++-mingw-w64-x86-64-posix googletest libboost-dev libz-mingw-w64-dev make
     ninja-build openssl perl xz-utils
 )
+readonly DOCS_PACKAGES=(doxygen graphviz perl)
 readonly RUN_PACKAGES=(wine wine64)
 # libjsoncpp25 for its licence
 readonly PACKAGE_PACKAGES=(jq libjsoncpp25 llvm-14 zip)
