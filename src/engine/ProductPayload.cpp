@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <limits>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -50,12 +51,44 @@ constexpr auto kFieldsByMember = [] {
     return fields;
 }();
 
+// jsoncpp holds members in a tree, whose walk waits for memory at each of them, but it made those of the next product
+// right behind those of this one. So the processor is told to fetch as much as this one took: a guess that costs
+// nothing where it is wrong, and without which waiting was two thirds of the time of a long list.
+class MemoryAhead {
+public:
+    void Start() {
+        m_first = std::numeric_limits<std::uintptr_t>::max();
+        m_last = 0;
+    }
+    void See(const void* member) {
+        const auto address = reinterpret_cast<std::uintptr_t>(member);
+        m_first = std::min(m_first, address);
+        m_last = std::max(m_last, address);
+    }
+    // Inlined, because the compiler leaves out the call of a function that does nothing else.
+    [[gnu::always_inline]] void Fetch() const {
+        if (m_first >= m_last) return;
+        const std::uintptr_t size = std::min(m_last - m_first, kMostAhead);
+        for (std::uintptr_t offset = 0; offset < size; offset += kCacheLine)
+            __builtin_prefetch(reinterpret_cast<const void*>(m_last + offset));
+    }
+
+private:
+    static constexpr std::uintptr_t kCacheLine = 64;
+    static constexpr std::uintptr_t kMostAhead = 16384;  // half of what the nearest caches hold
+
+    std::uintptr_t m_first = 0;
+    std::uintptr_t m_last = 0;
+};
+
 // Gathers the members of one product after the other as views, so that the item alone copies them.
 class ProductReader {
 public:
     UniqueCom<CQSNProductItem> Read(const Json::Value& product) {
         m_fields.clear();
+        m_ahead.Start();
         if (product.isObject()) GatherMembers(product);
+        m_ahead.Fetch();
         return CQSNProductItem::Create(m_fields);
     }
 
@@ -65,6 +98,7 @@ private:
         auto row =
             std::ranges::find_if(kFieldsByMember, [](const NamedField& field) { return !field.member.text.empty(); });
         for (auto member = product.begin(); member != product.end(); ++member) {
+            m_ahead.See(&*member);
             const char* nameEnd = nullptr;
             const char* const name = member.memberName(&nameEnd);
             const MemberName wanted(std::string_view(name, nameEnd));
@@ -87,6 +121,7 @@ private:
         }
     }
 
+    MemoryAhead m_ahead;
     std::vector<PackedFields::Field> m_fields;
     std::array<std::string, kProductFields.size()> m_converted;  // what some fields are views of
 };
