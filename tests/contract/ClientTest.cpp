@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <set>
+#include <thread>
 
 #include "support/ProcessState.h"
 #include "support/SharedValues.h"
@@ -204,6 +205,28 @@ TEST_F(ClientTest, CancelsWhatIsQueued) {
     }
 }
 
+TEST_F(ClientTest, EndsEachRequestOnceWhateverHappens) {
+    std::atomic<int> made{0};
+    std::atomic<int> ended{0};
+    for (int round = 0; round < 5; ++round) {
+        Client client = SignedIn();
+        std::vector<std::thread> threads;
+        for (int thread = 0; thread < 3; ++thread) {
+            threads.emplace_back([&, thread] {
+                for (int i = 0; i < 30; ++i) {
+                    ++made;
+                    const auto end = [&](const auto&) { ++ended; };
+                    i % 3 == 0 ? client.SignIn(kToken, end) : client.LogDownload(end);
+                    if (i % 10 == 9) thread == 0 ? client.Stop() : void(client.AccessToken());
+                }
+                if (thread == 2) client.Close();
+            });
+        }
+        for (std::thread& each : threads) each.join();
+    }
+    EXPECT_EQ(ended, made);
+}
+
 TEST_F(ClientTest, NeverWaitsForItself) {
     auto client = std::make_unique<Client>(SignedIn());
     std::promise<std::vector<std::error_code>> errors;
@@ -288,8 +311,10 @@ TEST_F(ClientTest, RefusesWhatTheLibraryWouldCutShort) {
     EXPECT_EQ(client.SetLanguage(std::wstring(L"a\0b", 3)).Error(), kInvalid);
     EXPECT_EQ(client.SetMemberToken(std::string("a\0b", 3)).Error(), kInvalid);
     const std::string longToken(700, 't');
-    ASSERT_TRUE(client.SetMemberToken(longToken));
-    EXPECT_EQ(*client.MemberToken(), longToken);
+    for (const std::string& token : {longToken, std::string()}) {
+        ASSERT_TRUE(client.SetMemberToken(token));
+        EXPECT_EQ(*client.MemberToken(), token);
+    }
     m_options.productSid.assign(3000, L's');
     EXPECT_GT(Open().SignInUrl()->size(), 3000u);
 
