@@ -210,9 +210,9 @@ TEST_F(ClientTest, EndsEachRequestOnceWhateverHappens) {
     std::atomic<int> ended{0};
     for (int round = 0; round < 5; ++round) {
         Client client = SignedIn();
-        std::vector<std::thread> threads;
+        std::thread threads[3];
         for (int thread = 0; thread < 3; ++thread) {
-            threads.emplace_back([&, thread] {
+            threads[thread] = std::thread([&, thread] {
                 for (int i = 0; i < 30; ++i) {
                     ++made;
                     const auto end = [&](const auto&) { ++ended; };
