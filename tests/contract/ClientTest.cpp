@@ -180,7 +180,7 @@ TEST_F(ClientTest, CancelsWhatIsQueued) {
     } const cases[] = {
         {"Stop", [](std::unique_ptr<Client>& client) { client->Stop(); }, {}},
         {"Close", [](std::unique_ptr<Client>& client) { EXPECT_TRUE(client->Close()); }, kNotOpen},
-        {"destruction", [](std::unique_ptr<Client>& client) { client.reset(); }, {}},
+        {"destruction", [](std::unique_ptr<Client>& client) { client.reset(); }, kNotOpen},
         {"assignment", [](std::unique_ptr<Client>& client) { *client = Client(); }, kNotOpen},
     };
     for (const auto& each : cases) {
@@ -194,6 +194,10 @@ TEST_F(ClientTest, CancelsWhatIsQueued) {
         client->QueryQuota(journal.Line<qsn::Quota>("quota"));
         std::future<Result<void>> future = client->LogDownload();
         each.end(client);
+        if (each.after == kNotOpen) {
+            EXPECT_EQ(future.wait_for(0s), std::future_status::ready) << each.name;
+            EXPECT_EQ(GetModuleHandleW(L"qsn.dll"), nullptr) << each.name;
+        }
         EXPECT_EQ(future.get().Error(), kCancelled) << each.name;
         EXPECT_EQ(journal.Lines(),
                   (std::vector<std::string>{"user ok", "out " + kCancelled.message(), "quota " + kCancelled.message()}))
