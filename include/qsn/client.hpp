@@ -11,11 +11,10 @@
  *
  * Rules that hold for everything below:
  *  - Any thread may call any function but construction, assignment and destruction of the Client itself.
- *  - What a client is asked to do, it does one after the other, in the order in which it was asked. Each request is
- * told the end of exactly once, in that order too, also when it fails, is cancelled or was refused from the start.
+ *  - What a client is asked to do, it does one after the other, in the order in which it was asked. Each request's end
+ *    is told exactly once, in that order too, also when it fails, is cancelled or was refused from the start.
  *  - Completions and notifications ("handlers") run on the client's own thread, or where Options::executor takes them,
- *    one at a time. They may make requests. They may throw: Notifications::handlerFailed hears of it, the client goes
- * on.
+ *    one at a time. They may make requests. They may throw: Notifications::handlerFailed hears of it.
  *  - A function that waits (they say so), Close and a request for a future answer
  *    std::errc::resource_deadlock_would_occur at once on the client's own thread, where they would wait for themselves.
  *    On an executor's thread they are as good as anywhere else.
@@ -257,6 +256,7 @@ private:
     template <class T>
     std::future<Result<T>> Make(detail::Request<T> request) {
         const auto promise = std::make_shared<std::promise<Result<T>>>();
+        std::future<Result<T>> future = promise->get_future();
         const auto fulfil = [promise](Result<T> result) { promise->set_value(std::move(result)); };
         if (OnOwnThread()) {
             fulfil(detail::Deadlock());
@@ -265,7 +265,7 @@ private:
         } else {
             fulfil(ErrorOf(QSN_RETURN_E_NOT_INITIALIZED));
         }
-        return promise->get_future();
+        return future;
     }
 
     template <class T, class Call>
