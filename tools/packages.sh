@@ -6,6 +6,8 @@ readonly BUILD_PACKAGES=(
     ninja-build openssl perl xz-utils
 )
 readonly RUN_PACKAGES=(wine wine64)
+# For the test of a program with a window.
+readonly DISPLAY_PACKAGES=(fonts-liberation fonts-wine imagemagick xvfb)
 readonly LINT_PACKAGES=(clang-14 clang-format-14 clang-tidy-14 clang-tools-14 cppcheck shellcheck)
 
 as_root() {
