@@ -111,6 +111,8 @@ void PanelWindow::Initialise() {
     m_products.Attach(GetDlgItem(m_window, IDC_PRODUCTS));
     m_nameFont.reset(LargerFont(reinterpret_cast<HFONT>(SendMessageW(m_window, WM_GETFONT, 0, 0))));
     SendDlgItemMessageW(m_window, IDC_NAME, WM_SETFONT, reinterpret_cast<WPARAM>(m_nameFont.get()), FALSE);
+    // In line with the labels.
+    SendDlgItemMessageW(m_window, IDC_STATUS, EM_SETMARGINS, EC_LEFTMARGIN, 0);
     m_queue = std::make_shared<UiQueue>(m_window);
     m_account = std::make_unique<Account>(m_options, m_queue, static_cast<AccountView&>(*this));
 }

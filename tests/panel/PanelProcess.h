@@ -54,6 +54,9 @@ public:
         EXPECT_TRUE(Eventually([&] { return id >= IDM_ACCOUNT_FIRST || IsEnabled(id); })) << "button " << id;
         PostMessageW(m_window, WM_COMMAND, static_cast<WPARAM>(id), 0);
     }
+    // To whichever control has the keyboard.
+    void Type(WPARAM key) const { PostMessageW(FocusWindow(), WM_KEYDOWN, key, 0); }
+    int Focus() const { return GetDlgCtrlID(FocusWindow()); }
     // Whether the window's thread takes messages at all.
     bool Answers(UINT milliseconds) const {
         DWORD_PTR answer = 0;
@@ -75,6 +78,12 @@ private:
         return static_cast<LRESULT>(answer);
     }
 
+    HWND FocusWindow() const {
+        GUITHREADINFO info = {};
+        info.cbSize = sizeof(info);
+        GetGUIThreadInfo(GetWindowThreadProcessId(m_window, nullptr), &info);
+        return info.hwndFocus ? info.hwndFocus : m_window;
+    }
     HWND Find() const {
         for (HWND each = nullptr; (each = FindWindowExW(nullptr, each, L"" PANEL_CLASS, nullptr)) != nullptr;) {
             DWORD process = 0;

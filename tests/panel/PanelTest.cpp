@@ -6,6 +6,7 @@
 #include <wininet.h>
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -108,7 +109,7 @@ TEST_F(AccountPanel, ShowsTheAccountOfWhoSignsInInTheBrowser) {
     service::ReplyChange withMessage;
     withMessage.additionalMessage = "Fern Studio 12.4 is here: \xE2\x80\x9CMeadow\xE2\x80\x9D";
     Rules().Once(withMessage);
-    panel.Press(IDC_REFRESH);
+    panel.Type(VK_F5);
     ASSERT_TRUE(Eventually([&] { return panel.News() == 1; }));
     EXPECT_NE(panel.LatestNews().find(L"Fern Studio 12.4 is here: \u201CMeadow\u201D"), std::wstring::npos);
     ExpectAda(panel);
@@ -119,6 +120,22 @@ TEST_F(AccountPanel, ShowsTheAccountOfWhoSignsInInTheBrowser) {
     panel.Press(IDC_SIGN_OUT);
     ExpectNobody(panel);
     EXPECT_EQ(panel.Close(10000), 0u);
+}
+
+TEST_F(AccountPanel, IsReachedByKeys) {
+    const PanelProcess panel(L"--token demo-token-ada");
+    ASSERT_TRUE(panel.Window());
+    ExpectAda(panel);
+    // In the order of the window; where it starts depends on whether the display gives the window the keyboard at once.
+    constexpr std::array kOrder = {IDC_MENU, IDC_SIGN_OUT, IDC_PRODUCTS, IDC_REFRESH, IDC_NEWS, IDC_STATUS};
+    panel.Type(VK_TAB);
+    ASSERT_TRUE(Eventually([&] { return panel.Focus() != 0; }));
+    auto place = static_cast<std::size_t>(std::ranges::find(kOrder, panel.Focus()) - kOrder.begin());
+    for (std::size_t step = 0; step < kOrder.size(); ++step) {
+        const int next = kOrder[++place % kOrder.size()];
+        panel.Type(VK_TAB);
+        ASSERT_TRUE(Eventually([&] { return panel.Focus() == next; })) << panel.Focus() << " instead of " << next;
+    }
 }
 
 TEST_F(AccountPanel, AnswersWhileTheServiceIsSlow) {
