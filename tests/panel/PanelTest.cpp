@@ -128,7 +128,7 @@ TEST_F(AccountPanel, IsReachedByKeys) {
     ExpectAda(panel);
     // In the order of the window; where it starts depends on whether the display gives the window the keyboard at once.
     constexpr std::array kOrder = {IDC_MENU, IDC_SIGN_OUT, IDC_PRODUCTS, IDC_REFRESH, IDC_NEWS, IDC_STATUS};
-    panel.Type(VK_TAB);
+    if (panel.Focus() == 0) panel.Type(VK_TAB);
     ASSERT_TRUE(Eventually([&] { return panel.Focus() != 0; }));
     auto place = static_cast<std::size_t>(std::ranges::find(kOrder, panel.Focus()) - kOrder.begin());
     for (std::size_t step = 0; step < kOrder.size(); ++step) {
