@@ -23,6 +23,15 @@ bool EndsSession(const std::error_code& error) {
     return false;
 }
 
+// The sentences that come with the codes are written for developers.
+std::wstring ForTheUser(const std::error_code& error) {
+    if (EndsSession(error)) return L"You are not signed in any more. Sign in again.";
+    if (error == qsn::ErrorOf(QSN_CALLBACK_NETWORK_OR_UNKNOWN)) {
+        return L"The account service cannot be reached. Check the network and try again.";
+    }
+    return L"The account service did not do what it should. " + Sentence(error);
+}
+
 std::wstring QuotaText(const qsn::Quota& quota) {
     const std::wstring left = std::to_wstring(quota.remaining);
     return left + (quota.remaining == 1 ? L" download left" : L" downloads left") +
@@ -92,7 +101,7 @@ void Account::SignedIn(const qsn::Result<qsn::SignInState>& result) {
 }
 
 void Account::SignInWithBrowser() {
-    if (m_loginAddress.empty()) return SignIn({});
+    if (m_loginAddress.empty()) return AskForLoginPage();
     const unsigned login = ++m_logins;
     try {
         m_login = std::make_unique<BrowserLogin>(
@@ -105,6 +114,16 @@ void Account::SignInWithBrowser() {
     m_state.waitingForBrowser = true;
     Status(L"Sign in on the page that has opened in your browser.");
     Open(m_login->AddressToOpen(m_loginAddress));
+}
+
+// Signing in without a token is what tells it.
+void Account::AskForLoginPage() {
+    m_state.busy = true;
+    Status(L"Signing in\u2026");
+    m_client.SignIn({}, [this](const qsn::Result<qsn::SignInState>& result) {
+        SignedIn(result);
+        if (!m_state.signedIn && !m_loginAddress.empty()) SignInWithBrowser();
+    });
 }
 
 void Account::CancelSignIn() {
@@ -131,7 +150,7 @@ void Account::SignOut() {
     Status(L"Signing out\u2026");
     m_client.SignOut([this](const qsn::Result<void>& result) {
         m_state.busy = false;
-        SignedOut(result ? L"Signed out." : L"Signed out here. " + Sentence(result.Error()));
+        SignedOut(result ? L"Signed out." : L"Signed out here. " + ForTheUser(result.Error()));
     });
 }
 
@@ -146,7 +165,9 @@ void Account::SignedOut(const std::wstring& status) {
 }
 
 void Account::Refresh() {
-    if (m_parts != 0) return;
+    // For another user, perhaps, than the requests under way.
+    m_refreshAgain = m_parts != 0;
+    if (m_refreshAgain) return;
     m_parts = 3;
     m_partFailed = false;
     m_state.busy = true;
@@ -168,15 +189,17 @@ qsn::Completion<T> Account::Part(Take take) {
         m_state.busy = m_parts != 0;
         if (!result) {
             m_partFailed = true;
-            return Failed(result.Error());
+            Failed(result.Error());
+        } else if (m_state.signedIn) {
+            take(*result);
         }
-        if (m_state.signedIn) take(*result);
+        if (m_parts == 0 && m_refreshAgain && m_state.signedIn) return Refresh();
         Status(m_parts == 0 && !m_partFailed ? L"Up to date." : m_state.status);
     };
 }
 
 void Account::Failed(const std::error_code& error) {
-    EndsSession(error) ? SignedOut(Sentence(error)) : Status(Sentence(error));
+    EndsSession(error) ? SignedOut(ForTheUser(error)) : Status(ForTheUser(error));
 }
 
 void Account::Open(const std::string& address) {
@@ -192,12 +215,13 @@ void Account::Status(const std::wstring& text) {
 }
 
 void Account::Leave(std::chrono::milliseconds bound) {
+    const auto end = std::chrono::steady_clock::now() + bound;
     m_login.reset();
-    if (m_opened.valid() && m_opened.wait_for(bound) != std::future_status::ready) return;
+    if (m_opened.valid() && m_opened.wait_until(end) != std::future_status::ready) return;
     std::packaged_task<void()> close([client = std::move(m_client)]() mutable { client.Close(); });
     const std::future<void> closed = close.get_future();
     std::thread(std::move(close)).detach();
-    closed.wait_for(bound);
+    closed.wait_until(end);
 }
 
 }  // namespace sample

@@ -63,6 +63,7 @@ private:
     void Opened(qsn::Result<qsn::Client> client);
     qsn::Notifications NotificationsToView();
     void SignIn(const std::string& token);
+    void AskForLoginPage();
     void SignedIn(const qsn::Result<qsn::SignInState>& result);
     void SignedOut(const std::wstring& status);
     void BrowserAnswered(unsigned login, BrowserLogin::Outcome outcome, const std::string& token);
@@ -83,6 +84,7 @@ private:
     unsigned m_logins = 0;
     int m_parts = 0;  // of a refresh, to come
     bool m_partFailed = false;
+    bool m_refreshAgain = false;
 };
 
 }  // namespace sample

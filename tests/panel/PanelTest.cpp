@@ -122,8 +122,8 @@ TEST_F(AccountPanel, ShowsTheAccountOfWhoSignsInInTheBrowser) {
     EXPECT_EQ(panel.Close(10000), 0u);
 }
 
-TEST_F(AccountPanel, IsReachedByKeys) {
-    const PanelProcess panel(L"--token demo-token-ada");
+TEST_F(AccountPanel, IsWalkedByKeysAndLeftAgain) {
+    const PanelProcess panel(L"--no-browser --token demo-token-ada");
     ASSERT_TRUE(panel.Window());
     ExpectAda(panel);
     // In the order of the window; where it starts depends on whether the display gives the window the keyboard at once.
@@ -136,6 +136,12 @@ TEST_F(AccountPanel, IsReachedByKeys) {
         panel.Type(VK_TAB);
         ASSERT_TRUE(Eventually([&] { return panel.Focus() == next; })) << panel.Focus() << " instead of " << next;
     }
+    panel.Press(IDC_SIGN_OUT);
+    ExpectNobody(panel);
+    panel.Press(IDC_SIGN_IN);
+    EXPECT_TRUE(panel.Shows(IDC_STATUS, L"&state=")) << "the login page was not known before";
+    panel.Press(IDC_SIGN_IN);
+    EXPECT_TRUE(panel.Shows(IDC_STATUS, L"cancelled"));
 }
 
 TEST_F(AccountPanel, AnswersWhileTheServiceIsSlow) {
