@@ -43,9 +43,11 @@ public:
             r.bottom += higher * anchor.bottom / 100;
             if (!moves) return;
             moves = DeferWindowPos(moves, GetDlgItem(dialog, anchor.id), nullptr, r.left, r.top, r.right - r.left,
-                                   r.bottom - r.top, SWP_NOZORDER | SWP_NOACTIVATE);
+                                   r.bottom - r.top, SWP_NOZORDER | SWP_NOACTIVATE | SWP_NOCOPYBITS);
         }
         EndDeferWindowPos(moves);
+        // One control moves to where another one was.
+        RedrawWindow(dialog, nullptr, nullptr, RDW_INVALIDATE | RDW_ERASE | RDW_ALLCHILDREN);
     }
 
     // For WM_GETMINMAXINFO.

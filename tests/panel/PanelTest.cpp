@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <vector>
 
 #include "panel/PanelProcess.h"
 #include "service/AccountServer.h"
@@ -142,6 +143,28 @@ TEST_F(AccountPanel, IsWalkedByKeysAndLeftAgain) {
     EXPECT_TRUE(panel.Shows(IDC_STATUS, L"&state=")) << "the login page was not known before";
     panel.Press(IDC_SIGN_IN);
     EXPECT_TRUE(panel.Shows(IDC_STATUS, L"cancelled"));
+}
+
+TEST_F(AccountPanel, KeepsItsControlsApartAtAnySize) {
+    const PanelProcess panel(L"");
+    ASSERT_TRUE(panel.Window());
+    for (const SIZE size : {SIZE{100, 100}, SIZE{900, 500}, SIZE{720, 760}, SIZE{1000, 700}, SIZE{100, 100}}) {
+        SetWindowPos(panel.Window(), nullptr, 0, 0, size.cx, size.cy, SWP_NOZORDER);
+        RECT inside;
+        GetClientRect(panel.Window(), &inside);
+        std::vector<RECT> places;
+        for (int id = IDC_NAME; id <= IDC_STATUS; ++id) {
+            RECT place, common;
+            GetWindowRect(GetDlgItem(panel.Window(), id), &place);
+            MapWindowPoints(HWND_DESKTOP, panel.Window(), reinterpret_cast<POINT*>(&place), 2);
+            UnionRect(&common, &inside, &place);
+            EXPECT_TRUE(EqualRect(&common, &inside)) << id << " sticks out at " << size.cx << 'x' << size.cy;
+            for (const RECT& other : places) {
+                EXPECT_FALSE(IntersectRect(&common, &place, &other)) << id << " at " << size.cx << 'x' << size.cy;
+            }
+            places.push_back(place);
+        }
+    }
 }
 
 TEST_F(AccountPanel, AnswersWhileTheServiceIsSlow) {
