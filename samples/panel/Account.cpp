@@ -40,8 +40,8 @@ std::wstring QuotaText(const qsn::Quota& quota) {
 
 }  // namespace
 
-Account::Account(const Options& options, std::shared_ptr<UiQueue> queue, AccountView& view)
-    : m_options(options), m_queue(std::move(queue)), m_view(view) {}
+Account::Account(Options options, std::shared_ptr<UiQueue> queue, AccountView& view)
+    : m_options(std::move(options)), m_queue(std::move(queue)), m_view(view) {}
 
 // The library looks at the machine's identity when it is opened, which takes its time.
 void Account::Start() {

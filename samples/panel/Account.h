@@ -43,7 +43,7 @@ protected:
 // here waits for the library or the service but `Leave`.
 class Account {
 public:
-    Account(const Options& options, std::shared_ptr<UiQueue> queue, AccountView& view);
+    Account(Options options, std::shared_ptr<UiQueue> queue, AccountView& view);
     Account(const Account&) = delete;
     Account& operator=(const Account&) = delete;
 

@@ -146,9 +146,8 @@ void PanelWindow::ShowAccountMenu() {
 }
 
 void PanelWindow::ShowState(const AccountState& state) {
-    m_menu.assign(
-        state.menu.begin(),
-        state.menu.begin() + std::min<std::ptrdiff_t>(state.menu.size(), IDM_ACCOUNT_LAST - IDM_ACCOUNT_FIRST + 1));
+    m_menu = state.menu;
+    m_menu.resize(std::min<std::size_t>(m_menu.size(), IDM_ACCOUNT_LAST - IDM_ACCOUNT_FIRST + 1));
     m_waitingForBrowser = state.waitingForBrowser;
     SetText(IDC_NAME, state.signedIn ? state.name : L"Not signed in");
     SetText(IDC_DETAIL, state.signedIn ? state.email : L"Sign in to see your products.");

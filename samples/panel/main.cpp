@@ -12,7 +12,7 @@
 #include "Options.h"
 #include "PanelWindow.h"
 
-int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int show) {
+int WINAPI wWinMain(HINSTANCE hInstance, HINSTANCE, PWSTR, int nShowCmd) {
     try {
         const sample::Options options = sample::ReadOptions();
         if (!options.understood) {
@@ -24,7 +24,7 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int show) {
         CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED | COINIT_DISABLE_OLE1DDE);
         const INITCOMMONCONTROLSEX controls = {sizeof(controls), ICC_STANDARD_CLASSES | ICC_LISTVIEW_CLASSES};
         InitCommonControlsEx(&controls);
-        sample::PanelWindow(instance, options).Run(instance, show);
+        sample::PanelWindow(hInstance, options).Run(hInstance, nShowCmd);
         CoUninitialize();
         return 0;
     } catch (const std::exception& failure) {
