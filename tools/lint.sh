@@ -30,10 +30,10 @@ lint_scripts() {
     (cd "$QSN_ROOT" && scripts | xargs shellcheck --external-sources --check-sourced)
 }
 
-# The public header in the other compiler's dialect. Its system headers are not free; the few names that the header takes
-# from them stand in.
+# The public headers in the other compiler's dialect. Its system headers are not free; the few names that qsn.h takes from
+# them stand in. The C++ client needs more than that: it is compiled with the extensions, but with our own headers.
 lint_public_header() {
-    local stand_in
+    local stand_in standard
     stand_in=$(mktemp -d)
     cat >"$stand_in/unknwn.h" <<'HEADER'
 typedef long HRESULT;
@@ -50,8 +50,15 @@ struct __declspec(uuid("00000000-0000-0000-C000-000000000046")) __declspec(novta
 };
 HEADER
     local result=0
-    echo '#include <qsn/qsn.h>' | clang++-14 --target=x86_64-pc-windows-msvc -std=c++14 -ffreestanding -fsyntax-only \
-        -Wall -Wextra -Werror -isystem "$stand_in" -I "$QSN_ROOT/include" -x c++ - || result=1
+    for standard in c++14 c++20; do
+        echo '#include <qsn/qsn.h>' | clang++-14 --target=x86_64-pc-windows-msvc -std=$standard -ffreestanding \
+            -fsyntax-only -Wall -Wextra -Werror -isystem "$stand_in" -I "$QSN_ROOT/include" -x c++ - || result=1
+    done
+    for standard in c++17 c++20; do
+        echo '#include <qsn/client.hpp>' | clang++-14 --target="$CROSS" -std=$standard -fms-extensions \
+            -fdelayed-template-parsing -fsyntax-only -Wall -Wextra -Werror -isystem "$CXX_HEADERS" \
+            -isystem "$CXX_HEADERS/$CROSS" -I "$QSN_ROOT/include" -x c++ - || result=1
+    done
     rm -rf "$stand_in"
     return "$result"
 }

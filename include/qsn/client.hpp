@@ -21,8 +21,8 @@
  *    On an executor's thread they are as good as anywhere else.
  *  - Narrow texts are UTF-8. A text with a zero in it is refused with std::errc::invalid_argument.
  *  - Errors are in ResultCategory (HRESULTs), CallbackCategory (how requests end), std::system_category (Windows) or
- *    std::generic_category (the client's own). On a client that is not open: QSN_RETURN_E_NOT_INITIALIZED. Functions
- *    throw nothing but std::bad_alloc, and what Result documents.
+ *    std::generic_category (the client's own). On a client that is not open: QSN_RETURN_E_NOT_INITIALIZED, where a
+ *    completion is told on the calling thread. Functions throw nothing but std::bad_alloc, and what Result documents.
  */
 #ifndef QSN_CLIENT_HPP
 #define QSN_CLIENT_HPP
@@ -104,8 +104,8 @@ public:
         return *this;
     }
     /*
-     * As Close. On the client's own thread, that is inside a handler, it does not wait: the session ends and the DLL is
-     * freed once the handler has returned.
+     * As Close, so not in a DllMain or a DLL's static objects, where no thread can end. On the client's own thread,
+     * that is inside a handler, it does not wait: the session ends and the DLL is freed once the handler has returned.
      */
     ~Client() {
         if (m_session) m_session->End();

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <set>
+#include <thread>
 
 #include "support/ProcessState.h"
 #include "support/SharedValues.h"
@@ -179,7 +180,7 @@ TEST_F(ClientTest, CancelsWhatIsQueued) {
     } const cases[] = {
         {"Stop", [](std::unique_ptr<Client>& client) { client->Stop(); }, {}},
         {"Close", [](std::unique_ptr<Client>& client) { EXPECT_TRUE(client->Close()); }, kNotOpen},
-        {"destruction", [](std::unique_ptr<Client>& client) { client.reset(); }, {}},
+        {"destruction", [](std::unique_ptr<Client>& client) { client.reset(); }, kNotOpen},
         {"assignment", [](std::unique_ptr<Client>& client) { *client = Client(); }, kNotOpen},
     };
     for (const auto& each : cases) {
@@ -193,6 +194,10 @@ TEST_F(ClientTest, CancelsWhatIsQueued) {
         client->QueryQuota(journal.Line<qsn::Quota>("quota"));
         std::future<Result<void>> future = client->LogDownload();
         each.end(client);
+        if (each.after == kNotOpen) {
+            EXPECT_EQ(future.wait_for(0s), std::future_status::ready) << each.name;
+            EXPECT_EQ(GetModuleHandleW(L"qsn.dll"), nullptr) << each.name;
+        }
         EXPECT_EQ(future.get().Error(), kCancelled) << each.name;
         EXPECT_EQ(journal.Lines(),
                   (std::vector<std::string>{"user ok", "out " + kCancelled.message(), "quota " + kCancelled.message()}))
@@ -202,6 +207,28 @@ TEST_F(ClientTest, CancelsWhatIsQueued) {
             EXPECT_EQ(client->AccessToken().Error(), each.after) << each.name;
         }
     }
+}
+
+TEST_F(ClientTest, EndsEachRequestOnceWhateverHappens) {
+    std::atomic<int> made{0};
+    std::atomic<int> ended{0};
+    for (int round = 0; round < 5; ++round) {
+        Client client = SignedIn();
+        std::thread threads[3];
+        for (int thread = 0; thread < 3; ++thread) {
+            threads[thread] = std::thread([&, thread] {
+                for (int i = 0; i < 30; ++i) {
+                    ++made;
+                    const auto end = [&](const auto&) { ++ended; };
+                    i % 3 == 0 ? client.SignIn(kToken, end) : client.LogDownload(end);
+                    if (i % 10 == 9) thread == 0 ? client.Stop() : void(client.AccessToken());
+                }
+                if (thread == 2) client.Close();
+            });
+        }
+        for (std::thread& each : threads) each.join();
+    }
+    EXPECT_EQ(ended, made);
 }
 
 TEST_F(ClientTest, NeverWaitsForItself) {
@@ -288,8 +315,10 @@ TEST_F(ClientTest, RefusesWhatTheLibraryWouldCutShort) {
     EXPECT_EQ(client.SetLanguage(std::wstring(L"a\0b", 3)).Error(), kInvalid);
     EXPECT_EQ(client.SetMemberToken(std::string("a\0b", 3)).Error(), kInvalid);
     const std::string longToken(700, 't');
-    ASSERT_TRUE(client.SetMemberToken(longToken));
-    EXPECT_EQ(*client.MemberToken(), longToken);
+    for (const std::string& token : {longToken, std::string()}) {
+        ASSERT_TRUE(client.SetMemberToken(token));
+        EXPECT_EQ(*client.MemberToken(), token);
+    }
     m_options.productSid.assign(3000, L's');
     EXPECT_GT(Open().SignInUrl()->size(), 3000u);
 

@@ -37,78 +37,76 @@ inline constexpr CodeText kResultTexts[] = {
     {Signed(0x86210006), "QSN_RETURN_E_TIMEOUT", "The library was busy for over 120 seconds; try again later."},
 };
 
-// What a service result stands for is the service's business, but some of them it has told hosts for good.
+// What most of the service's results stand for is known to those who run it alone.
 inline constexpr CodeText kCallbackTexts[] = {
     {0, "QSN_CALLBACK_OK", "It succeeded, and there is nothing to do."},
     {1, "QSN_CALLBACK_NETWORK_OR_UNKNOWN", "The service could not be reached; check the network and try again."},
     {2, "QSN_CALLBACK_SERVER_RESULT_1", "The service refused the access token (result 1); let the user sign in again."},
     {3, "QSN_CALLBACK_NOT_SIGNED_IN", "Nobody is signed in, so nothing was sent; let the user sign in first."},
-    {4, "QSN_CALLBACK_SERVER_RESULT_2", "The service refused the request (result 2); report it to the service."},
+    {4, "QSN_CALLBACK_SERVER_RESULT_2", "The service refused the request (result 2); ask those who run it why."},
     {5, "QSN_CALLBACK_REPLY_INCOMPLETE", "The service's reply was incomplete; try again, and report it if it stays."},
     {8, "QSN_CALLBACK_REPLY_NOT_AUTHENTIC",
      "The reply was not the service's own; check that no other program alters the connection, and try again."},
-    {9, "QSN_CALLBACK_SERVER_RESULT_3", "The service refused the request (result 3); report it to the service."},
+    {9, "QSN_CALLBACK_SERVER_RESULT_3", "The service refused the request (result 3); ask those who run it why."},
     {10, "QSN_CALLBACK_SERVER_RESULT_6", "The service declined the request (result 6); tell the user its message."},
     {11, "QSN_CALLBACK_REQUEST_NOT_SIGNED", "The request could not be signed, so nothing was sent; try again."},
     {101, "QSN_CALLBACK_SERVER_RESULT_101", "The session was ended (result 101); let the user sign in again."},
-    {102, "QSN_CALLBACK_SERVER_RESULT_102", "The service refused the request (result 102); report it to the service."},
-    {103, "QSN_CALLBACK_SERVER_RESULT_103", "The service refused the request (result 103); report it to the service."},
-    {104, "QSN_CALLBACK_SERVER_RESULT_104", "The service refused the request (result 104); report it to the service."},
-    {105, "QSN_CALLBACK_SERVER_RESULT_105", "The service refused the request (result 105); report it to the service."},
-    {106, "QSN_CALLBACK_SERVER_RESULT_106", "The service refused the request (result 106); report it to the service."},
+    {102, "QSN_CALLBACK_SERVER_RESULT_102", "The service refused the request (result 102); ask those who run it why."},
+    {103, "QSN_CALLBACK_SERVER_RESULT_103", "The service refused the request (result 103); ask those who run it why."},
+    {104, "QSN_CALLBACK_SERVER_RESULT_104", "The service refused the request (result 104); ask those who run it why."},
+    {105, "QSN_CALLBACK_SERVER_RESULT_105", "The service refused the request (result 105); ask those who run it why."},
+    {106, "QSN_CALLBACK_SERVER_RESULT_106", "The service refused the request (result 106); ask those who run it why."},
     {107, "QSN_CALLBACK_SERVER_RESULT_107", "The session was ended (result 107); let the user sign in again."},
 };
 
-template <std::size_t size>
-const CodeText* Find(const CodeText (&texts)[size], int code) noexcept {
-    for (const CodeText& each : texts) {
-        if (each.code == code) return &each;
-    }
-    return nullptr;
-}
-
-inline std::string Message(const CodeText* text, int code) {
-    if (text) return std::string(text->name) + ": " + text->sentence;
-    char unknown[80];
-    std::snprintf(unknown, sizeof(unknown), "Code 0x%08x is not known to this host; report it with its number.",
-                  static_cast<unsigned>(code));
-    return unknown;
-}
-
-class ResultCategoryType final : public std::error_category {
+class Category final : public std::error_category {
 public:
-    const char* name() const noexcept override { return "qsn.result"; }  // NOLINT: the base class's name
-    std::string message(int code) const override {                       // NOLINT: the base class's name
-        return Message(Find(kResultTexts, code), code);
+    template <std::size_t size>
+    Category(const char* name, const CodeText (&texts)[size]) noexcept
+        : m_name(name), m_begin(texts), m_end(texts + size) {}
+
+    const CodeText* Find(int code) const noexcept {
+        for (const CodeText* each = m_begin; each != m_end; ++each) {
+            if (each->code == code) return each;
+        }
+        return nullptr;
     }
+    const char* name() const noexcept override { return m_name; }
+    std::string message(int code) const override {
+        if (const CodeText* const text = Find(code)) return std::string(text->name) + ": " + text->sentence;
+        char number[16];
+        std::snprintf(number, sizeof(number), "0x%08x", static_cast<unsigned>(code));
+        return std::string("Code ") + number + " is not known to this host; report it with its number.";
+    }
+
+private:
+    const char* m_name;
+    const CodeText* m_begin;
+    const CodeText* m_end;
 };
 
-class CallbackCategoryType final : public std::error_category {
-public:
-    const char* name() const noexcept override { return "qsn.callback"; }  // NOLINT: the base class's name
-    std::string message(int code) const override {                         // NOLINT: the base class's name
-        return Message(Find(kCallbackTexts, code), code);
-    }
-};
+inline const Category& Results() noexcept {
+    static const Category category("qsn.result", kResultTexts);
+    return category;
+}
+inline const Category& Callbacks() noexcept {
+    static const Category category("qsn.callback", kCallbackTexts);
+    return category;
+}
 
 }  // namespace detail
 
 /* Of the HRESULTs that methods return. Its messages are "NAME: sentence". */
-inline const std::error_category& ResultCategory() noexcept {
-    static const detail::ResultCategoryType category;
-    return category;
-}
+inline const std::error_category& ResultCategory() noexcept { return detail::Results(); }
 
 /* Of the QSN_CALLBACK_RESULTs that requests end with. Its messages are "NAME: sentence". */
-inline const std::error_category& CallbackCategory() noexcept {
-    static const detail::CallbackCategoryType category;
-    return category;
-}
+inline const std::error_category& CallbackCategory() noexcept { return detail::Callbacks(); }
 
 /* The name and the sentence of a code of either category, or null. The texts live as long as the program. */
 inline const CodeText* FindCodeText(const std::error_code& error) noexcept {
-    if (error.category() == ResultCategory()) return detail::Find(detail::kResultTexts, error.value());
-    if (error.category() == CallbackCategory()) return detail::Find(detail::kCallbackTexts, error.value());
+    for (const detail::Category* each : {&detail::Results(), &detail::Callbacks()}) {
+        if (error.category() == *each) return each->Find(error.value());
+    }
     return nullptr;
 }
 

@@ -46,23 +46,26 @@ struct Host {
     Executor executor;
     std::atomic<bool> closed{false};
 
-    void Guard(const std::function<void()>& call) const noexcept {
+    template <class Call>
+    void Guard(Call& call) const noexcept {
         try {
             call();
         } catch (...) {
             try {
                 if (notifications.handlerFailed) notifications.handlerFailed(std::current_exception());
-            } catch (...) {  // NOLINT(bugprone-empty-catch): there is nobody left to tell
+            } catch (...) {
+                return;  // there is nobody left to tell
             }
         }
     }
 };
 
 inline void Tell(const std::shared_ptr<const Host>& host, std::function<void()> call) noexcept {
-    host->Guard([&] {
+    const auto hand = [&] {
         if (!host->executor) return call();
         host->executor([host, call = std::move(call)] { host->Guard(call); });
-    });
+    };
+    host->Guard(hand);
 }
 
 inline std::error_code Cancelled() { return std::make_error_code(std::errc::operation_canceled); }
@@ -120,10 +123,10 @@ public:
 
     template <class T>
     void Make(Request<T> request, Sink<T> sink) {
-        // Kept here too, for the case that it is not taken.
-        auto shared = std::make_shared<Sink<T>>(std::move(sink));
+        // Shared, so that it is there still whatever goes wrong on the way.
+        const auto shared = std::make_shared<Sink<T>>(std::move(sink));
         const bool taken = Post([this, request = std::move(request), shared](bool cancelled) {
-            if (!cancelled && !request.refused) return Run(request, *shared);
+            if (!cancelled && !request.refused) return Run(request, shared);
             Answer<T>(m_host, *shared, cancelled ? Cancelled() : request.refused);
         });
         if (!taken) Answer<T>(m_host, *shared, ErrorOf(QSN_RETURN_E_NOT_INITIALIZED));
@@ -174,11 +177,8 @@ public:
                 m_receive(result, data);
                 m_receive = nullptr;
             } else if (auto call = Notification(action, result, data)) {
-                PushEvent([host = m_host, call](bool) {
-                    Tell(host, [host, call] {
-                        if (!host->closed) call();
-                    });
-                });
+                PushEvent(
+                    [host = m_host, call](bool) { Tell(host, [host, call] { host->closed ? void() : call(); }); });
             }
             m_wake.notify_one();
         } catch (...) {
@@ -204,7 +204,11 @@ private:
 
     void Run() noexcept {
         m_threadId = GetCurrentThreadId();
-        for (Work work; Next(work); work = {}) m_host->Guard([&] { work.run(work.cancelled); });
+        for (Work work; Next(work); work = {}) {
+            const auto run = [&] { work.run(work.cancelled); };
+            m_host->Guard(run);
+        }
+        m_threadId = 0;  // the system may give the number to another thread
         m_qsn->Uninit();
         m_qsn = {};
         m_library.reset();
@@ -225,24 +229,21 @@ private:
     void PushEvent(std::function<void(bool)> event) { m_events.push_back({std::move(event), false}); }
 
     template <class T>
-    void Run(const Request<T>& request, Sink<T>& sink) {
+    void Run(const Request<T>& request, const std::shared_ptr<Sink<T>>& sink) {
         {
             const std::lock_guard<std::mutex> lock(m_lock);
             m_action = request.action;
             m_receive = [&](int code, void* data) {
                 Result<T> result = request.read(code, data);
-                PushEvent([host = m_host, sink = std::move(sink), result = std::move(result)](bool) mutable {
-                    Answer<T>(host, sink, std::move(result));
-                });
+                PushEvent([this, sink, result = std::move(result)](bool) { Answer<T>(m_host, *sink, result); });
             };
         }
         const HRESULT hr = request.call(*m_qsn);
-        while (IsAwaited() && !HasPassed()) {
-        }
+        while (IsAwaited() && !HasPassed()) Sleep(10);
         const std::lock_guard<std::mutex> lock(m_lock);
         if (!std::exchange(m_receive, nullptr)) return;
         const std::error_code error = ErrorOf(FAILED(hr) ? hr : E_FAIL);
-        PushEvent([host = m_host, sink = std::move(sink), error](bool) mutable { Answer<T>(host, sink, error); });
+        PushEvent([this, sink, error](bool) { Answer<T>(m_host, *sink, error); });
     }
 
     bool IsAwaited() {
@@ -250,12 +251,13 @@ private:
         return m_receive != nullptr;
     }
 
-    // Whether the library's worker has come past all that it was given. A buffer too small for any address makes the
-    // call wait for the worker and then fail in a way of its own. The library gives up after two minutes, we do not.
+    // Whether the library's worker has come past all that it was given. No address fits the buffer, so the call waits
+    // for the worker and changes nothing. The library gives up after two minutes, we do not.
     bool HasPassed() {
         char tooSmall = 0;
         uint32_t length = 0;
-        return m_qsn->GetSignInURL(&tooSmall, 1, &length) == E_INVALIDARG;
+        const HRESULT hr = m_qsn->GetSignInURL(&tooSmall, 1, &length);
+        return hr != QSN_RETURN_E_TIMEOUT && hr != E_OUTOFMEMORY;
     }
 
     std::function<void()> Notification(int action, int result, void* data) const {
