@@ -90,7 +90,7 @@ void Account::SignIn(const std::string& token) {
 }
 
 void Account::SignedIn(const qsn::Result<qsn::SignInState>& result) {
-    m_state.busy = false;
+    m_state.busy = m_parts != 0;
     if (!result) return Failed(result.Error());
     if (!result->signedIn) {
         m_loginAddress = result->loginAddress;
@@ -149,7 +149,7 @@ void Account::SignOut() {
     m_state.busy = true;
     Status(L"Signing out\u2026");
     m_client.SignOut([this](const qsn::Result<void>& result) {
-        m_state.busy = false;
+        m_state.busy = m_parts != 0;
         SignedOut(result ? L"Signed out." : L"Signed out here. " + ForTheUser(result.Error()));
     });
 }
