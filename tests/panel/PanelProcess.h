@@ -1,0 +1,100 @@
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+
+#include "panel/Ids.h"
+#include "support/ProcessState.h"
+
+namespace qsn::test {
+
+// The sample's window in a process of its own, used as a screen reader or an automation tool would: by control id, with
+// messages that work from another process, none of which waits for ever.
+class PanelProcess {
+public:
+    explicit PanelProcess(const std::wstring& arguments) {
+        STARTUPINFOW startup = {};
+        startup.cb = sizeof(startup);
+        std::wstring command = L"\"" QSN_TEST_PANEL L"\" " + arguments;
+        if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
+                            &m_process)) {
+            return;
+        }
+        CloseHandle(m_process.hThread);
+        Eventually([this] { return (m_window = Find()) != nullptr; }, 30000);
+    }
+    PanelProcess(const PanelProcess&) = delete;
+    PanelProcess& operator=(const PanelProcess&) = delete;
+    ~PanelProcess() {
+        TerminateProcess(m_process.hProcess, 3);
+        WaitForSingleObject(m_process.hProcess, 10000);
+        CloseHandle(m_process.hProcess);
+    }
+
+    HWND Window() const { return m_window; }
+    std::wstring Text(int id) const {
+        wchar_t text[512] = L"";
+        Ask(GetDlgItem(m_window, id), WM_GETTEXT, 512, reinterpret_cast<LPARAM>(text));
+        return text;
+    }
+    bool Shows(int id, const std::wstring& text, DWORD milliseconds = 20000) const {
+        return Eventually([&] { return Text(id).find(text) != std::wstring::npos; }, milliseconds);
+    }
+    LRESULT Products() const { return Ask(GetDlgItem(m_window, IDC_PRODUCTS), LVM_GETITEMCOUNT); }
+    LRESULT News() const { return Ask(GetDlgItem(m_window, IDC_NEWS), LB_GETCOUNT); }
+    std::wstring LatestNews() const {
+        wchar_t text[512] = L"";
+        Ask(GetDlgItem(m_window, IDC_NEWS), LB_GETTEXT, static_cast<WPARAM>(News() - 1),
+            reinterpret_cast<LPARAM>(text));
+        return text;
+    }
+    bool IsEnabled(int id) const { return IsWindowEnabled(GetDlgItem(m_window, id)) != FALSE; }
+    void Press(int id) const {
+        EXPECT_TRUE(Eventually([&] { return id >= IDM_ACCOUNT_FIRST || IsEnabled(id); })) << "button " << id;
+        PostMessageW(m_window, WM_COMMAND, static_cast<WPARAM>(id), 0);
+    }
+    // To whichever control has the keyboard.
+    void Type(WPARAM key) const { PostMessageW(FocusWindow(), WM_KEYDOWN, key, 0); }
+    int Focus() const { return GetDlgCtrlID(FocusWindow()); }
+    // Whether the window's thread takes messages at all.
+    bool Answers(UINT milliseconds) const {
+        DWORD_PTR answer = 0;
+        return SendMessageTimeoutW(m_window, WM_NULL, 0, 0, SMTO_NORMAL, milliseconds, &answer) != 0;
+    }
+    // The exit code; STILL_ACTIVE where it has not ended in time.
+    DWORD Close(DWORD milliseconds) const {
+        PostMessageW(m_window, WM_CLOSE, 0, 0);
+        WaitForSingleObject(m_process.hProcess, milliseconds);
+        DWORD code = STILL_ACTIVE;
+        GetExitCodeProcess(m_process.hProcess, &code);
+        return code;
+    }
+
+private:
+    static LRESULT Ask(HWND control, UINT message, WPARAM wParam = 0, LPARAM lParam = 0) {
+        DWORD_PTR answer = 0;
+        SendMessageTimeoutW(control, message, wParam, lParam, SMTO_NORMAL, 10000, &answer);
+        return static_cast<LRESULT>(answer);
+    }
+
+    HWND FocusWindow() const {
+        GUITHREADINFO info = {};
+        info.cbSize = sizeof(info);
+        GetGUIThreadInfo(GetWindowThreadProcessId(m_window, nullptr), &info);
+        return info.hwndFocus ? info.hwndFocus : m_window;
+    }
+    HWND Find() const {
+        for (HWND each = nullptr; (each = FindWindowExW(nullptr, each, L"" PANEL_CLASS, nullptr)) != nullptr;) {
+            DWORD process = 0;
+            GetWindowThreadProcessId(each, &process);
+            if (process == m_process.dwProcessId && IsWindowVisible(each)) return each;
+        }
+        return nullptr;
+    }
+
+    PROCESS_INFORMATION m_process = {};
+    HWND m_window = nullptr;
+};
+
+}  // namespace qsn::test
