@@ -6,6 +6,8 @@ readonly BUILD_PACKAGES=(
     ninja-build openssl perl xz-utils
 )
 readonly RUN_PACKAGES=(wine wine64)
+# The tests alone look at pages; the demo does without a browser.
+readonly BROWSER_PACKAGES=(chromium chromium-driver python3 python3-selenium)
 readonly LINT_PACKAGES=(clang-14 clang-format-14 clang-tidy-14 clang-tools-14 cppcheck shellcheck)
 
 as_root() {
