@@ -1,6 +1,6 @@
 # shellcheck shell=bash
-# The sample host against the bundled service, under Wine in a prefix of their own: one host alone, two that follow each
-# other's sign-in, and what the library does for tokens.
+# The sample host against the bundled service, under Wine in a prefix of their own: one host alone, two that share a
+# sign-in, and what the library does for tokens.
 
 end_demo() {
     [ -z "${SERVICE_PID:-}" ] || kill "$SERVICE_PID" 2>/dev/null || true
@@ -32,36 +32,40 @@ wait_for_line() {
     grep -q "$1" "$2" 2>/dev/null
 }
 
-# start_host NAME ARGS...: in the background, with its input from the pipe NAME.in; what it says is shown under its name
-# and kept in NAME.log.
-start_host() {
-    local name=$1
-    shift
-    : >"$DEMO_DIR/$name.log"
-    in_prefix "$DEMO_DIR/wineprefix" wine "$BUILD_DIR/bin/qsn-host.exe" "$@" <"$DEMO_DIR/$name.in" 8>&- \
-        > >(sed -u 's/\r$//' | tee "$DEMO_DIR/$name.log" | sed -u "s/^/   $name  /") &
-    HOST_PID=$!
+run_host() { in_prefix "$DEMO_DIR/wineprefix" wine "$BUILD_DIR/bin/qsn-host.exe" "$@" 8>&-; }
+
+# What a host says, under its name.
+show_as() { sed -u "s/\r$//; s/^/   $1  /"; }
+
+# start_watching: a host in the background, with its input from a pipe; what it says is kept in A.log, too.
+start_watching() {
+    rm -f "$DEMO_DIR/A.in"
+    mkfifo "$DEMO_DIR/A.in"
+    # Read and write, so that neither this shell nor the host waits for the other to open its end.
+    exec 5<>"$DEMO_DIR/A.in"
+    : >"$DEMO_DIR/A.log"
+    run_host watch <"$DEMO_DIR/A.in" > >(tee "$DEMO_DIR/A.log" | show_as A) &
+    WATCHER_PID=$!
 }
 
+# One host watches while another signs in, asks for what there is and signs out, a command at a time.
 run_two_hosts() {
-    local a b result=0
-    rm -f "$DEMO_DIR"/{A,B}.in
-    mkfifo "$DEMO_DIR/A.in" "$DEMO_DIR/B.in"
-    # Read and write, so that neither this shell nor a host waits for the other to open its end.
-    exec 5<>"$DEMO_DIR/A.in" 6<>"$DEMO_DIR/B.in"
-    start_host A --follow
-    a=$HOST_PID
-    wait_for_line '^watching' "$DEMO_DIR/A.log" "$a" || result=1
-    if [ "$result" -eq 0 ]; then
-        start_host B --lead
-        b=$HOST_PID
-        wait_for_line '^signed in' "$DEMO_DIR/A.log" "$a" || result=1
-        echo >&6
-        wait "$b" || result=1
-        [ "$result" -ne 0 ] || wait "$a" || result=1
-    fi
-    exec 5>&- 6>&-
-    kill "$a" 2>/dev/null || true
+    local command result=0
+    start_watching
+    wait_for_line '^watching' "$DEMO_DIR/A.log" "$WATCHER_PID" || result=1
+    run_host login --token demo-token-ada </dev/null | show_as B || result=1
+    wait_for_line '^signed in as Ada Quill' "$DEMO_DIR/A.log" "$WATCHER_PID" || result=1
+    for command in user products quota logout; do
+        run_host "$command" </dev/null | show_as B || result=1
+    done
+    wait_for_line '^signed out' "$DEMO_DIR/A.log" "$WATCHER_PID" || result=1
+    echo >&5
+    [ "$result" -eq 0 ] || kill "$WATCHER_PID" 2>/dev/null || true
+    wait "$WATCHER_PID" || result=1
+    exec 5>&-
+    command=0
+    run_host user </dev/null 2>&1 | show_as B || command=$?
+    [ "$command" -eq 3 ] || result=1
     return "$result"
 }
 
@@ -71,7 +75,7 @@ run_token_care() {
     token=$(in_prefix "$DEMO_DIR/wineprefix" wine "$BUILD_DIR/bin/qsn-account-service.exe" \
         --accounts "Z:$QSN_ROOT/service/accounts.json" --member-token-for 20417 --expires-in 30 </dev/null 8>&- | tr -d '\r')
     [ -n "$token" ] || return 1
-    in_prefix "$DEMO_DIR/wineprefix" wine "$BUILD_DIR/bin/qsn-host.exe" --care-for "$token" </dev/null 8>&-
+    run_host tokens --member-token "$token" </dev/null
 }
 
 run_demo() {
@@ -90,9 +94,9 @@ run_demo() {
     fresh_prefix "$DEMO_DIR/wineprefix"
     start_service "$keys"
     say "one host alone"
-    in_prefix "$DEMO_DIR/wineprefix" wine "$BUILD_DIR/bin/qsn-host.exe" </dev/null 8>&- || result=$?
+    run_host session </dev/null || result=$?
     echo
-    say "two hosts: B signs in and out, A follows"
+    say "two hosts: B signs in and out, A hears of it"
     run_two_hosts || result=1
     echo
     say "tokens: one is renewed, one is revoked"

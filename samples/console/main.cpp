@@ -1,183 +1,153 @@
-// A console program that walks through one session with the account service: what a host application does, in order,
-// with every answer checked.
-//
-//   qsn-host [--sid PRODUCT_SID] [--token ACCESS_TOKEN]
-//
-// Or, two at a time, through single sign-on:
-//
-//   qsn-host --follow          waits for another program to sign in and out
-//   qsn-host --lead            signs in, and out at the next line of input
-//
-// Or, with a member token that is about to end, through what the library does for tokens:
-//
-//   qsn-host --care-for MEMBER_TOKEN
+// A console program on top of the account client: one command a call.
 
-#include <qsn/qsn.h>
+#include <qsn/client.hpp>
+
+#include <shellapi.h>
 
 #include <cstdio>
-#include <cstdlib>
+#include <cstring>
 #include <exception>
-#include <memory>
 #include <string>
 #include <vector>
 
-#include "HostCallback.h"
-#include "QsnLibrary.h"
-#include "SingleSignOn.h"
-#include "TokenCare.h"
-#include "Transcript.h"
+#include "Commands.h"
+#include "Walk.h"
 
 namespace {
 
-using sample::Hex;
-using sample::HostCallback;
-using sample::Outcome;
-using sample::Transcript;
+using sample::Settings;
 
-struct Options {
-    std::wstring sid = L"QSN-DEMO";
-    std::string token = "demo-token-ada";
-    std::string memberToken;
-    void (*act)(const Options&) = nullptr;  // null: the walk through one session
+enum ExitCode { kDone = 0, kFailed = 1, kWrongUsage = 2, kNotSignedIn = 3 };
+
+constexpr char kUsage[] =
+    R"(usage: qsn-host COMMAND [OPTIONS]
+
+  login      sign in on the login page in the browser
+  user       show who is signed in, and their menu
+  products   list the user's products
+  quota      show how many downloads are left
+  watch      report what the suite's other applications do, until Enter
+  logout     sign out
+
+  session    walk through one session, every answer checked
+  tokens     walk through the care for tokens; needs --member-token
+
+  --sid SID            the product that asks (QSN-DEMO)
+  --token TOKEN        an access token to use instead of the shared one; with login: to share without a browser
+  --no-browser         login: print the page's address, open nothing
+  --packs              products: the second generation's list, content packs
+  --log                quota: report a download first
+  --member-token TOKEN tokens: one that ends within a minute
+
+login shares the access token with the suite's other applications through the user's registry, as single sign-on does,
+so later calls of this program are signed in until logout. Treat that account of Windows as signed in.
+
+Exit code: 0 done, 1 failed, 2 wrong usage, 3 sign in first.
+)";
+
+struct Command {
+    const char* name;
+    void (*run)(const Settings&);
 };
 
-struct Releaser {
-    void operator()(IUnknown* object) const { object->Release(); }
+constexpr Command kCommands[] = {
+    {"login", sample::LogIn},
+    {"user", sample::ShowUser},
+    {"products", sample::ShowProducts},
+    {"quota", sample::ShowQuota},
+    {"watch", sample::Watch},
+    {"logout", sample::LogOut},
+    {"session", sample::WalkThroughSession},
+    {"tokens", sample::WalkThroughTokenCare},
 };
-using LibraryObject = std::unique_ptr<IPVSubscription2, Releaser>;
 
-Outcome Await(Transcript& transcript, HostCallback& callback, int action) {
-    std::optional<Outcome> outcome = callback.WaitFor(action);
-    transcript.Expect(outcome.has_value(), "no callback came for action " + std::to_string(action));
-    transcript.Detail("callback", "action " + std::to_string(action) + ", result " + std::to_string(outcome->result));
-    return *outcome;
+struct UsageError : std::runtime_error {
+    using runtime_error::runtime_error;
+};
+
+std::vector<std::string> Arguments() {
+    int count = 0;
+    wchar_t** const all = CommandLineToArgvW(GetCommandLineW(), &count);
+    std::vector<std::string> arguments;
+    for (int i = 1; i < count; ++i) arguments.push_back(qsn::ToUtf8(all[i]));
+    LocalFree(all);
+    return arguments;
 }
 
-void SignInWithoutToken(Transcript& transcript, IPVSubscription2& qsn, HostCallback& callback) {
-    transcript.Step("Sign in without a token: the library says where to get one");
-    const HRESULT hr = qsn.SignIn(nullptr);
-    transcript.Detail("SignIn", Hex(hr));
-    transcript.Expect(hr == QSN_RETURN_E_NO_TOKEN, "SignIn(null) must answer that there is no token");
-    const Outcome outcome = Await(transcript, callback, QSN_ACTION_SIGNIN_RESULT);
-    transcript.Expect(outcome.result == QSN_CALLBACK_NOT_SIGNED_IN, "result 3 was expected");
-    transcript.Detail("login page", outcome.text);
-
-    char address[512];
-    uint32_t length = 0;
-    transcript.Expect(SUCCEEDED(qsn.GetSignInURL(address, sizeof(address), &length)), "GetSignInURL failed");
-    transcript.Expect(outcome.text == address, "GetSignInURL and the callback must agree");
-}
-
-void SignInWithToken(Transcript& transcript, IPVSubscription2& qsn, HostCallback& callback, const std::string& token) {
-    transcript.Step("Sign in with the token that the login page handed out");
-    transcript.Expect(SUCCEEDED(qsn.SignIn(token.c_str())), "SignIn failed");
-    const Outcome outcome = Await(transcript, callback, QSN_ACTION_SIGNIN_RESULT);
-    transcript.Expect(outcome.result == QSN_CALLBACK_OK, "the session must hold a token now");
-
-    transcript.Step("Read the session's access token back");
-    char held[64];
-    uint32_t length = 0;
-    transcript.Expect(SUCCEEDED(qsn.GetAccessToken(held, sizeof(held), &length)), "GetAccessToken failed");
-    transcript.Detail("access token", held);
-    transcript.Expect(held == token, "the library holds another token");
-}
-
-void ShowUser(Transcript& transcript, IPVSubscription2& qsn, HostCallback& callback) {
-    transcript.Step("Fetch the user's profile and menu over TLS, the reply's digest verified");
-    transcript.Expect(SUCCEEDED(qsn.GetUserInfo()), "GetUserInfo failed");
-    const Outcome outcome = Await(transcript, callback, QSN_ACTION_GET_USERINFO_RESULT);
-    transcript.Expect(outcome.result == QSN_CALLBACK_OK, "the service did not answer the request");
-    for (const auto& [label, value] : outcome.user) transcript.Detail(label, value);
-    for (const auto& [item, url] : outcome.menu) transcript.Detail("menu", item + "  <" + url + ">");
-    transcript.Expect(outcome.menu.size() >= 3, "the user menu must have at least three items");
-}
-
-std::string Megabytes(const std::string& bytes) {
-    return bytes.empty() ? "" : std::to_string(std::strtoull(bytes.c_str(), nullptr, 10) >> 20) + " MB";
-}
-
-void ShowProducts(Transcript& transcript, IPVSubscription2& qsn, HostCallback& callback) {
-    transcript.Step("Fetch the user's product list");
-    transcript.Expect(SUCCEEDED(qsn.GetProductList()), "GetProductList failed");
-    const Outcome outcome = Await(transcript, callback, QSN_ACTION_GET_PRODUCTLIST_RESULT);
-    transcript.Expect(outcome.result == QSN_CALLBACK_OK, "the service did not answer the request");
-    transcript.Row({"product", "version", "edition", "size", "published"});
-    for (std::vector<std::string> product : outcome.products) {
-        product[3] = Megabytes(product[3]);
-        transcript.Row(product);
+const Command& FindCommand(const std::string& name) {
+    for (const Command& each : kCommands) {
+        if (name == each.name) return each;
     }
-    transcript.Expect(!outcome.products.empty(), "the account has products");
+    throw UsageError("There is no command \"" + name + "\".");
 }
 
-unsigned RemainingDownloads(Transcript& transcript, IPVSubscription2& qsn, HostCallback& callback) {
-    transcript.Expect(SUCCEEDED(qsn.Config(QSNCFG_GI_QUERY, nullptr, nullptr)), "the quota query failed");
-    const Outcome outcome = Await(transcript, callback, QSN_ACTION_GI_QUERY_RESULT);
-    transcript.Expect(outcome.result == QSN_CALLBACK_OK, "the service did not answer the request");
-    transcript.Row({"downloads left", std::to_string(outcome.quotaRemaining), "until", outcome.quotaReset});
-    return outcome.quotaRemaining;
+Settings ReadOptions(const std::vector<std::string>& arguments) {
+    Settings settings;
+    for (std::size_t i = 1; i < arguments.size(); ++i) {
+        const std::string& name = arguments[i];
+        const auto value = [&]() -> const std::string& {
+            if (++i == arguments.size()) throw UsageError("The option " + name + " needs a value.");
+            return arguments[i];
+        };
+        if (name == "--sid")
+            settings.sid = qsn::ToWide(value());
+        else if (name == "--token")
+            settings.token = value();
+        else if (name == "--member-token")
+            settings.memberToken = value();
+        else if (name == "--no-browser")
+            settings.noBrowser = true;
+        else if (name == "--packs")
+            settings.packs = true;
+        else if (name == "--log")
+            settings.log = true;
+        else
+            throw UsageError("There is no option \"" + name + "\".");
+    }
+    return settings;
 }
 
-void UseQuota(Transcript& transcript, IPVSubscription2& qsn, HostCallback& callback) {
-    transcript.Step("Ask for the download quota, log one download, ask again");
-    const unsigned before = RemainingDownloads(transcript, qsn, callback);
-    transcript.Expect(SUCCEEDED(qsn.Config(QSNCFG_GI_LOG, nullptr, nullptr)), "the quota log failed");
-    const Outcome logged = Await(transcript, callback, QSN_ACTION_GI_LOG_RESULT);
-    transcript.Expect(logged.result == QSN_CALLBACK_OK, "the service did not take the download");
-    const unsigned after = RemainingDownloads(transcript, qsn, callback);
-    transcript.Expect(after + 1 == before, "one download less was expected");
+int Complain(const char* sentence, ExitCode code) {
+    std::fprintf(stderr, "qsn-host: %s\n", sentence);
+    return code;
 }
 
-void Run(const Options& options) {
-    Transcript transcript;
-    transcript.Step("Load qsn.dll and create the library object");
-    const sample::QsnLibrary library;
-    HostCallback callback;
-    const LibraryObject qsn(library.Create());
-    transcript.Expect(qsn != nullptr, "CreateQSN failed");
-
-    transcript.Step("Initialise it with the product SID and the callback");
-    transcript.Expect(SUCCEEDED(qsn->Init(options.sid.c_str(), &callback)), "Init failed");
-
-    SignInWithoutToken(transcript, *qsn, callback);
-    SignInWithToken(transcript, *qsn, callback, options.token);
-    ShowUser(transcript, *qsn, callback);
-    ShowProducts(transcript, *qsn, callback);
-    UseQuota(transcript, *qsn, callback);
-
-    transcript.Step("End the session");
-    transcript.Expect(SUCCEEDED(qsn->Uninit()), "Uninit failed");
-    std::printf("\nEvery step gave what it should.\n");
+// Whether signing in (again) is what helps.
+bool AsksForSignIn(const std::error_code& error) {
+    for (const int code : {QSN_CALLBACK_SERVER_RESULT_1, QSN_CALLBACK_NOT_SIGNED_IN, QSN_CALLBACK_SERVER_RESULT_101,
+                           QSN_CALLBACK_SERVER_RESULT_107}) {
+        if (error == qsn::ErrorOf(static_cast<QSN_CALLBACK_RESULT>(code))) return true;
+    }
+    return error == qsn::ErrorOf(QSN_RETURN_E_NO_TOKEN);
 }
 
-Options ReadArguments(int count, char** arguments) {
-    Options options;
-    for (int i = 1; i < count; ++i) {
-        const std::string name = arguments[i];
-        if (name == "--follow") options.act = [](const Options& o) { sample::FollowOthers(o.sid); };
-        if (name == "--lead") options.act = [](const Options& o) { sample::LeadOthers(o.sid, o.token); };
-        if (i + 1 == count) break;
-        const std::string value = arguments[i + 1];
-        if (name == "--sid") options.sid.assign(value.begin(), value.end());
-        if (name == "--token") options.token = value;
-        if (name == "--care-for") {
-            options.memberToken = value;
-            options.act = [](const Options& o) { sample::ShowTokenCare(o.sid, o.memberToken); };
+int Run() {
+    try {
+        const std::vector<std::string> arguments = Arguments();
+        for (const std::string& each : arguments) {
+            if (each == "--help" || each == "-h" || each == "help") return std::printf("%s", kUsage), kDone;
         }
+        if (arguments.empty()) throw UsageError("Which command? --help lists them.");
+        const Command& command = FindCommand(arguments[0]);
+        command.run(ReadOptions(arguments));
+        return kDone;
+    } catch (const UsageError& error) {
+        return Complain(error.what(), kWrongUsage);
+    } catch (const sample::NotSignedIn& error) {
+        return Complain(error.what(), kNotSignedIn);
+    } catch (const std::system_error& error) {
+        const qsn::CodeText* const text = qsn::FindCodeText(error.code());
+        const std::string sentence = text ? text->sentence : error.code().message();
+        return Complain(sentence.c_str(), AsksForSignIn(error.code()) ? kNotSignedIn : kFailed);
+    } catch (const std::exception& error) {
+        return Complain(error.what(), kFailed);
     }
-    return options;
 }
 
 }  // namespace
 
-int main(int argumentCount, char** arguments) {
+int main() {
     SetConsoleOutputCP(CP_UTF8);
     std::setvbuf(stdout, nullptr, _IONBF, 0);
-    try {
-        const Options options = ReadArguments(argumentCount, arguments);
-        (options.act ? options.act : Run)(options);
-        return 0;
-    } catch (const std::exception& failure) {
-        std::printf("\nFAILED: %s\n", failure.what());
-        return 1;
-    }
+    return Run();
 }

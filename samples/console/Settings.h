@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+
+namespace sample {
+
+// What the command line says.
+struct Settings {
+    std::wstring sid = L"QSN-DEMO";
+    std::string token;        // empty: the one that `login` left for the whole suite
+    std::string memberToken;  // for the walk through the care for tokens
+    bool noBrowser = false;
+    bool packs = false;
+    bool log = false;
+};
+
+}  // namespace sample

@@ -1,0 +1,153 @@
+#include "Walk.h"
+
+#include <qsn/client.hpp>
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <mutex>
+
+#include "Commands.h"
+#include "Table.h"
+
+namespace sample {
+namespace {
+
+constexpr char kRefreshToken[] = "demo-refresh-token-ada";
+constexpr char kAccessToken[] = "demo-token-ada";
+// Of an account whose token the service wants to see checked every second.
+constexpr char kShortLivedToken[] = "demo-token-cleo";
+
+class Steps {
+public:
+    void Next(const std::string& title) { std::printf("\n%2d. %s\n", ++m_step, title.c_str()); }
+    static void Expect(bool given, const std::string& what) {
+        if (!given) throw Failure("Something else was expected: " + what + ".");
+    }
+
+private:
+    int m_step = 0;
+};
+
+qsn::Options OptionsFor(const Settings& settings) {
+    qsn::Options options;
+    options.productSid = settings.sid;
+    return options;
+}
+
+std::uint32_t RemainingDownloads(qsn::Client& client) {
+    const qsn::Quota quota = client.QueryQuota().get().Value();
+    PrintRow({"downloads left", std::to_string(quota.remaining), "until", quota.resetDate});
+    return quota.remaining;
+}
+
+// The outcomes of the checks that the library makes by itself.
+class TokenChecks {
+public:
+    void Add(bool accepted) {
+        {
+            const std::lock_guard<std::mutex> lock(m_lock);
+            (accepted ? m_accepted : m_refused) = true;
+        }
+        m_changed.notify_all();
+    }
+    bool WaitForAccepted() { return WaitFor(m_accepted); }
+    bool WaitForRefused() { return WaitFor(m_refused); }
+
+private:
+    bool WaitFor(const bool& outcome) {
+        std::unique_lock<std::mutex> lock(m_lock);
+        return m_changed.wait_for(lock, std::chrono::seconds(30), [&] { return outcome; });
+    }
+
+    std::mutex m_lock;
+    std::condition_variable m_changed;
+    bool m_accepted = false;
+    bool m_refused = false;
+};
+
+// The end of a token, its signature, is what tells one from another.
+std::string Abridged(const std::string& token) {
+    return "..." + token.substr(token.size() > 40 ? token.size() - 40 : 0);
+}
+
+void Renew(Steps& steps, qsn::Client& client, const std::string& endingMemberToken) {
+    steps.Next("Hold a member token that ends within a minute");
+    client.SetMemberToken(endingMemberToken).Value();
+    client.SetRefreshToken(kRefreshToken).Value();
+    PrintRow({"member token", Abridged(endingMemberToken)});
+
+    steps.Next("Ask for the second generation's product list: the token is renewed on the way");
+    client.SignIn(kAccessToken).get().Value();
+    PrintProducts(client.GetProductListV2().get().Value());
+    const std::string renewed = client.MemberToken().Value();
+    PrintRow({"member token", Abridged(renewed)});
+    Steps::Expect(!renewed.empty() && renewed != endingMemberToken, "a renewed member token");
+}
+
+void NoticeRevocation(Steps& steps, const Settings& settings, qsn::Client& client, TokenChecks& checks) {
+    steps.Next("Let the library check an access token every second");
+    client.EnableTokenCheck(true).Value();
+    client.SignIn(kShortLivedToken).get().Value();
+    PrintRow({"signed in", client.GetUserInfo().get()->name});
+    Steps::Expect(checks.WaitForAccepted(), "a check that accepts the token");
+
+    steps.Next("Sign the same user out from another program: the next check notices");
+    qsn::Client other = qsn::Client::Open(OptionsFor(settings)).Value();
+    other.SignIn(kShortLivedToken).get().Value();
+    other.SignOut().get().Value();
+    Steps::Expect(checks.WaitForRefused(), "a check that refuses the token");
+    Steps::Expect(client.AccessToken().Error() == qsn::ErrorOf(QSN_RETURN_E_NO_TOKEN), "no token");
+}
+
+}  // namespace
+
+void WalkThroughSession(const Settings& settings) {
+    const std::string token = settings.token.empty() ? kAccessToken : settings.token;
+    Steps steps;
+    steps.Next("Load qsn.dll and open a client with the product SID");
+    qsn::Client client = qsn::Client::Open(OptionsFor(settings)).Value();
+
+    steps.Next("Sign in without a token: the library says where to get one");
+    const qsn::SignInState nobody = client.SignIn().get().Value();
+    PrintRow({"login page", nobody.loginAddress});
+    Steps::Expect(!nobody.signedIn && nobody.loginAddress == client.SignInUrl().Value(), "the login page's address");
+
+    steps.Next("Sign in with the token that the login page handed out, and read it back");
+    Steps::Expect(client.SignIn(token).get()->signedIn, "a sign-in");
+    PrintRow({"access token", client.AccessToken().Value()});
+    Steps::Expect(*client.AccessToken() == token, "the same token");
+
+    steps.Next("Fetch the user's profile and menu over TLS, the reply's digest verified");
+    const qsn::UserInfo user = client.GetUserInfo().get().Value();
+    PrintRow({"name", user.name + " <" + user.email + ">"});
+    for (const qsn::MenuItem& each : user.menu) PrintRow({"menu", each.item + "  <" + each.url + ">"});
+    Steps::Expect(user.menu.size() >= 3, "a menu of three items");
+
+    steps.Next("Fetch the user's product list");
+    const auto products = client.GetProductList().get().Value();
+    PrintProducts(products);
+    Steps::Expect(!products.empty(), "a product");
+
+    steps.Next("Ask for the download quota, log one download, ask again");
+    const std::uint32_t before = RemainingDownloads(client);
+    client.LogDownload().get().Value();
+    Steps::Expect(RemainingDownloads(client) + 1 == before, "one download less");
+
+    steps.Next("End the session");
+    client.Close().Value();
+    std::printf("\nEvery step gave what it should.\n");
+}
+
+void WalkThroughTokenCare(const Settings& settings) {
+    Steps steps;
+    TokenChecks checks;
+    qsn::Options options = OptionsFor(settings);
+    options.notifications.tokenChecked = [&checks](const qsn::Result<void>& check) { checks.Add(!check.Error()); };
+    qsn::Client client = qsn::Client::Open(options).Value();
+    Renew(steps, client, settings.memberToken);
+    NoticeRevocation(steps, settings, client, checks);
+    std::printf("\nEvery step gave what it should.\n");
+}
+
+}  // namespace sample
