@@ -11,6 +11,8 @@ namespace {
 
 constexpr std::string_view kTunnelOpen = "HTTP/1.1 200 Connection established\r\n\r\n";
 
+std::string HostIn(const std::string& target) { return LowerCase(target.substr(0, target.find(':'))); }
+
 }  // namespace
 
 void Connection::Run() {
@@ -23,7 +25,7 @@ void Connection::Run() {
     if (!first) return;
     const RecordedRequest& request = first->request;
     if (request.method == "CONNECT") {
-        const std::string host = LowerCase(request.target.substr(0, request.target.find(':')));
+        const std::string host = HostIn(request.target);
         if (OpenTunnel(stream, request, host)) ServeTunnel(host);
     } else if (request.target.starts_with('/')) {
         ServeLocal(stream, reader, std::move(*first));
@@ -53,9 +55,12 @@ void Connection::RefuseTunnel(PlainStream& stream, const RecordedRequest& reques
     context_.log.AddRefused(request.target);
     if (context_.options.onRefused) context_.options.onRefused(request.target, status);
     const HttpReply reply = HttpReply::Text(status, "this proxy serves the account service's hosts on port 443 only\n");
-    RecordedRequest refused = request;
-    refused.status = status;
-    context_.history.Add(refused);
+    // A browser behind this proxy asks for many hosts by itself; the developer's host does not.
+    if (context_.options.hosts.Contains(HostIn(request.target))) {
+        RecordedRequest refused = request;
+        refused.status = status;
+        context_.history.Add(refused);
+    }
     Send(Compose(reply, {}, false), {}, stream, generation_->ended);
 }
 

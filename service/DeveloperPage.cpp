@@ -49,10 +49,11 @@ std::string Shown(std::string_view text) {
 }
 
 std::string ButtonForm(const FaultBoard::Button& button, const std::string& ticket) {
+    const std::string name(button.name);
     return "<form method=\"post\" action=\"" + std::string(kFaultsPath) +
-           "\"><input type=\"hidden\" name=\"ticket\" value=\"" + ticket + "\"><button name=\"fault\" value=\"" +
-           std::string(button.name) + "\" title=\"" + std::string(button.effect) + "\">" + std::string(button.label) +
-           "</button></form>\n";
+           "\"><input type=\"hidden\" name=\"ticket\" value=\"" + ticket + "\"><button name=\"fault\" value=\"" + name +
+           "\" aria-describedby=\"" + name + "\">" + std::string(button.label) + "</button> <span id=\"" + name +
+           "\">" + std::string(button.effect) + "</span></form>\n";
 }
 
 }  // namespace

@@ -16,7 +16,7 @@ label { display: block; margin-top: 1rem; }
 input { box-sizing: border-box; width: 100%; padding: .4rem; font: inherit; }
 button { margin: 1rem .5rem 0 0; padding: .4rem 1rem; font: inherit; }
 [role=alert] { border-left: .3rem solid #c33; padding-left: .7rem; }
-.faults form { display: inline; }
+.faults button { margin-top: .4rem; min-width: 15rem; }
 summary { cursor: pointer; font-family: monospace; overflow-wrap: anywhere; }
 summary.failed { color: #c33; }
 dl { margin: .5rem 0 1rem 1.5rem; }

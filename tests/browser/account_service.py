@@ -15,14 +15,50 @@ import threading
 import urllib.parse
 
 ACCOUNTS = {
-    "productSids": ["demo", "S & <b>"],
+    "productSids": ["demo", "QSN-DEMO", "S & <b>"],
     "users": [{
         "userID": "7", "userName": "Tova Lind", "userEmail": "tova@x.example", "password": "päss & word",
         "accessTokens": [{"token": "a-token-of-the-file", "permanent": True}],
     }],
 }
 NONCE = "20481"
-START_LIMIT = 60
+LIMIT = 60
+
+
+class WineProgram:
+    """In the prefix of the tests, with its lines to be waited for."""
+
+    def __init__(self, session, prefix, program, *arguments):
+        self.process = subprocess.Popen([session, "run", prefix, program, *arguments], stdin=subprocess.PIPE,
+                                        stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+        self.lines = queue.Queue()
+        self.reader = threading.Thread(target=self._read, daemon=True)
+        self.reader.start()
+
+    def _read(self):
+        for line in self.process.stdout:
+            self.lines.put(line.strip())
+        self.lines.put(None)
+
+    def line(self, pattern):
+        """The match of the next line that has one."""
+        seen = []
+        while (line := self.lines.get(timeout=LIMIT)) is not None:
+            if match := re.search(pattern, line):
+                return match
+            seen.append(line)
+        raise AssertionError(f"ended without {pattern!r}: {seen}")
+
+    def end(self):
+        self.process.stdin.close()
+        try:
+            code = self.process.wait(20)
+            self.reader.join(20)
+            self.process.stdout.close()
+            return code
+        except subprocess.TimeoutExpired:
+            self.process.kill()
+            raise
 
 
 class AccountService:
@@ -33,22 +69,15 @@ class AccountService:
         folder = pathlib.Path(folder)
         accounts = folder / "accounts.json"
         accounts.write_text(json.dumps(ACCOUNTS))
-        self.process = subprocess.Popen(
-            [session, "run", prefix, program, "--accounts", f"Z:{accounts}", "--keys", f"Z:{keys}",
-             "--state", f"Z:{folder}", "--exit-with-stdin"],
-            stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
-        lines = queue.Queue()
-        threading.Thread(target=lambda: [lines.put(line) for line in self.process.stdout], daemon=True).start()
-        self.port = int(re.match(r"listening on 127\.0\.0\.1:(\d+)", lines.get(timeout=START_LIMIT)).group(1))
+        program = self.program = WineProgram(
+            session, prefix, program, "--accounts", f"Z:{accounts}", "--keys", f"Z:{keys}", "--state", f"Z:{folder}",
+            "--configure-user", "--exit-with-stdin")
+        self.port = int(program.line(r"^listening on 127\.0\.0\.1:(\d+)").group(1))
         self.local = f"http://127.0.0.1:{self.port}"
         self.authority = folder / "ca.pem"
 
     def stop(self):
-        self.process.stdin.close()
-        try:
-            self.process.wait(20)
-        except subprocess.TimeoutExpired:
-            self.process.kill()
+        self.program.end()
 
     def direct(self, method, path, body=None, headers=None):
         """A request to the port itself: status, headers, text."""

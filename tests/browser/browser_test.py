@@ -1,10 +1,11 @@
 #!/usr/bin/python3
-"""The service's pages in a headless browser: browser_test.py SESSION PREFIX PROGRAM KEYS HOST STAGING_HOST MEMBER_HOST"""
+"""The service's pages in a headless browser: browser_test.py SESSION PREFIX SERVICE HOST_PROGRAM KEYS HOST STAGING_HOST MEMBER_HOST"""
 
 import base64
 import contextlib
 import hashlib
 import os
+import re
 import subprocess
 import sys
 import tempfile
@@ -13,13 +14,13 @@ import unittest
 import urllib.parse
 
 from selenium import webdriver
-from selenium.common.exceptions import NoSuchElementException
+from selenium.common.exceptions import NoSuchElementException, StaleElementReferenceException
 from selenium.webdriver.chrome.service import Service as Driver
 from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
 from selenium.webdriver.support.ui import WebDriverWait
 
-from account_service import AccountService, Listener
+from account_service import AccountService, Listener, WineProgram
 
 PASSWORD = "päss & word"
 FILE_TOKEN = "a-token-of-the-file"
@@ -51,16 +52,14 @@ def start_browser(service, host, folder):
 class PagesTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        session, prefix, program, keys, cls.host, cls.staging_host, cls.member_host = ARGUMENTS
+        session, prefix, program, host_program, keys, cls.host, cls.staging_host, cls.member_host = ARGUMENTS
         folder = cls.enterClassContext(tempfile.TemporaryDirectory(ignore_cleanup_errors=True))
         cls.service = AccountService(session, prefix, program, keys, folder)
         cls.addClassCleanup(cls.service.stop)
         cls.browser = start_browser(cls.service, cls.host, os.path.join(folder, "browser"))
         cls.addClassCleanup(cls.browser.quit)
+        cls.start_host = lambda _, *arguments: WineProgram(session, prefix, host_program, *arguments)
         cls.bases = (f"https://{cls.host}", cls.service.local)
-
-    def tearDown(self):
-        self.press("normal")
 
     # ------------------------------------------------------------------------------------------------- helpers
 
@@ -71,7 +70,9 @@ class PagesTest(unittest.TestCase):
         return bool(self.browser.find_elements(By.CSS_SELECTOR, selector))
 
     def until(self, condition):
-        return WebDriverWait(self.browser, WAIT, 0.05).until(lambda _: condition())
+        """What the condition gives once that is true; the page may change under it meanwhile."""
+        passing = (NoSuchElementException, StaleElementReferenceException)
+        return WebDriverWait(self.browser, WAIT, 0.05, ignored_exceptions=passing).until(lambda _: condition())
 
     def text(self):
         return self.find("main").text
@@ -84,8 +85,8 @@ class PagesTest(unittest.TestCase):
         """Does what loads another page, and waits for that."""
         old = self.find("html")
         act()
-        WebDriverWait(self.browser, WAIT, 0.05, ignored_exceptions=[NoSuchElementException]).until(
-            lambda _: self.find("html") != old and self.browser.execute_script("return document.readyState") == "complete")
+        self.until(lambda: self.find("html") != old and
+                   self.browser.execute_script("return document.readyState") == "complete")
 
     def sign_in(self, name="Tova Lind", password=PASSWORD):
         for field, value in (("name", name), ("password", password)):
@@ -96,6 +97,15 @@ class PagesTest(unittest.TestCase):
     def press(self, fault):
         self.browser.get(self.service.local + "/")
         self.leave_by(self.find(f"button[value={fault}]").click)
+
+    def request(self, text):
+        """The newest in the list that has such a text in its line."""
+        rows = self.browser.find_elements(By.CSS_SELECTOR, "#requests summary")
+        return next((row for row in rows if text in row.text), None)
+
+    def open_request(self, text):
+        row = self.request(text)
+        return row and (row.send_keys(Keys.ENTER) or True)
 
     def assert_nothing_ran(self):
         self.assertNotEqual(self.browser.title, "run")
@@ -189,6 +199,39 @@ class PagesTest(unittest.TestCase):
         self.leave_by(lambda: keys(Keys.TAB, Keys.TAB, Keys.TAB, Keys.ENTER))
         self.assertIn("Cancelled", self.text())
 
+    def host_login(self):
+        """A host that waits for its user, and the address that it wants opened."""
+        host = self.start_host("login", "--no-browser")
+        return host, host.line(r"^https://\S+$").group(0)
+
+    def test_host_program_signs_in(self):
+        host, address = self.host_login()
+        self.browser.get(address)
+        self.sign_in()
+        self.until(lambda: "You are signed in" in self.find("body").text)
+        # The token is in no address that the browser keeps.
+        self.assertTrue(self.browser.current_url.endswith("/done"), self.browser.current_url)
+        host.line(r"^Signed in as Tova Lind <tova@x\.example>\.$")
+        self.assertEqual(host.end(), 0)
+
+    def test_host_program_takes_no_other_login_than_its_own(self):
+        cancelled, old = self.host_login()
+        self.browser.get(old)
+        self.leave_by(self.find("button[value=cancel]").click)
+        cancelled.line("cancelled")
+        self.assertEqual(cancelled.end(), 1)
+        host, address = self.host_login()
+        port, state = (re.search(f"{name}=([^&]+)", text).group(1) for name, text in (("redirect_port", address),
+                                                                                       ("state", old)))
+        self.open_login(self.bases[0], SID="QSN-DEMO", redirect_port=port, state=state)
+        self.sign_in()
+        self.assertIn("This sign-in has expired", self.find("body").text)
+        # As a browser without the proxy reaches the page.
+        self.browser.get(address.replace(self.bases[0], self.bases[1]))
+        self.sign_in()
+        host.line("^Signed in as Tova Lind")
+        self.assertEqual(host.end(), 0)
+
     # ----------------------------------------------------------------------------------------- developer page
 
     def test_requests_appear_as_text(self):
@@ -196,11 +239,8 @@ class PagesTest(unittest.TestCase):
         self.service.call(self.host, {"requestType": HOSTILE, "accessToken": FILE_TOKEN})
         self.service.call(self.host, {"requestType": "getUserInfo", "accessToken": FILE_TOKEN}, authenticated=False)
         self.service.result(self.host, FILE_TOKEN)
-        summary = lambda row: f"#requests details:nth-child({row}) summary"
-        self.until(lambda: self.has(summary(3)) and HOSTILE in self.find(summary(3)).text)
-        self.assertIn("status 200, result 0", self.find(summary(1)).text)
-        for row in (3, 2, 1):
-            self.find(summary(row)).send_keys(Keys.ENTER)
+        for outcome in (HOSTILE, "getUserInfo → status 403", "getUserInfo → status 200, result 0"):
+            self.until(lambda: self.open_request(outcome))
         text = self.text()
         for part in (json_text(HOSTILE), "holds: X-token and X-digest accepted", "does not hold: X-token is missing",
                      '"userName" : "Tova Lind"', '"accessToken" : "a-toke… (19 bytes)"'):
@@ -209,7 +249,7 @@ class PagesTest(unittest.TestCase):
         self.assert_nothing_ran()
         # What was opened stays open when more comes.
         self.service.result(self.host, FILE_TOKEN, "verifyToken")
-        self.until(lambda: "verifyToken" in self.find(summary(1)).text)
+        self.until(lambda: self.request("verifyToken"))
         self.assertEqual(len(self.browser.find_elements(By.CSS_SELECTOR, "#requests details[open]")), 3)
 
     def test_page_follows_without_scripts(self):
@@ -217,11 +257,12 @@ class PagesTest(unittest.TestCase):
         try:
             self.browser.get(self.service.local + "/")
             self.service.result(self.host, "a-token-without-scripts")
-            self.until(lambda: "result 1" in self.find("#requests summary").text)
+            self.until(lambda: self.request("result 1"))
         finally:
             self.browser.execute_cdp_cmd("Emulation.setScriptExecutionDisabled", {"value": False})
 
     def test_fault_buttons_have_their_effect(self):
+        self.addCleanup(self.press, "normal")
         result = lambda: self.service.result(self.host, FILE_TOKEN)
         self.press("refuse")
         self.assertIn("the next request is refused", self.find("#state").text)
