@@ -32,12 +32,13 @@ run_service() {
     mkfifo "$SERVICE_DIR/input"
     # Read and write, so that opening it waits for nobody.
     exec 7<>"$SERVICE_DIR/input"
-    # The terminal's Ctrl+C is for this shell alone.
+    # The terminal's Ctrl+C is for this shell alone; and Wine must not see a terminal, which it would draw on.
     (
         trap '' INT
         exec setsid "${WINE_ENV[@]}" WINEPREFIX="$SERVICE_DIR/wineprefix" wine "$BUILD_DIR/bin/qsn-account-service.exe" \
             --accounts "Z:$QSN_ROOT/service/accounts.json" --keys "Z:$keys" --state "Z:$SERVICE_DIR/state" \
-            --configure-user --exit-with-stdin "$@" <"$SERVICE_DIR/input" 4>&- 7>&- 8>&-
+            --configure-user --exit-with-stdin "$@" <"$SERVICE_DIR/input" \
+            > >(trap '' INT && exec sed -u 's/\r$//' 4>&- 7>&- 8>&-) 2>&1 4>&- 7>&- 8>&-
     ) &
     SERVICE_PID=$!
     trap end_service EXIT

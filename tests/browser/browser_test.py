@@ -1,5 +1,6 @@
 #!/usr/bin/python3
-"""The service's pages in a headless browser: browser_test.py SESSION PREFIX SERVICE HOST_PROGRAM KEYS HOST STAGING_HOST MEMBER_HOST"""
+"""The service's pages in a headless browser: browser_test.py SESSION PREFIX SERVICE HOST_PROGRAM KEYS HOST STAGING_HOST MEMBER_HOST
+[TEST...]"""
 
 import base64
 import contextlib
@@ -348,5 +349,5 @@ def json_text(text):
 if __name__ == "__main__":
     # Nothing here goes through the machine's own proxy.
     os.environ["no_proxy"] = "*"
-    ARGUMENTS = sys.argv[1:]
-    unittest.main(argv=sys.argv[:1], verbosity=2)
+    ARGUMENTS, names = sys.argv[1:9], sys.argv[9:]
+    unittest.main(argv=[sys.argv[0], *names], verbosity=2)
