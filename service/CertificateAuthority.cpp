@@ -1,6 +1,7 @@
 #include "CertificateAuthority.h"
 
 #include <openssl/pem.h>
+#include <openssl/rand.h>
 #include <openssl/x509v3.h>
 
 #include <array>
