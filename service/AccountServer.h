@@ -23,13 +23,12 @@ struct ServerOptions {
     std::filesystem::path keyFolder;  // holds request_private.pem and reply_public.pem; member_private.pem is optional
     Accounts accounts = {};
     HostNames hosts = HostNames::OfThisBuild();
-    std::uint16_t port = 0;                                      // 0: any free one
-    std::shared_ptr<const CertificateAuthority> authority = {};  // null: a new one for this server
-    std::size_t historySize = 0;                                 // requests on the developer page
-    bool keepRequests = true;                                    // false: TakeRequests stays empty
-    std::function<void(const RecordedRequest&)> onRequest = {};  // on the connection's thread
-    std::function<void(const std::string& target, int status)> onRefused =
-        {};  // a CONNECT or a request for another host
+    std::uint16_t port = 0;                                                     // 0: any free one
+    std::shared_ptr<const CertificateAuthority> authority = {};                 // null: a new one for this server
+    std::size_t historySize = 0;                                                // requests on the developer page
+    bool keepRequests = true;                                                   // false: TakeRequests stays empty
+    std::function<void(const RecordedRequest&)> onRequest = {};                 // on the connection's thread
+    std::function<void(const std::string& target, int status)> onRefused = {};  // by the proxy
 };
 
 // The account service on one port of 127.0.0.1: a proxy that accepts CONNECT for its own hosts only and speaks TLS and
