@@ -29,11 +29,16 @@ struct AccountServer::Impl {
     AccountStore accounts;
     Script script;
     RequestLog log;
-    std::atomic<int> tunnelRefusal = 0;
-    Dispatcher dispatcher{options.hosts, authenticator, members, accounts, script};
-    ConnectionContext context{options, dispatcher, log, tunnelRefusal};
+    RequestHistory history;
     Socket listener;
     std::uint16_t port;
+    std::atomic<int> tunnelRefusal = 0;
+    LoginTickets tickets;
+    LoginService login{accounts, tickets};
+    Dispatcher dispatcher{options.hosts, authenticator, members, login, accounts, script};
+    FaultBoard faults{{options.hosts, accounts, members, tickets, script, tunnelRefusal}};
+    LocalSite local{port, dispatcher, faults, history};
+    ConnectionContext context{options, dispatcher, local, log, history, tunnelRefusal};
     StopSignal stop;
     std::mutex connectionsLock;
     std::shared_ptr<const Generation> generation;
@@ -48,6 +53,7 @@ AccountServer::Impl::Impl(ServerOptions given)
       authority(options.authority ? options.authority : std::make_shared<CertificateAuthority>()),
       accounts(std::move(options.accounts)),
       log(options.keepRequests),
+      history(options.historySize),
       listener(ListenOnLoopback(options.port)),
       port(listener.LocalPort()),
       generation(MakeGeneration(TlsFault::kNone)),

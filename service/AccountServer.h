@@ -25,13 +25,15 @@ struct ServerOptions {
     HostNames hosts = HostNames::OfThisBuild();
     std::uint16_t port = 0;                                                     // 0: any free one
     std::shared_ptr<const CertificateAuthority> authority = {};                 // null: a new one for this server
+    std::size_t historySize = 0;                                                // requests on the developer page
     bool keepRequests = true;                                                   // false: TakeRequests stays empty
     std::function<void(const RecordedRequest&)> onRequest = {};                 // on the connection's thread
-    std::function<void(const std::string& target, int status)> onRefused = {};  // a CONNECT or a plain request refused
+    std::function<void(const std::string& target, int status)> onRefused = {};  // by the proxy
 };
 
 // The account service on one port of 127.0.0.1: a proxy that accepts CONNECT for its own hosts only and speaks TLS and
-// HTTP/1.1 on the same socket. It runs from construction to destruction; destruction ends every connection at once,
+// HTTP/1.1 on the same socket. To a browser that asks the port itself it shows the login page and, at "/", the page for
+// developers. It runs from construction to destruction; destruction ends every connection at once,
 // delayed and silent replies included. Every member may be called from any thread.
 class AccountServer {
 public:

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 
+#include "Secrets.h"
+#include "Text.h"
+
 namespace qsn::service {
 namespace {
 
@@ -31,6 +34,20 @@ User* Accounts::FindByUserId(std::string_view userId) {
     const auto found =
         std::find_if(users.begin(), users.end(), [&](const User& user) { return user.userId == userId; });
     return found == users.end() ? nullptr : &*found;
+}
+
+User* Accounts::FindByLogin(std::string_view name, std::string_view password) {
+    const auto found = std::find_if(users.begin(), users.end(), [&](const User& user) {
+        // The password first, so that an unknown name takes as long as a known one.
+        return EqualSecrets(password, user.password) && !user.password.empty() && !name.empty() &&
+               (EqualIgnoringCase(name, user.userName) || EqualIgnoringCase(name, user.userEmail));
+    });
+    return found == users.end() ? nullptr : &*found;
+}
+
+bool Accounts::IsKnownProduct(std::string_view productSid) const {
+    return !productSid.empty() &&
+           (!productSids || std::find(productSids->begin(), productSids->end(), productSid) != productSids->end());
 }
 
 }  // namespace qsn::service

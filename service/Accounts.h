@@ -44,15 +44,22 @@ struct User {
     std::vector<std::string> refreshTokens = {};       // for new member tokens
     int memberId = 0;
     int memberTokenLifetime = 3600;  // seconds
+    std::string password = {};       // empty: the login page does not take this user
 };
 
 struct Accounts {
     std::vector<User> users = {};
+    std::optional<std::vector<std::string>> productSids = {};  // those that the login page knows; nothing: any
 
     User* FindByAccessToken(std::string_view token);
     User* FindByMemberToken(std::string_view token);
     User* FindByRefreshToken(std::string_view token);
     User* FindByUserId(std::string_view userId);
+    // By user name or e-mail address, without regard to case.
+    User* FindByLogin(std::string_view name, std::string_view password);
+
+    // An empty one never is.
+    bool IsKnownProduct(std::string_view productSid) const;
 };
 
 }  // namespace qsn::service

@@ -83,13 +83,14 @@ private:
     std::string place_;
 };
 
-constexpr std::string_view kRootMembers[] = {"users"};
+constexpr std::string_view kRootMembers[] = {"users", "productSids"};
 constexpr std::string_view kTokenMembers[] = {"token", "site", "result", "permanent"};
 constexpr std::string_view kMenuMembers[] = {"item", "url"};
 constexpr std::string_view kQuotaMembers[] = {"resetDate", "remainCount"};
 constexpr std::string_view kUserMembers[] = {
     "userID",     "userName", "userEmail", "accessTokens",   "memberTokens",  "userMenu", "products",
-    "productsV2", "quotas",   "messages",  "nextVerifyTime", "refreshTokens", "memberId", "memberTokenLifetime"};
+    "productsV2", "quotas",   "messages",  "nextVerifyTime", "refreshTokens", "memberId", "memberTokenLifetime",
+    "password"};
 
 // The library takes access tokens of at most so many characters.
 constexpr std::size_t kLongestToken = 63;
@@ -177,6 +178,7 @@ User ReadUser(const Node& node) {
         for (const auto& [type, message] : node.Member("messages").Members()) user.messages[type] = message.Text();
     }
     if (node.Has("nextVerifyTime")) user.nextVerifyTime = node.Member("nextVerifyTime").Number();
+    if (node.Has("password")) user.password = node.Member("password").NonEmptyText();
     return user;
 }
 
@@ -227,6 +229,7 @@ Accounts ParseAccounts(std::string_view text) {
     for (const Node& user : node.Object(kRootMembers).Member("users").Elements()) {
         accounts.users.push_back(ReadUser(user));
     }
+    if (node.Has("productSids")) accounts.productSids = ReadTexts(node, "productSids");
     RequireDistinctTokens(accounts);
     return accounts;
 }

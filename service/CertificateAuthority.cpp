@@ -9,7 +9,7 @@
 
 #include "OpenSsl.h"
 #include "RsaKeys.h"
-#include "Text.h"
+#include "Secrets.h"
 
 namespace qsn::service {
 namespace {
@@ -21,12 +21,6 @@ struct Extension {
     int id;
     std::string value;
 };
-
-std::string RandomHex(std::size_t size) {
-    Bytes bytes(size);
-    RequireOpenSsl(RAND_bytes(bytes.data(), static_cast<int>(size)) == 1, "RAND_bytes");
-    return ToHex(bytes);
-}
 
 void AddExtension(X509& certificate, X509& issuer, const Extension& extension) {
     X509V3_CTX context;

@@ -11,14 +11,60 @@ namespace {
 
 constexpr std::string_view kTunnelOpen = "HTTP/1.1 200 Connection established\r\n\r\n";
 
+std::string HostIn(const std::string& target) { return LowerCase(target.substr(0, target.find(':'))); }
+
 }  // namespace
 
 void Connection::Run() {
     socket_.MakeNonBlocking();
     const BOOL noDelay = TRUE;
     setsockopt(socket_.Get(), IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&noDelay), sizeof noDelay);
-    const std::string host = OpenTunnel();
-    if (host.empty()) return;
+    PlainStream stream(socket_, generation_->ended);
+    HttpRequestReader reader(stream);
+    auto first = reader.Read();
+    if (!first) return;
+    const RecordedRequest& request = first->request;
+    if (request.method == "CONNECT") {
+        const std::string host = HostIn(request.target);
+        if (OpenTunnel(stream, request, host)) ServeTunnel(host);
+    } else if (request.target.starts_with('/')) {
+        ServeLocal(stream, reader, std::move(*first));
+    } else {
+        RefuseTunnel(stream, request, 400);
+    }
+}
+
+bool Connection::OpenTunnel(PlainStream& stream, const RecordedRequest& request, const std::string& host) {
+    if (const int refusal = context_.tunnelRefusal) {
+        RefuseTunnel(stream, request, refusal);
+    } else if (!context_.options.hosts.Contains(host) || request.target.substr(host.size()) != ":443") {
+        RefuseTunnel(stream, request, 403);
+    } else {
+        context_.log.CountOne(&Counters::tunnels);
+        if (!stream.WriteAll(kTunnelOpen)) return false;
+        if (generation_->fault != TlsFault::kCloseInHandshake) return true;
+        // Closing with the client's first message unread would reset the connection instead of ending it.
+        std::array<char, 4096> hello;
+        stream.ReadSome(hello.data(), hello.size());
+        return true;
+    }
+    return false;
+}
+
+void Connection::RefuseTunnel(PlainStream& stream, const RecordedRequest& request, int status) {
+    context_.log.AddRefused(request.target);
+    if (context_.options.onRefused) context_.options.onRefused(request.target, status);
+    const HttpReply reply = HttpReply::Text(status, "this proxy serves the account service's hosts on port 443 only\n");
+    // A browser behind this proxy asks for many hosts by itself; the developer's host does not.
+    if (context_.options.hosts.Contains(HostIn(request.target))) {
+        RecordedRequest refused = request;
+        refused.status = status;
+        context_.history.Add(refused);
+    }
+    Send(Compose(reply, {}, false), {}, stream, generation_->ended);
+}
+
+void Connection::ServeTunnel(const std::string& host) {
     TlsStream stream(generation_->tls.get(), socket_, generation_->ended);
     if (generation_->fault == TlsFault::kCloseInHandshake || !stream.Handshake()) {
         context_.log.CountOne(&Counters::failedHandshakes);
@@ -26,51 +72,30 @@ void Connection::Run() {
     }
     context_.log.CountOne(&Counters::handshakes);
     HttpRequestReader reader(stream);
-    while (ServeOne(reader, stream, host)) {
+    for (auto received = reader.Read(); received; received = reader.Read()) {
+        received->request.host = host;
+        const Answer answer = context_.dispatcher.Run(received->request);
+        Report(received->request);
+        if (!Serve(stream, *received, answer)) break;
     }
     stream.SendCloseNotify();
 }
 
-std::string Connection::OpenTunnel() {
-    PlainStream stream(socket_, generation_->ended);
-    HttpRequestReader reader(stream);
-    const auto received = reader.Read();
-    if (!received) return {};
-    const std::string& target = received->request.target;
-    std::string host = LowerCase(target.substr(0, target.find(':')));
-    if (received->request.method != "CONNECT") {
-        RefuseTunnel(stream, target, 400);
-    } else if (const int refusal = context_.tunnelRefusal) {
-        RefuseTunnel(stream, target, refusal);
-    } else if (!context_.options.hosts.Contains(host) || target.substr(host.size()) != ":443") {
-        RefuseTunnel(stream, target, 403);
-    } else {
-        context_.log.CountOne(&Counters::tunnels);
-        if (!stream.WriteAll(kTunnelOpen)) return {};
-        if (generation_->fault != TlsFault::kCloseInHandshake) return host;
-        // Closing with the client's first message unread would reset the connection instead of ending it.
-        std::array<char, 4096> hello;
-        stream.ReadSome(hello.data(), hello.size());
-        return host;
+void Connection::ServeLocal(PlainStream& stream, HttpRequestReader& reader, ReceivedRequest first) {
+    for (std::optional received(std::move(first)); received; received = reader.Read()) {
+        const Answer answer = context_.local.Run(received->request);
+        if (LocalSite::IsService(received->request)) Report(received->request);
+        if (!Serve(stream, *received, answer)) break;
     }
-    return {};
 }
 
-void Connection::RefuseTunnel(PlainStream& stream, const std::string& target, int status) {
-    context_.log.AddRefused(target);
-    if (context_.options.onRefused) context_.options.onRefused(target, status);
-    const HttpReply reply = HttpReply::Text(status, "this proxy serves the account service's hosts on port 443 only\n");
-    Send(Compose(reply, {}, false), {}, stream, generation_->ended);
-}
-
-bool Connection::ServeOne(HttpRequestReader& reader, ByteStream& stream, const std::string& host) {
-    auto received = reader.Read();
-    if (!received) return false;
-    RecordedRequest& request = received->request;
-    request.host = host;
-    const Answer answer = context_.dispatcher.Run(request);
+void Connection::Report(const RecordedRequest& request) {
     context_.log.Add(request);
+    context_.history.Add(request);
     if (context_.options.onRequest) context_.options.onRequest(request);
+}
+
+bool Connection::Serve(ByteStream& stream, const ReceivedRequest& received, const Answer& answer) {
     const ReplyChange& change = answer.change;
     if (change.delay.count() > 0 && generation_->ended.WaitFor(change.delay)) return false;
     if (change.closeBeforeReply) return false;
@@ -80,7 +105,7 @@ bool Connection::ServeOne(HttpRequestReader& reader, ByteStream& stream, const s
         }
         return false;
     }
-    return Send(Compose(answer.reply, change, received->keepAlive), change, stream, generation_->ended);
+    return Send(Compose(answer.reply, change, received.keepAlive), change, stream, generation_->ended);
 }
 
 }  // namespace qsn::service

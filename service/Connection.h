@@ -7,6 +7,7 @@
 #include "AccountServer.h"
 #include "Dispatcher.h"
 #include "HttpRequestReader.h"
+#include "LocalSite.h"
 #include "Socket.h"
 #include "TlsContext.h"
 
@@ -23,11 +24,14 @@ struct Generation {
 struct ConnectionContext {
     const ServerOptions& options;
     const Dispatcher& dispatcher;
+    const LocalSite& local;
     RequestLog& log;
+    RequestHistory& history;
     std::atomic<int>& tunnelRefusal;
 };
 
-// One client: CONNECT, TLS, then requests until either side ends it. Runs on its own thread.
+// One client: CONNECT and TLS, or a browser that asks the port itself; then requests until either side ends it. Runs on
+// its own thread.
 class Connection {
 public:
     Connection(const ConnectionContext& context, std::shared_ptr<const Generation> generation, Socket socket)
@@ -35,10 +39,13 @@ public:
     void Run();
 
 private:
-    // The host of the tunnel; empty when there is to be none.
-    std::string OpenTunnel();
-    void RefuseTunnel(PlainStream& stream, const std::string& target, int status);
-    bool ServeOne(HttpRequestReader& reader, ByteStream& stream, const std::string& host);
+    // False when there is to be none.
+    bool OpenTunnel(PlainStream& stream, const RecordedRequest& request, const std::string& host);
+    void RefuseTunnel(PlainStream& stream, const RecordedRequest& request, int status);
+    void ServeTunnel(const std::string& host);
+    void ServeLocal(PlainStream& stream, HttpRequestReader& reader, ReceivedRequest first);
+    bool Serve(ByteStream& stream, const ReceivedRequest& received, const Answer& answer);
+    void Report(const RecordedRequest& request);
 
     const ConnectionContext& context_;
     std::shared_ptr<const Generation> generation_;

@@ -73,6 +73,8 @@ Answer Dispatcher::Run(RecordedRequest& request) const {
     request.scripted = scripted.has_value();
     Answer answer{{}, scripted.value_or(ReplyChange{})};
     answer.reply = Respond(request, answer.change);
+    // A page of the login may hold a token to copy.
+    if (path != kLoginPagePath) request.replyBody = answer.reply.body;
     if (answer.change.status) answer.reply.status = *answer.change.status;
     Compress(answer.reply, request, answer.change.gzip);
     for (const auto& [name, value] : answer.change.headers) SetHeader(answer.reply.headers, name, value);
@@ -83,10 +85,7 @@ Answer Dispatcher::Run(RecordedRequest& request) const {
 HttpReply Dispatcher::Respond(RecordedRequest& request, const ReplyChange& change) const {
     const std::string path = request.Path();
     if (hosts_.IsMemberHost(request.host)) return RespondAsMember(request, change);
-    if (path == kLoginPagePath) {
-        if (request.method != "GET") return HttpReply::Text(405, "the login page takes GET\n");
-        return {200, {{"Content-Type", "text/html; charset=UTF-8"}}, LoginPage(QueryValue(request.target, "SID"))};
-    }
+    if (path == kLoginPagePath) return RespondAsPage(request);
     if (!IsOperationPath(path)) return change.body ? Sealed(*change.body, change) : NothingThere(request);
     if (request.method != "POST") return HttpReply::Text(405, "the service takes POST\n");
     if (request.check != RequestCheck::kAccepted) {
@@ -94,6 +93,13 @@ HttpReply Dispatcher::Respond(RecordedRequest& request, const ReplyChange& chang
         return HttpReply::Text(403, request.checkReason + '\n');
     }
     return RunOperation(request, change);
+}
+
+// Tokens of a page outside the service's hosts, on the service's own port, are for either site.
+HttpReply Dispatcher::RespondAsPage(const RecordedRequest& request) const {
+    const bool hosted = hosts_.Contains(request.host);
+    return login_.Answer(request, hosted ? std::optional(hosts_.SiteOf(request.host)) : std::nullopt,
+                         (hosted ? "https://" : "http://") + request.host);
 }
 
 // The member service asks for no pair and gives none.
@@ -106,6 +112,7 @@ HttpReply Dispatcher::RespondAsMember(RecordedRequest& request, const ReplyChang
         request.requestType == "memberInit" ? member_.Init(request) : member_.Refresh(request, body, accounts_);
     Apply(change, reply);
     if (change.body) return JsonReply(*change.body);
+    request.replySecret = reply.secret;
     request.result = reply.result;
     return JsonReply(reply.Write());
 }

@@ -3,6 +3,7 @@
 #include "AccountStore.h"
 #include "Authenticator.h"
 #include "HttpReply.h"
+#include "LoginService.h"
 #include "MemberAuth.h"
 #include "Script.h"
 
@@ -18,13 +19,19 @@ struct Answer {
 class Dispatcher {
 public:
     Dispatcher(const HostNames& hosts, const Authenticator& authenticator, const MemberAuth& member,
-               AccountStore& accounts, Script& script)
-        : hosts_(hosts), authenticator_(authenticator), member_(member), accounts_(accounts), script_(script) {}
+               const LoginService& login, AccountStore& accounts, Script& script)
+        : hosts_(hosts),
+          authenticator_(authenticator),
+          member_(member),
+          login_(login),
+          accounts_(accounts),
+          script_(script) {}
 
     // Completes the request's record: type, check, status, result.
     Answer Run(RecordedRequest& request) const;
 
 private:
+    HttpReply RespondAsPage(const RecordedRequest& request) const;
     HttpReply RespondAsMember(RecordedRequest& request, const ReplyChange& change) const;
     HttpReply RunOperation(RecordedRequest& request, const ReplyChange& change) const;
     HttpReply Respond(RecordedRequest& request, const ReplyChange& change) const;
@@ -33,6 +40,7 @@ private:
     const HostNames& hosts_;
     const Authenticator& authenticator_;
     const MemberAuth& member_;
+    const LoginService& login_;
     AccountStore& accounts_;
     Script& script_;
 };

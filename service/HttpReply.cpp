@@ -16,10 +16,13 @@ struct StatusReason {
 constexpr std::array kReasons{StatusReason{200, "OK"},
                               StatusReason{204, "No Content"},
                               StatusReason{302, "Found"},
+                              StatusReason{303, "See Other"},
                               StatusReason{400, "Bad Request"},
                               StatusReason{403, "Forbidden"},
                               StatusReason{404, "Not Found"},
                               StatusReason{405, "Method Not Allowed"},
+                              StatusReason{410, "Gone"},
+                              StatusReason{413, "Content Too Large"},
                               StatusReason{500, "Internal Server Error"},
                               StatusReason{502, "Bad Gateway"},
                               StatusReason{503, "Service Unavailable"}};

@@ -19,9 +19,9 @@ Json::Value ParseObject(const std::string& text) {
     return root.isObject() ? root : Json::Value{};
 }
 
-std::string WriteJson(const Json::Value& value) {
+std::string WriteJson(const Json::Value& value, const char* indentation) {
     Json::StreamWriterBuilder writer;
-    writer["indentation"] = "";
+    writer["indentation"] = indentation;
     writer["emitUTF8"] = true;
     return Json::writeString(writer, value);
 }

@@ -8,8 +8,8 @@ namespace qsn::service {
 
 // Null unless the text is a JSON object.
 Json::Value ParseObject(const std::string& text);
-// Compact, UTF-8 as it is.
-std::string WriteJson(const Json::Value& value);
+// UTF-8 as it is; compact, or in lines that start with `indentation` a level.
+std::string WriteJson(const Json::Value& value, const char* indentation = "");
 // A member's text; empty when `object` is none, or has no such text.
 std::string TextOf(const Json::Value& object, const char* member);
 

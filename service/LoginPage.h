@@ -3,10 +3,26 @@
 #include <string>
 #include <string_view>
 
+#include "HttpReply.h"
+#include "LoginTickets.h"
+
 namespace qsn::service {
 
-constexpr std::string_view kLoginPagePath = "/qsn/page/login";
+inline constexpr std::string_view kLoginPagePath = "/qsn/page/login";
 
-std::string LoginPage(std::string_view productSid);
+struct LoginForm {
+    const LoginAttempt& attempt;
+    std::string ticket;
+    std::string name = {};     // already in the field
+    std::string problem = {};  // with the attempt before
+};
+
+HttpReply LoginFormPage(const LoginForm& form);
+// A page that ends the matter: one heading and one sentence.
+HttpReply LoginNotice(int status, std::string_view heading, const std::string& text);
+HttpReply TokenPage(const std::string& userName, const std::string& token);
+
+// To the host that awaits the outcome. Its address is always this machine's.
+HttpReply HandOver(const LoginReturn& to, std::string_view name, const std::string& value);
 
 }  // namespace qsn::service

@@ -12,11 +12,15 @@
 #include "AccountServer.h"
 #include "AccountsFile.h"
 #include "ExitRequest.h"
+#include "LoginPage.h"
 #include "ProgramOptions.h"
+#include "TimeOfDay.h"
 #include "UserConfiguration.h"
 
 namespace qsn::service {
 namespace {
+
+constexpr std::size_t kHistorySize = 100;
 
 std::vector<std::wstring> CommandLine() {
     struct LocalDeleter {
@@ -33,14 +37,6 @@ void PrintLine(std::string line) {
         line.begin(), line.end(), [](char c) { return (c >= 0 && c < ' ') || c == 0x7f; }, '?');
     std::fputs((line + '\n').c_str(), stdout);
     std::fflush(stdout);
-}
-
-std::string TimeOfDay() {
-    SYSTEMTIME now;
-    GetLocalTime(&now);
-    char text[16];
-    std::snprintf(text, sizeof text, "%02d:%02d:%02d", now.wHour, now.wMinute, now.wSecond);
-    return text;
 }
 
 void PrintRequest(const RecordedRequest& request) {
@@ -75,6 +71,7 @@ void Serve(const ProgramOptions& options) {
     ServerOptions serverOptions{.keyFolder = options.keys, .accounts = LoadAccounts(options.accounts)};
     serverOptions.port = options.port;
     serverOptions.keepRequests = false;
+    serverOptions.historySize = kHistorySize;
     if (!options.quiet) {
         serverOptions.onRequest = PrintRequest;
         serverOptions.onRefused = PrintRefused;
@@ -83,7 +80,10 @@ void Serve(const ProgramOptions& options) {
     if (!options.state.empty()) WriteAuthority(options.state, server.Authority());
     std::optional<UserConfiguration> configuration;
     if (options.configureUser) configuration.emplace(server.Port(), server.Authority().Der());
-    PrintLine("listening on 127.0.0.1:" + std::to_string(server.Port()));
+    const std::string address = "127.0.0.1:" + std::to_string(server.Port());
+    PrintLine("listening on " + address);
+    PrintLine("requests and faults: http://" + address + '/');
+    PrintLine("login page: http://" + address + std::string(kLoginPagePath) + "?SID=demo");
     exitRequest.Wait();
 }
 
@@ -107,10 +107,10 @@ int Run() {
         }
         return 0;
     } catch (const UsageError& error) {
-        std::fprintf(stderr, "qsn-service: %s\n\n%s", error.what(), kUsage);
+        std::fprintf(stderr, "qsn-account-service: %s\n\n%s", error.what(), kUsage);
         return 2;
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "qsn-service: %s\n", error.what());
+        std::fprintf(stderr, "qsn-account-service: %s\n", error.what());
         return 1;
     }
 }

@@ -69,20 +69,31 @@ void RequireAll(const ProgramOptions& options) {
 }  // namespace
 
 const char kUsage[] =
-    "usage: qsn-service --accounts FILE --keys DIR [options]\n"
-    "       qsn-service --accounts FILE --member-token-for USERID [--expires-in SECONDS]\n"
-    "\n"
-    "  --accounts FILE    the accounts, see service/README.md\n"
-    "  --keys DIR         holds request_private.pem and reply_public.pem, and member_private.pem if you like\n"
-    "  --port N           of 127.0.0.1; 0, the default, takes any free one\n"
-    "  --state DIR        writes the development authority to ca.der and ca.pem there\n"
-    "  --configure-user   until the program ends, the current user's proxy setting names this service and the\n"
-    "                     user's trusted roots hold its authority; for a test account or a Wine prefix of its own\n"
-    "  --exit-with-stdin  ends when standard input closes, as with Ctrl+C\n"
-    "  --quiet            no line for each request\n"
-    "  --help             this text\n"
-    "\n"
-    "The second form prints one member token of the user and ends. Its lifetime is the account's unless given.\n";
+    R"(The account service for the desk of a host's developer, on one port of 127.0.0.1.
+
+usage: qsn-account-service --accounts FILE --keys DIR [options]
+       qsn-account-service --accounts FILE --member-token-for USERID [--expires-in SECONDS]
+
+  --accounts FILE    the accounts, see service/README.md
+  --keys DIR         holds request_private.pem and reply_public.pem, the counterparts of the keys in qsn.dll, and
+                     member_private.pem if you like
+  --port N           of 127.0.0.1; 0, the default, takes any free one
+  --state DIR        writes the development authority to ca.der and ca.pem there
+  --configure-user   until the program ends, the current user's proxy setting names this service and the
+                     user's trusted roots hold its authority; for a test account or a Wine prefix of its own
+  --exit-with-stdin  ends when standard input closes, as with Ctrl+C
+  --quiet            no line for each request
+  --help             this text
+
+A host reaches it as its HTTPS proxy. In a browser, http://127.0.0.1:PORT/ shows the last requests with their
+replies and has buttons for faults, and http://127.0.0.1:PORT/qsn/page/login?SID=demo is the login page. The
+program prints both addresses, and ends at Ctrl+C.
+
+The second form prints one member token of the user and ends. Its lifetime is the account's unless given.
+
+It ends with 0; with 1 when it cannot serve, for instance because of the port or the accounts; with 2 when it
+does not understand its command line.
+)";
 
 ProgramOptions ParseOptions(std::span<const std::wstring> arguments) {
     ProgramOptions options;

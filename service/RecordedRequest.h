@@ -40,6 +40,8 @@ struct RecordedRequest {
     bool scripted = false;      // a script rule shaped the reply
     int status = 0;             // of the reply; 0: closed or silent without a reply
     std::optional<int> result;  // the "result" number of the reply
+    std::string replyBody;      // before compression; empty for the login page
+    std::string replySecret;    // of a member token's refresh: the text that leaves encrypted
 
     // The first header of that name, without regard to case; null when it was not sent.
     const std::string* Header(std::string_view name) const;

@@ -81,16 +81,34 @@ std::string DecodeQueryValue(std::string_view text) {
     return result;
 }
 
-std::string QueryValue(std::string_view target, std::string_view name) {
-    const auto start = target.find('?');
-    std::string_view query = start == target.npos ? std::string_view{} : target.substr(start + 1);
-    while (!query.empty()) {
-        const std::string_view pair = query.substr(0, query.find('&'));
+std::string EncodeQueryValue(std::string_view text) {
+    constexpr std::string_view kUnreserved = "-._~";
+    std::string result;
+    for (const char c : text) {
+        const char letter = LowerCaseLetter(c);
+        if ((letter >= 'a' && letter <= 'z') || (c >= '0' && c <= '9') || kUnreserved.find(c) != kUnreserved.npos) {
+            result += c;
+        } else {
+            const auto byte = static_cast<std::uint8_t>(c);
+            result.append({'%', kHexDigits[byte >> 4], kHexDigits[byte & 15]});
+        }
+    }
+    return result;
+}
+
+std::optional<std::string> FormValue(std::string_view form, std::string_view name) {
+    while (!form.empty()) {
+        const std::string_view pair = form.substr(0, form.find('&'));
         const auto equals = pair.find('=');
         if (equals != pair.npos && pair.substr(0, equals) == name) return DecodeQueryValue(pair.substr(equals + 1));
-        query.remove_prefix(std::min(pair.size() + 1, query.size()));
+        form.remove_prefix(std::min(pair.size() + 1, form.size()));
     }
-    return {};
+    return std::nullopt;
+}
+
+std::optional<std::string> QueryValue(std::string_view target, std::string_view name) {
+    const auto start = target.find('?');
+    return start == target.npos ? std::nullopt : FormValue(target.substr(start + 1), name);
 }
 
 }  // namespace qsn::service

@@ -20,10 +20,15 @@ std::string ToHex(std::span<const std::uint8_t> bytes);
 // Lower-case digits in pairs, nothing else.
 std::optional<Bytes> FromHex(std::string_view text);
 
+// For text and for attribute values in quotes.
 std::string EscapeHtml(std::string_view text);
 // Undoes %XX and '+' of a query value; a malformed escape stays as it is.
 std::string DecodeQueryValue(std::string_view text);
-// The decoded value of `name` in a request target's query, empty when it is not there.
-std::string QueryValue(std::string_view target, std::string_view name);
+// All but unreserved characters as %XX.
+std::string EncodeQueryValue(std::string_view text);
+// The decoded value of `name` in the body of a submitted form; nothing when it is not there.
+std::optional<std::string> FormValue(std::string_view form, std::string_view name);
+// The same in a request target's query.
+std::optional<std::string> QueryValue(std::string_view target, std::string_view name);
 
 }  // namespace qsn::service

@@ -40,11 +40,11 @@ run_build() {
 
 stop_test_prefixes() {
     local lane
-    for lane in unit contract waiting panel; do stop_prefix "$BUILD_DIR/wineprefix-$lane"; done
+    for lane in unit contract waiting panel browser; do stop_prefix "$BUILD_DIR/wineprefix-$lane"; done
 }
 
 run_test() {
-    require_packages "${RUN_PACKAGES[@]}" "${PACKAGE_PACKAGES[@]}" "${PACKAGE_TEST_PACKAGES[@]}" "${DISPLAY_PACKAGES[@]}"
+    require_packages "${RUN_PACKAGES[@]}" "${PACKAGE_PACKAGES[@]}" "${TEST_PACKAGES[@]}"
     configure
     compile
     trap stop_test_prefixes EXIT

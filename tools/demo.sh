@@ -11,7 +11,7 @@ end_demo() {
 start_service() {
     local keys=$1 log=$DEMO_DIR/service.log
     mkdir -p "$DEMO_DIR/state"
-    in_prefix "$DEMO_DIR/wineprefix" wine "$BUILD_DIR/bin/qsn-service.exe" --accounts "Z:$QSN_ROOT/service/accounts.json" \
+    in_prefix "$DEMO_DIR/wineprefix" wine "$BUILD_DIR/bin/qsn-account-service.exe" --accounts "Z:$QSN_ROOT/service/accounts.json" \
         --keys "Z:$keys" --port 0 --state "Z:$DEMO_DIR/state" --configure-user </dev/null >"$log" 2>&1 8>&- &
     SERVICE_PID=$!
     if ! wait_for_line '^listening on ' "$log" "$SERVICE_PID"; then
@@ -72,7 +72,7 @@ run_two_hosts() {
 # A member token that ends soon is given to a host, which has to get it renewed; then a token is taken from it.
 run_token_care() {
     local token
-    token=$(in_prefix "$DEMO_DIR/wineprefix" wine "$BUILD_DIR/bin/qsn-service.exe" \
+    token=$(in_prefix "$DEMO_DIR/wineprefix" wine "$BUILD_DIR/bin/qsn-account-service.exe" \
         --accounts "Z:$QSN_ROOT/service/accounts.json" --member-token-for 20417 --expires-in 30 </dev/null 8>&- | tr -d '\r')
     [ -n "$token" ] || return 1
     run_host tokens --member-token "$token" </dev/null
@@ -84,7 +84,7 @@ run_demo() {
     configure
     keys=$(cat "$BUILD_DIR/service-key-dir")
     [ -n "$keys" ] || die "the key folder holds only the library's halves: the bundled service cannot answer this build"
-    compile --target qsn qsn-service qsn-host
+    compile --target qsn qsn-account-service qsn-host
 
     DEMO_DIR=$BUILD_DIR/demo
     trap end_demo EXIT

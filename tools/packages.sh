@@ -9,9 +9,10 @@ readonly DOCS_PACKAGES=(doxygen graphviz perl)
 readonly RUN_PACKAGES=(wine wine64)
 # libjsoncpp25 for its licence
 readonly PACKAGE_PACKAGES=(jq libjsoncpp25 llvm-14 zip)
-readonly PACKAGE_TEST_PACKAGES=(clang-14 lld-14 unzip)
-# For the test of a program with a window.
-readonly DISPLAY_PACKAGES=(fonts-liberation fonts-wine imagemagick xvfb)
+# To try the package, a program with a window, and pages in a browser; the demo does without.
+readonly TEST_PACKAGES=(
+    chromium chromium-driver clang-14 fonts-liberation fonts-wine imagemagick lld-14 python3 python3-selenium unzip xvfb
+)
 readonly LINT_PACKAGES=(clang-14 clang-format-14 clang-tidy-14 clang-tools-14 cppcheck shellcheck)
 
 as_root() {

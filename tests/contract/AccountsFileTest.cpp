@@ -26,7 +26,9 @@ TEST(AccountsFile, NamesThePlaceOfAFault) {
         {user(R"(,"quotas":{"S":{"resetDate":"","remainCount":-1}})"), "remainCount: the number must be at least 0"},
         {user(R"(,"memberTokens":["a"])"), "token \"a\" is there twice"},
         {user(R"(,"refreshTokens":["a"])"), "token \"a\" is there twice"},
-        {user(R"(,"memberId":"7")"), "accounts.users[0].memberId: a whole number"}};
+        {user(R"(,"memberId":"7")"), "accounts.users[0].memberId: a whole number"},
+        {user(R"(,"password":"")"), "accounts.users[0].password: the text must not be empty"},
+        {R"({"users":[],"productSids":"S"})", "accounts.productSids: an array is needed"}};
     EXPECT_NO_THROW(ParseAccounts(user("")));
     for (const auto& row : rows) {
         try {
