@@ -104,17 +104,20 @@ tidy_one() {
 }
 
 lint_tidy() {
-    local stamps=$QSN_CACHE/lint source hash pending=() result=0 i
+    local stamps=$QSN_CACHE/lint source hash pending=() known=0 result=0 i
     mkdir -p "$stamps"
     find "$stamps" -type f -mtime +30 -delete
     while read -r source hash; do
+        known=$((known + 1))
         if [ -e "$stamps/$hash" ]; then
             touch "$stamps/$hash"
         else
             pending+=("$source" "$stamps/$hash")
         fi
     done < <(tidy_units | sort)
-    say "clang-tidy: $((${#pending[@]} / 2)) units to look at"
+    # A compiler cache that rewrites paths leaves nothing that can be recognised.
+    [ "$known" -gt 0 ] || die "no unit of the build is known: build without CCACHE_BASEDIR"
+    say "clang-tidy: $((${#pending[@]} / 2)) of $known units to look at"
     for ((i = 0; i < ${#pending[@]}; i += 2)); do
         while [ "$(jobs -rp | wc -l)" -ge "$JOBS" ]; do
             wait -n || result=1
