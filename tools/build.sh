@@ -40,7 +40,7 @@ run_build() {
 
 stop_test_prefixes() {
     local lane
-    for lane in unit contract waiting panel browser; do stop_prefix "$BUILD_DIR/wineprefix-$lane"; done
+    for lane in unit contract waiting ending panel browser; do stop_prefix "$BUILD_DIR/wineprefix-$lane"; done
 }
 
 run_test() {

@@ -53,6 +53,13 @@ fresh_prefix() {
 # hold_prefix PREFIX HOLDER: keeps the prefix open with the idle program HOLDER. The first program in a prefix starts
 # Wine's background services, which keep its output open for as long as they run: here that is nobody's pipe.
 hold_prefix() {
+    local attempt
     in_prefix "$1" setsid wine "$2" </dev/null >/dev/null 2>&1 &
-    in_prefix "$1" wine cmd /c exit </dev/null >/dev/null 2>&1
+    # Two programs that start a prefix together get in each other's way at times; then the second comes too early.
+    for attempt in 1 2 3; do
+        ! in_prefix "$1" wine cmd /c exit </dev/null >/dev/null 2>&1 || return 0
+        say "prefix ${1##*/} did not start at attempt $attempt"
+        sleep 1
+    done
+    return 1
 }

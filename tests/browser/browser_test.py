@@ -33,7 +33,9 @@ def start_browser(service, host, folder):
                    f"user-data-dir={folder}", f"proxy-server=127.0.0.1:{service.port}",
                    f"ignore-certificate-errors-spki-list={digest}"):
         options.add_argument("--" + switch)
-    return webdriver.Chrome(service=Driver("/usr/bin/chromedriver"), options=options)
+    browser = webdriver.Chrome(service=Driver("/usr/bin/chromedriver"), options=options)
+    browser.set_page_load_timeout(30)
+    return browser
 
 
 class PagesTest(unittest.TestCase):
