@@ -42,7 +42,7 @@ QSNThreadContext::~QSNThreadContext() {
 HRESULT QSNThreadContext::Init(const char* productSID, IQSNCallbackFunc* callback) {
     if (m_nInitialised) return QSN_RETURN_E_ALREADY_INITIALIZED;
 
-    m_strAccessToken.clear();
+    m_strAccessToken = SecretText();
     m_strLanguage.clear();
     m_strExtendData.clear();
     m_strMemberId.clear();
@@ -93,7 +93,7 @@ HRESULT QSNThreadContext::DoCallback(int action, int result, void* data) {
 }
 
 void QSNThreadContext::HandleServerResult(int callbackResult) {
-    if (EndsSession(callbackResult)) m_strAccessToken.clear();
+    if (EndsSession(callbackResult)) m_strAccessToken = SecretText();
 }
 
 }  // namespace qsn

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "Utility/ComOwners.h"
 #include "Utility/MemberCrypto.h"
@@ -45,8 +46,8 @@ public:
     // E_NOTIMPL: unknown item.
     HRESULT SetConfig(int id, const void* data);
 
-    const std::string& AccessToken() const noexcept { return m_strAccessToken; }
-    void SetAccessToken(std::string token) { m_strAccessToken = std::move(token); }
+    const std::string& AccessToken() const noexcept { return m_strAccessToken.Text(); }
+    void SetAccessToken(std::string_view token) { m_strAccessToken = SecretText(token); }
     std::string GetSignInURL() const;
 
     // `bySingleSignOn`: started by another application of the suite and not by the host.
@@ -140,7 +141,7 @@ private:
     UniqueCom<IQSNCallbackFunc> m_spCallback;
     std::string m_strSID;
     std::uint32_t m_nInitialised = 0;
-    std::string m_strAccessToken;  // at most 63 characters
+    SecretText m_strAccessToken;  // at most 63 characters
     int m_nLastCallbackResult = 0;
     std::string m_strStatus;  // the last reported action in words, for a look into a dump
     OrbLogger m_usageLog;

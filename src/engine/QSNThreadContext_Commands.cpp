@@ -75,7 +75,7 @@ constexpr CommandProcedure kGILog{
 template <class Exchange>
 HRESULT QSNThreadContext::RunCommandProcedure(const CommandProcedure& procedure, Exchange&& exchange) {
     if (procedure.usageLogName) m_usageLog.LogA(procedure.usageLogName);
-    if (m_strAccessToken.empty()) return DoCallback(procedure.action, QSN_CALLBACK_NOT_SIGNED_IN, nullptr);
+    if (m_strAccessToken.IsEmpty()) return DoCallback(procedure.action, QSN_CALLBACK_NOT_SIGNED_IN, nullptr);
     if (!IsNetworkAlive()) {
         TraceA("%s", procedure.noNetworkTrace);
         m_usageLog.Log(procedure.noNetworkLog);

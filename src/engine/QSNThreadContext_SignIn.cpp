@@ -15,7 +15,7 @@ std::string QSNThreadContext::GetSignInURL() const {
 HRESULT QSNThreadContext::SignIn(bool bySingleSignOn) {
     const int action = bySingleSignOn ? QSN_ACTION_SSO_SIGNIN_RESULT : QSN_ACTION_SIGNIN_RESULT;
     // Whether the service still accepts the token shows with the first request.
-    if (!m_strAccessToken.empty()) {
+    if (!m_strAccessToken.IsEmpty()) {
         DoCallback(action, QSN_CALLBACK_OK, nullptr);
         return S_OK;
     }
@@ -29,7 +29,7 @@ HRESULT QSNThreadContext::SignOut(bool bySingleSignOn, const std::string& member
     m_usageLog.LogA("SignOut");
     if (!m_nInitialised) return QSN_RETURN_E_NOT_INITIALIZED;
     const int action = bySingleSignOn ? QSN_ACTION_SSO_SIGNOUT_RESULT : QSN_ACTION_SIGNOUT_RESULT;
-    if (m_strAccessToken.empty()) {
+    if (m_strAccessToken.IsEmpty()) {
         DoCallback(action, QSN_CALLBACK_NOT_SIGNED_IN, nullptr);
         return QSN_RETURN_E_NO_TOKEN;
     }
@@ -41,7 +41,7 @@ HRESULT QSNThreadContext::SignOut(bool bySingleSignOn, const std::string& member
         m_usageLog.Log(L"Sign Out: Network not available");
     }
     // Whatever the service made of it: a user who signs out here is signed out here.
-    m_strAccessToken.clear();
+    m_strAccessToken = SecretText();
     DoCallback(action, code, nullptr);
     return S_OK;
 }

@@ -6,6 +6,7 @@
 #include "Utility/DeviceIdentity.h"
 #include "Utility/Text.h"
 #include "Utility/Trace.h"
+#include "Utility/WipeAtEnd.h"
 #include "engine/HttpsClient.h"
 #include "engine/KeyProvider.h"
 #include "engine/MessageAuthentication.h"
@@ -128,6 +129,7 @@ HRESULT QSNThreadContext::RunOnlineOperation(const OnlineOperation& operation, c
     TraceA("%s: GenerateJSONData\n", operation.name);
     std::string strJsonData;
     const HRESULT written = GenerateJSONData(operation.type, text1, text2, &strJsonData);
+    const WipeAtEnd wipeData(strJsonData);
     if (FAILED(written)) return written;
 
     TraceA("%s: CommunicateToServer\n", operation.nameInSendTrace);
@@ -167,7 +169,7 @@ HRESULT QSNThreadContext::RunOnlineOperation(const OnlineOperation& operation, c
 HRESULT QSNThreadContext::GenerateJSONData(RequestType type, const std::string& text1, const std::string& text2,
                                            std::string* strJsonData) {
     RequestValues values;
-    values.accessToken = m_strAccessToken;
+    values.accessToken = m_strAccessToken.Text();
     values.extendData = m_strExtendData;
     values.language = m_strLanguage;
     values.productSID = m_strSID;
@@ -201,8 +203,9 @@ HRESULT QSNThreadContext::CommunicateToServer(const std::string& strJsonData, st
     std::string body;
     std::string token;
     std::string digest;
-    const HRESULT hr = SendHttpsRequest(MakeRequest(serverapi, std::move(headers), strJsonData), m_exchangeGate, &body,
-                                        &token, &digest);
+    HttpRequestInfo request = MakeRequest(serverapi, std::move(headers), strJsonData);
+    const WipeAtEnd wipeBody(request.body);
+    const HRESULT hr = SendHttpsRequest(request, m_exchangeGate, &body, &token, &digest);
     if (hr == E_ABORT) return hr;  // the session is gone, the usage log with it
     if (FAILED(hr)) {
         TraceA("Send http request to server failed hr = %x, %s\n", static_cast<unsigned>(hr), serverapi.c_str());

@@ -7,7 +7,7 @@
 namespace qsn {
 
 HRESULT QSNThreadContext::CheckTokenValidCmdProc(bool singleSignOn) {
-    if (m_strAccessToken.empty()) {
+    if (m_strAccessToken.IsEmpty()) {
         TraceA("CheckTokenValidCmdProc: no user token to check \n");
         return S_FALSE;
     }

@@ -21,13 +21,13 @@ HRESULT QSNTextTask::GetResultString(std::string* text) {
     return S_OK;
 }
 
-SignInTask::SignInTask(std::string token, std::uint32_t bySingleSignOn)
-    : QSNTaskBase("SignInTask::SignInTask"), m_strToken(std::move(token)), m_nBySingleSignOn(bySingleSignOn) {}
+SignInTask::SignInTask(std::string_view token, std::uint32_t bySingleSignOn)
+    : QSNTaskBase("SignInTask::SignInTask"), m_strToken(token), m_nBySingleSignOn(bySingleSignOn) {}
 
 HRESULT SignInTask::RunIn(QSNThreadContext& context) {
     // Silent towards the host, which only ever gets tokens of this length by mistake.
-    if (m_strToken.size() > kMaxAccessTokenLength) return E_INVALIDARG;
-    if (!m_strToken.empty()) context.SetAccessToken(m_strToken);
+    if (m_strToken.Text().size() > kMaxAccessTokenLength) return E_INVALIDARG;
+    if (!m_strToken.IsEmpty()) context.SetAccessToken(m_strToken.Text());
     return context.SignIn(m_nBySingleSignOn != 0);
 }
 

@@ -38,12 +38,12 @@ protected:
 
 class SignInTask final : public QSNTaskBase {
 public:
-    SignInTask(std::string token, std::uint32_t bySingleSignOn);
+    SignInTask(std::string_view token, std::uint32_t bySingleSignOn);
 
 private:
     HRESULT RunIn(QSNThreadContext& context) override;
 
-    std::string m_strToken;
+    SecretText m_strToken;
     std::uint32_t m_nBySingleSignOn;
 };
 
