@@ -78,15 +78,6 @@ TEST_F(QuotaRequest, TheRecordHoldsWhateverComes) {
     }
 }
 
-TEST_F(QuotaRequest, ARefusalNeverEndsTheSession) {
-    for (int result : {1, 101, 107}) {
-        Server().Rules().Times(2, {.result = result});
-        EXPECT_EQ(Query(), result == 1 ? 2 : result);
-        EXPECT_EQ(Log(), result == 1 ? 2 : result);
-        EXPECT_EQ(AccessToken(), kToken);
-    }
-}
-
 struct UnreachableCase {
     const char* name;
     HRESULT (*ask)(IPVSubscription2&);
