@@ -29,6 +29,11 @@ protected:
         EXPECT_TRUE(trace.WaitForLine(end, 10s));
         return trace.Lines();
     }
+    void SignInWithTrace() {
+        m_qsn = Create(m_library);
+        // The timer's thread says its word at any moment.
+        LinesOf([&] { SignIn(); }, "RoutineTimer thread: start");
+    }
     std::vector<std::string> UserInfoLines() {
         char token[64];
         uint32_t length = 0;
@@ -56,8 +61,7 @@ TEST_F(Trace, IsSilentUnlessTheUserSwitchedItOn) {
 
 TEST_F(Trace, ShowsOneUserInfoRequestStepByStep) {
     const DumpSwitch dump(1);
-    m_qsn = Create(m_library);
-    SignIn();
+    SignInWithTrace();
     EXPECT_EQ(UserInfoLines(), (std::vector<std::string>{
                                    "Get User Info\n",
                                    "BaseTask::GetUserInfoTask Created.\n",
@@ -80,8 +84,7 @@ TEST_F(Trace, ShowsOneUserInfoRequestStepByStep) {
 
 TEST_F(Trace, NamesTheFailedCall) {
     const DumpSwitch dump(1);
-    m_qsn = Create(m_library);
-    SignIn();
+    SignInWithTrace();
     TestService::Instance().Server().Rules().Once({.status = 503});
     const auto lines = UserInfoLines();
     const auto has = [&](std::string_view start, std::string_view end) {
