@@ -4,7 +4,6 @@ import contextlib
 import hashlib
 import hmac
 import http.client
-import http.server
 import json
 import pathlib
 import queue
@@ -12,7 +11,6 @@ import re
 import ssl
 import subprocess
 import threading
-import urllib.parse
 
 PASSWORD = "päss & word"
 FILE_TOKEN = "a-token-of-the-file"
@@ -106,31 +104,6 @@ class AccountService(WineProgram):
     def result(self, host, token, request_type="getUserInfo", **options):
         with self.tunnel(host) as connection:
             return self.call(connection, {"requestType": request_type, "accessToken": token}, **options)["result"]
-
-
-class Listener(http.server.ThreadingHTTPServer):
-    """What a host opens on this machine to be told the outcome of a login."""
-
-    class Handler(http.server.BaseHTTPRequestHandler):
-        def do_GET(self):
-            address = urllib.parse.urlsplit(self.path)
-            if address.path == "/signed-in":
-                self.server.answers.put(dict(urllib.parse.parse_qsl(address.query)))
-            self.send_response(200)
-            self.end_headers()
-            self.wfile.write(b"<title>back in the application</title>")
-
-        def log_message(self, *_):
-            pass
-
-    def __init__(self):
-        super().__init__(("127.0.0.1", 0), self.Handler)
-        self.answers = queue.Queue()
-        threading.Thread(target=self.serve_forever, daemon=True).start()
-
-    def __exit__(self, *_):
-        self.shutdown()
-        self.server_close()
 
 
 def openssl(data, *arguments):

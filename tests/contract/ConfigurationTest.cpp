@@ -14,83 +14,76 @@ uint32_t g_zero = 0;
 struct ItemRow {
     int32_t id;
     void* data;
-    HRESULT inside;   // between Init and Uninit
-    HRESULT outside;  // before and after
+    HRESULT withData, withoutData;
+    bool needsInit;  // before Init and after Uninit it is refused
 };
 
-constexpr HRESULT kNotInit = QSN_RETURN_E_NOT_INITIALIZED;
 const ItemRow kItems[] = {
-    {-1, g_text, E_NOTIMPL, E_NOTIMPL},
-    {0, g_text, E_NOTIMPL, E_NOTIMPL},
-    {QSNCFG_SET_LOG_FOLDER, g_text, S_OK, S_OK},
-    {QSNCFG_SET_LOG_FOLDER, nullptr, E_POINTER, E_POINTER},
-    {QSNCFG_SET_LANGUAGE, g_text, S_OK, kNotInit},
-    {QSNCFG_SET_LANGUAGE, nullptr, E_INVALIDARG, kNotInit},
-    {3, g_text, E_NOTIMPL, E_NOTIMPL},
-    {4, g_text, E_NOTIMPL, E_NOTIMPL},
-    {QSNCFG_SET_PLATFORM_INFO, &g_zero, S_OK, kNotInit},
-    {QSNCFG_SET_PLATFORM_INFO, nullptr, S_OK, kNotInit},
-    {QSNCFG_ENABLE_SINGLE_SIGNON, &g_zero, S_OK, kNotInit},
-    {QSNCFG_ENABLE_SINGLE_SIGNON, nullptr, E_INVALIDARG, kNotInit},
-    {QSNCFG_SET_EXTEND_DATA, g_text, S_OK, kNotInit},
-    {QSNCFG_SET_EXTEND_DATA, nullptr, E_INVALIDARG, kNotInit},
-    {QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE, &g_zero, S_OK, kNotInit},
-    {QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE, nullptr, E_INVALIDARG, kNotInit},
-    {QSNCFG_USE_TESTBED, &g_zero, S_OK, kNotInit},
-    {QSNCFG_USE_TESTBED, nullptr, E_INVALIDARG, kNotInit},
-    {QSNCFG_GI_QUERY, nullptr, S_OK, kNotInit},
-    {QSNCFG_GI_LOG, nullptr, S_OK, kNotInit},
-    {QSNCFG_SET_MEMBER_TOKEN, nullptr, S_OK, S_OK},
-    {QSNCFG_SET_REFRESH_TOKEN, nullptr, S_OK, S_OK},
-    {QSNCFG_GET_MEMBER_TOKEN, nullptr, S_OK, S_OK},
-    {QSNCFG_GET_REFRESH_TOKEN, nullptr, S_OK, S_OK},
-    {16, g_text, E_NOTIMPL, E_NOTIMPL},
-    {17, g_text, E_NOTIMPL, E_NOTIMPL},
+    {-1, g_text, E_NOTIMPL, E_NOTIMPL, false},
+    {0, g_text, E_NOTIMPL, E_NOTIMPL, false},
+    {QSNCFG_SET_LOG_FOLDER, g_text, S_OK, E_POINTER, false},
+    {QSNCFG_SET_LANGUAGE, g_text, S_OK, E_INVALIDARG, true},
+    {3, g_text, E_NOTIMPL, E_NOTIMPL, false},
+    {4, g_text, E_NOTIMPL, E_NOTIMPL, false},
+    {QSNCFG_SET_PLATFORM_INFO, &g_zero, S_OK, S_OK, true},
+    {QSNCFG_ENABLE_SINGLE_SIGNON, &g_zero, S_OK, E_INVALIDARG, true},
+    {QSNCFG_SET_EXTEND_DATA, g_text, S_OK, E_INVALIDARG, true},
+    {QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE, &g_zero, S_OK, E_INVALIDARG, true},
+    {QSNCFG_USE_TESTBED, &g_zero, S_OK, E_INVALIDARG, true},
+    {QSNCFG_GI_QUERY, &g_zero, S_OK, S_OK, true},
+    {QSNCFG_GI_LOG, &g_zero, S_OK, S_OK, true},
+    {QSNCFG_SET_MEMBER_TOKEN, g_text, S_OK, S_OK, false},
+    {QSNCFG_SET_REFRESH_TOKEN, g_text, S_OK, S_OK, false},
+    {QSNCFG_GET_MEMBER_TOKEN, g_text, E_INVALIDARG, S_OK, false},
+    {QSNCFG_GET_REFRESH_TOKEN, g_text, E_INVALIDARG, S_OK, false},
+    {16, g_text, E_NOTIMPL, E_NOTIMPL, false},
+    {17, g_text, E_NOTIMPL, E_NOTIMPL, false},
 };
 
 TEST(ConfigurationItems, EachHasItsResultInEachState) {
     RecordingCallback callback;
     const Library library;
     const LibraryObject qsn = Create(library);
-    const auto expectAll = [&](HRESULT ItemRow::*expected, const char* state) {
+    const auto expectAll = [&](bool initialised, const char* state) {
         for (const ItemRow& row : kItems) {
-            uint32_t length = 0;
-            EXPECT_EQ(qsn->Config(row.id, row.data, &length), row.*expected)
-                << "item " << row.id << (row.data ? "" : " without data") << ", " << state;
+            for (void* const data : {row.data, static_cast<void*>(nullptr)}) {
+                uint32_t length = 0;
+                const HRESULT result = data ? row.withData : row.withoutData;
+                EXPECT_EQ(qsn->Config(row.id, data, &length),
+                          row.needsInit && !initialised ? QSN_RETURN_E_NOT_INITIALIZED : result)
+                    << "item " << row.id << (data ? "" : " without data") << ", " << state;
+            }
         }
     };
-    expectAll(&ItemRow::outside, "before Init");
+    expectAll(false, "before Init");
     ASSERT_EQ(qsn->Init(L"SID", &callback), S_OK);
-    expectAll(&ItemRow::inside, "initialised");
+    expectAll(true, "initialised");
     ASSERT_EQ(qsn->Uninit(), S_OK);
-    expectAll(&ItemRow::outside, "after Uninit");
-    EXPECT_EQ(callback.ResultOf(QSN_ACTION_GI_QUERY_RESULT), QSN_CALLBACK_NOT_SIGNED_IN);
-    EXPECT_EQ(callback.ResultOf(QSN_ACTION_GI_LOG_RESULT), QSN_CALLBACK_NOT_SIGNED_IN);
+    expectAll(false, "after Uninit");
+    for (int action : {QSN_ACTION_GI_QUERY_RESULT, QSN_ACTION_GI_LOG_RESULT}) {
+        EXPECT_EQ(callback.ResultOf(action), QSN_CALLBACK_NOT_SIGNED_IN);
+    }
 }
 
 // What the system answers when it is asked for the machine's name.
 class MachineName {
 public:
-    explicit MachineName(const std::wstring& name) : m_former(Read()) { Write(name); }
+    explicit MachineName(const wchar_t* name) {
+        GetComputerNameW(m_former, &m_size);
+        Write(name);
+    }
     MachineName(const MachineName&) = delete;
     MachineName& operator=(const MachineName&) = delete;
     ~MachineName() { Write(m_former); }
 
 private:
-    static constexpr wchar_t kKey[] = L"System\\CurrentControlSet\\Control\\ComputerName\\ActiveComputerName";
-
-    static std::wstring Read() {
-        wchar_t name[MAX_COMPUTERNAME_LENGTH + 1] = {};
-        DWORD size = MAX_COMPUTERNAME_LENGTH + 1;
-        GetComputerNameW(name, &size);
-        return name;
-    }
-    static void Write(const std::wstring& name) {
-        RegSetKeyValueW(HKEY_LOCAL_MACHINE, kKey, L"ComputerName", REG_SZ, name.c_str(),
-                        static_cast<DWORD>((name.size() + 1) * sizeof(wchar_t)));
+    static void Write(const wchar_t* name) {
+        RegSetKeyValueW(HKEY_LOCAL_MACHINE, L"System\\CurrentControlSet\\Control\\ComputerName\\ActiveComputerName",
+                        L"ComputerName", REG_SZ, name, static_cast<DWORD>((wcslen(name) + 1) * sizeof(wchar_t)));
     }
 
-    std::wstring m_former;
+    wchar_t m_former[MAX_COMPUTERNAME_LENGTH + 1] = {};
+    DWORD m_size = MAX_COMPUTERNAME_LENGTH + 1;
 };
 
 class ConfiguredRequest : public SessionTest {

@@ -102,10 +102,18 @@ TEST_F(MemberToken, SurvivesARotatedKeyPair) {
     EXPECT_TRUE(IsRenewed());
 }
 
-TEST_F(MemberToken, WithoutOneTheMemberServiceIsNotAsked) {
+TEST_F(MemberToken, GoesToTheSiteThatTheHostHasChosen) {
+    uint32_t staging = 1;
+    ASSERT_EQ(m_qsn->Config(QSNCFG_USE_TESTBED, &staging, nullptr), S_OK);
+    SignIn(kStagingToken);
     EXPECT_EQ(ListResult(), QSN_CALLBACK_SERVER_RESULT_102);
-    EXPECT_EQ(Requests(), Types{"getProductListV2"});
+    EXPECT_EQ(Requests(), Types{"getProductListV2"}) << "without a member token the member service is not asked";
     EXPECT_NE(m_requests[0].body.find("\"memberToken\":\"\""), std::string::npos);
+    HoldTokenFor(1s);
+    ListResult();
+    Requests();
+    EXPECT_EQ(m_requests[0].host, "member-staging.quillfern.example");
+    EXPECT_EQ(m_requests.back().host, "account-staging.quillfern.example");
 }
 
 TEST_F(MemberToken, WithoutAnIdentifierTheUserIsAskedFor) {
@@ -154,13 +162,13 @@ INSTANTIATE_TEST_SUITE_P(
     All, RefusedRenewal,
     testing::Values(RefreshFault{"noStatus", "memberRefresh", Body("{}")},
                     RefreshFault{"noJson", "memberRefresh", Body("<html>")},
-                    RefreshFault{"refused", "memberRefresh", Body(R"({"status":"FAILED"})")},
+                    RefreshFault{"refused", "memberRefresh", Body(R"({"status":"FAILED","info":"AAAA"})")},
+                    RefreshFault{"noText", "memberRefresh", Body(R"({"status":"SUCCESS","info":{}})")},
                     RefreshFault{"shorterThanATag", "memberRefresh", Body(R"({"status":"SUCCESS","info":"AAAAAAAA"})")},
                     RefreshFault{"noBase64", "memberRefresh", Body(R"({"status":"SUCCESS","info":"%%%%"})")},
                     RefreshFault{"alteredTag", "memberRefresh", {.spoilMemberTag = true}},
                     RefreshFault{"secretNoJson", "memberRefresh", Secret("memberToken")},
                     RefreshFault{"secretWithoutToken", "memberRefresh", Secret("{}")},
-                    RefreshFault{"secretEmptyToken", "memberRefresh", Secret(R"({"memberToken":""})")},
                     RefreshFault{"httpStatus", "memberRefresh", {.status = 500}},
                     RefreshFault{"garbageKey", "memberInit",
                                  Body(R"({"status":"SUCCESS","info":{"public_key":"garbage","id":1}})")},

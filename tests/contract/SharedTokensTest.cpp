@@ -4,6 +4,7 @@
 #include <string>
 
 #include "support/Fakes.h"
+#include "support/ProcessState.h"
 #include "support/SessionTest.h"
 #include "support/SharedValues.h"
 
@@ -109,12 +110,14 @@ TEST_F(SharedTokens, SignInWithoutATokenTakesTheSharedOne) {
     EXPECT_EQ(SharedValues::Read("SSO")->data, asWritten) << "it is not written back";
 }
 
-TEST_F(SharedTokens, SwitchingNeedsInitAndAValue) {
-    EXPECT_EQ(m_qsn->Config(QSNCFG_ENABLE_SINGLE_SIGNON, nullptr, nullptr), E_INVALIDARG);
-    EXPECT_EQ(EnableSingleSignOn(0), S_OK) << "although nothing was started";
-    ASSERT_EQ(m_qsn->Uninit(), S_OK);
-    EXPECT_EQ(EnableSingleSignOn(1), QSN_RETURN_E_NOT_INITIALIZED);
-    EXPECT_EQ(m_qsn->Config(QSNCFG_ENABLE_SINGLE_SIGNON, nullptr, nullptr), QSN_RETURN_E_NOT_INITIALIZED);
+TEST_F(SharedTokens, ASignOutElsewhereTakesTheOtherTokensAlong) {
+    ASSERT_EQ(EnableSingleSignOn(1), S_OK);
+    SignIn();
+    for (const char* name : {"mTok", "rTok"}) SharedValues::WriteProtected(name, "x");
+    SharedValues::Delete("SSO");
+    EXPECT_TRUE(m_callback.WaitFor(QSN_ACTION_SSO_SIGNOUT_RESULT));
+    EXPECT_EQ(AccessToken(), "");
+    EXPECT_TRUE(Eventually([] { return !SharedValues::Has("mTok") && !SharedValues::Has("rTok"); }));
 }
 
 struct TokenItems {

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 
 #include "support/DumpSwitch.h"
 #include "support/SessionTest.h"
@@ -11,82 +12,81 @@ namespace {
 using namespace std::chrono_literals;
 using namespace qsn::test;
 
-void FetchUserInfo(IPVSubscription2& qsn, RecordingCallback& callback) {
-    ASSERT_EQ(qsn.Init(L"SID", &callback), S_OK);
-    ASSERT_EQ(qsn.SignIn(kToken), S_OK);
-    ASSERT_EQ(qsn.GetUserInfo(), S_OK);
-    ASSERT_EQ(callback.ResultOf(QSN_ACTION_GET_USERINFO_RESULT), QSN_CALLBACK_OK);
-}
-
-// Returns when the worker has let go of every task, so that their last lines are not mistaken for a later request's.
-void LetTheWorkerSettle(IPVSubscription2& qsn) {
-    const TraceCapture trace;
-    char token[64];
-    uint32_t length = 0;
-    ASSERT_EQ(qsn.GetAccessToken(token, sizeof(token), &length), S_OK);
-    ASSERT_TRUE(trace.WaitForLine("BaseTask::GetAccTokenTask Destroyed.\n", 10s));
-}
-
 // The switch is the process's and never goes back, but it goes with the DLL.
 class Trace : public testing::Test {
 protected:
     Trace() { TestService::Instance().Reset(); }
 
+    void SignIn() {
+        ASSERT_EQ(m_qsn->Init(L"SID", &m_callback), S_OK);
+        ASSERT_EQ(m_qsn->SignIn(kToken), S_OK);
+        ASSERT_EQ(m_callback.ResultOf(QSN_ACTION_SIGNIN_RESULT), QSN_CALLBACK_OK);
+    }
+    // All lines of one request, from its first to the last word of its task; `end` ends what went before.
+    static std::vector<std::string> LinesOf(const std::function<void()>& act, const char* end) {
+        const TraceCapture trace;
+        act();
+        EXPECT_TRUE(trace.WaitForLine(end, 10s));
+        return trace.Lines();
+    }
+    void SignInWithTrace() {
+        m_qsn = Create(m_library);
+        // The timer's thread says its word at any moment.
+        LinesOf([&] { SignIn(); }, "RoutineTimer thread: start");
+    }
+    std::vector<std::string> UserInfoLines() {
+        char token[64];
+        uint32_t length = 0;
+        LinesOf([&] { m_qsn->GetAccessToken(token, sizeof(token), &length); },
+                "BaseTask::GetAccTokenTask Destroyed.\n");
+        return LinesOf([&] { m_qsn->GetUserInfo(); }, "BaseTask::GetUserInfoTask Destroyed.\n");
+    }
+
     RecordingCallback m_callback;
     Library m_library;
+    LibraryObject m_qsn;
 };
 
 TEST_F(Trace, IsSilentUnlessTheUserSwitchedItOn) {
     for (int value : {DumpSwitch::kAbsent, 0}) {
         const DumpSwitch dump(value);
         const TraceCapture trace;
-        const LibraryObject qsn = Create(m_library);
-        FetchUserInfo(*qsn, m_callback);
+        m_qsn = Create(m_library);
+        SignIn();
         const DumpSwitch late(1);
-        qsn->Uninit();
+        m_qsn->Uninit();
         EXPECT_EQ(trace.Lines(), std::vector<std::string>{}) << value;
     }
 }
 
 TEST_F(Trace, ShowsOneUserInfoRequestStepByStep) {
     const DumpSwitch dump(1);
-    const LibraryObject qsn = Create(m_library);
-    FetchUserInfo(*qsn, m_callback);
-    LetTheWorkerSettle(*qsn);
-
-    const TraceCapture trace;
-    ASSERT_EQ(qsn->GetUserInfo(), S_OK);
-    ASSERT_TRUE(trace.WaitForLine("BaseTask::GetUserInfoTask Destroyed.\n", 10s));
-    EXPECT_EQ(trace.Lines(), (std::vector<std::string>{
-                                 "Get User Info\n",
-                                 "BaseTask::GetUserInfoTask Created.\n",
-                                 "GetUserInfoCmdProc: start online to get user info \n",
-                                 "OnlineGetUserInfo\n",
-                                 "OnlineGetUserInfo: GenerateJSONData\n",
-                                 "OnlineGetUserInfo: CommunicateToServer\n",
-                                 "Start to communicate to Server\n",
-                                 "Send data to Server\n",
-                                 "Verify digest from Server\n",
-                                 "Verify result = 0\n",
-                                 "GetUserInfo, Server result = 0\n",
-                                 "ServerResult2HRESULT return hr = 0\n",
-                                 "OnlineGetUserInfo return hr = 0\n",
-                                 "DoCallback: action = 4\n",
-                                 "BaseTask::GetUserInfoTask Completed.\n",
-                                 "BaseTask::GetUserInfoTask Destroyed.\n",
-                             }));
+    SignInWithTrace();
+    EXPECT_EQ(UserInfoLines(), (std::vector<std::string>{
+                                   "Get User Info\n",
+                                   "BaseTask::GetUserInfoTask Created.\n",
+                                   "GetUserInfoCmdProc: start online to get user info \n",
+                                   "OnlineGetUserInfo\n",
+                                   "OnlineGetUserInfo: GenerateJSONData\n",
+                                   "OnlineGetUserInfo: CommunicateToServer\n",
+                                   "Start to communicate to Server\n",
+                                   "Send data to Server\n",
+                                   "Verify digest from Server\n",
+                                   "Verify result = 0\n",
+                                   "GetUserInfo, Server result = 0\n",
+                                   "ServerResult2HRESULT return hr = 0\n",
+                                   "OnlineGetUserInfo return hr = 0\n",
+                                   "DoCallback: action = 4\n",
+                                   "BaseTask::GetUserInfoTask Completed.\n",
+                                   "BaseTask::GetUserInfoTask Destroyed.\n",
+                               }));
 }
 
 TEST_F(Trace, NamesTheFailedCall) {
     const DumpSwitch dump(1);
-    const LibraryObject qsn = Create(m_library);
-    FetchUserInfo(*qsn, m_callback);
-    LetTheWorkerSettle(*qsn);
+    SignInWithTrace();
     TestService::Instance().Server().Rules().Once({.status = 503});
-    const TraceCapture trace;
-    ASSERT_EQ(qsn->GetUserInfo(), S_OK);
-    ASSERT_TRUE(trace.WaitForLine("BaseTask::GetUserInfoTask Destroyed.\n", 10s));
-    const auto lines = trace.Lines();
+    const auto lines = UserInfoLines();
     const auto has = [&](std::string_view start, std::string_view end) {
         return std::ranges::any_of(lines, [&](const auto& l) { return l.starts_with(start) && l.ends_with(end); });
     };
@@ -94,36 +94,6 @@ TEST_F(Trace, NamesTheFailedCall) {
     EXPECT_TRUE(has("Send http request to server failed hr = 80004005, https://account.quillfern.example/", "\n"));
     EXPECT_TRUE(has("FAILED: 0x80004005 @ QSNThreadContext_ToServer:",
                     " CommunicateToServer(strJsonData, &strServerResponse, &strToken, &strDigest, serverapi)\n"));
-}
-
-TEST_F(Trace, CoversTheLifeOfTheObject) {
-    const DumpSwitch dump(1);
-    LibraryObject qsn = Create(m_library);
-    const TraceCapture trace;
-    ASSERT_EQ(qsn->Init(L"SID", &m_callback), S_OK);
-    ASSERT_EQ(qsn->Uninit(), S_OK);
-    qsn.reset();
-    auto lines = trace.Lines();
-    for (std::string& line : lines) {
-        // The worker's own two lines carry its thread id.
-        const std::size_t id = line.find("[0x");
-        if (id != std::string::npos) line.replace(id, 12, "[]");
-    }
-    const auto position = [&](std::string_view line) { return std::ranges::find(lines, line) - lines.begin(); };
-    const char* const order[] = {
-        "QSN Init \n",
-        "ThreadCtx::QSNThreadContext Created.\n",
-        "BaseThread::BaseTaskQueue<class QSNThreadContext>::BaseTaskQueue",
-        "BaseThread::MainThread<class QSNThreadContext>::MainThread",
-        "BaseThread::MainThread<class QSNThreadContext>::ThreadProc[]: start",
-        "BaseThread::MainThread<class QSNThreadContext>::ThreadProc[]: quit",
-        "BaseThread::MainThread<class QSNThreadContext>::~MainThread",
-        "ThreadCtx::QSNThreadContext Destroyed.\n",
-    };
-    for (std::size_t i = 1; i < std::size(order); ++i)
-        EXPECT_LT(position(order[i - 1]), position(order[i])) << order[i];
-    EXPECT_LT(position(order[std::size(order) - 1]), std::ssize(lines));
-    EXPECT_LT(position("Uninit\n"), position("Stop!!\n"));
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 
 #include "support/Fakes.h"
 #include "support/SessionTest.h"
@@ -79,23 +81,33 @@ TEST_F(UsageLog, TellsWhatWentWrong) {
     EXPECT_EQ(added([&] { network.SetAlive(false); }), L"Log QSN1.0 Get UesrInfo: Network not available\n");
 }
 
-TEST_F(UsageLog, IsTakenFromTheFolderThatTheHostNames) {
-    wchar_t temp[MAX_PATH] = {};
-    GetTempPathW(MAX_PATH, temp);
-    std::wstring folder = temp + std::wstring(L"UsageLogTest");
-    const std::wstring module = folder + L"\\Orb.dll";
-    CreateDirectoryW(folder.c_str(), nullptr);
+TEST_F(UsageLog, IsTakenFromTheFolderThatTheHostNamesIfThereIsOneToTake) {
+    const auto folder = std::filesystem::temp_directory_path() / "UsageLogTest";
+    const std::filesystem::path module = folder / "Orb.dll";
+    std::filesystem::create_directory(folder);
+    const auto oneSession = [&] {
+        const LibraryObject qsn = Create(m_library);
+        EXPECT_EQ(qsn->Config(QSNCFG_SET_LOG_FOLDER, folder.wstring().data(), nullptr), S_OK);
+        EXPECT_EQ(qsn->Init(L"SID", &m_callback), S_OK);
+        EXPECT_EQ(UserInfoResult(*qsn), QSN_CALLBACK_NOT_SIGNED_IN);
+    };
+    oneSession();
+    EXPECT_TRUE(m_orb.Record().ends_with(L"Log QSN1.0 GetUserInfo\nLog QSN1.0 QSN Uninit\nUninit 0\n"));
+    m_orb.Reset();
     CopyFileW(m_orb.Path().c_str(), module.c_str(), FALSE);
     {
         const FakeOrb other(module);
-        const LibraryObject qsn = Create(m_library);
-        ASSERT_EQ(qsn->Config(QSNCFG_SET_LOG_FOLDER, folder.data(), nullptr), S_OK);
-        ASSERT_EQ(qsn->Init(L"SID", &m_callback), S_OK);
+        oneSession();
         EXPECT_TRUE(other.Record().starts_with(L"Init "));
-        EXPECT_EQ(m_orb.Record(), L"");
     }
-    DeleteFileW(module.c_str());
-    RemoveDirectoryW(folder.c_str());
+    // A module of another kind, and a file that is none.
+    CopyFileW(FakeNetwork().Path().c_str(), module.c_str(), FALSE);
+    oneSession();
+    std::ofstream(module).flush();
+    oneSession();
+    EXPECT_EQ(m_orb.Record(), L"");
+    EXPECT_EQ(GetModuleHandleW(module.c_str()), nullptr) << "freed at the end";
+    std::filesystem::remove_all(folder);
 }
 
 TEST_F(UsageLog, EndsOnceEvenWithoutUninit) {

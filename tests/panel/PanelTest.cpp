@@ -54,6 +54,13 @@ protected:
         for (int id : {IDC_MENU, IDC_REFRESH, IDC_SIGN_OUT}) EXPECT_FALSE(panel.IsEnabled(id)) << id;
     }
 
+    static void RefreshUnder(const service::ReplyChange& change, const PanelProcess& panel) {
+        s_server->TakeRequests();
+        Rules().Once(change);
+        panel.Press(IDC_REFRESH);
+        ASSERT_TRUE(s_server->WaitForRequests(1, 20s));
+    }
+
     static inline std::unique_ptr<service::AccountServer> s_server;
     static inline std::unique_ptr<service::UserConfiguration> s_configuration;
     SharedValues m_shared;
@@ -107,9 +114,7 @@ TEST_F(AccountPanel, ShowsTheAccountOfWhoSignsInInTheBrowser) {
     EXPECT_NE(Browse(redirection + Parameter(address, L"state")).find("You are signed in."), std::string::npos);
     ExpectAda(panel);
 
-    service::ReplyChange withMessage;
-    withMessage.additionalMessage = "Fern Studio 12.4 is here: \xE2\x80\x9CMeadow\xE2\x80\x9D";
-    Rules().Once(withMessage);
+    Rules().Once({.additionalMessage = "Fern Studio 12.4 is here: \xE2\x80\x9CMeadow\xE2\x80\x9D"});
     panel.Type(VK_F5);
     ASSERT_TRUE(Eventually([&] { return panel.News() == 1; }));
     EXPECT_NE(panel.LatestNews().find(L"Fern Studio 12.4 is here: \u201CMeadow\u201D"), std::wstring::npos);
@@ -171,13 +176,7 @@ TEST_F(AccountPanel, AnswersWhileTheServiceIsSlow) {
     const PanelProcess panel(L"--token demo-token-ada");
     ASSERT_TRUE(panel.Window());
     ExpectAda(panel);
-
-    s_server->TakeRequests();
-    service::ReplyChange late;
-    late.delay = 3s;
-    Rules().Once(late);
-    panel.Press(IDC_REFRESH);
-    ASSERT_TRUE(s_server->WaitForRequests(1, 20s));
+    RefreshUnder({.delay = 3s}, panel);
     int answers = 0;
     const ULONGLONG start = GetTickCount64();
     // For less than the service keeps the reply to itself.
@@ -213,12 +212,7 @@ TEST_F(AccountPanel, EndsWhileARequestRuns) {
     const PanelProcess panel(L"--token demo-token-ada");
     ASSERT_TRUE(panel.Window());
     ExpectAda(panel);
-    s_server->TakeRequests();
-    service::ReplyChange silent;
-    silent.neverReply = true;
-    Rules().Always(silent);
-    panel.Press(IDC_REFRESH);
-    ASSERT_TRUE(s_server->WaitForRequests(1, 20s));
+    RefreshUnder({.neverReply = true}, panel);
     EXPECT_EQ(panel.Close(8000), 0u);
 }
 

@@ -1,8 +1,6 @@
 #pragma once
 
-#include <windows.h>
-
-#include <optional>
+#include "support/SharedValues.h"
 
 namespace qsn::test {
 
@@ -12,30 +10,20 @@ public:
     static constexpr int kAbsent = -1;
 
     explicit DumpSwitch(int value) {
-        DWORD old = 0;
-        DWORD size = sizeof(old);
-        if (RegGetValueW(HKEY_CURRENT_USER, kKey, kName, RRF_RT_REG_DWORD, nullptr, &old, &size) == ERROR_SUCCESS) {
-            m_old = old;
-        }
-        Set(value == kAbsent ? std::nullopt : std::optional(static_cast<DWORD>(value)));
+        SharedValues::Delete(kName);
+        if (value != kAbsent) SharedValues::Write(kName, {reinterpret_cast<char*>(&value), sizeof(value)}, REG_DWORD);
     }
     DumpSwitch(const DumpSwitch&) = delete;
     DumpSwitch& operator=(const DumpSwitch&) = delete;
-    ~DumpSwitch() { Set(m_old); }
-
-private:
-    static constexpr wchar_t kKey[] = L"Software\\Quillfern\\QSN";
-    static constexpr wchar_t kName[] = L"DumpQSN";
-
-    static void Set(std::optional<DWORD> value) {
-        if (value) {
-            RegSetKeyValueW(HKEY_CURRENT_USER, kKey, kName, REG_DWORD, &*value, sizeof(*value));
-        } else {
-            RegDeleteKeyValueW(HKEY_CURRENT_USER, kKey, kName);
-        }
+    ~DumpSwitch() {
+        SharedValues::Delete(kName);
+        if (m_old) SharedValues::Write(kName, m_old->data, m_old->type);
     }
 
-    std::optional<DWORD> m_old;
+private:
+    static constexpr char kName[] = "DumpQSN";
+
+    std::optional<SharedValues::Raw> m_old = SharedValues::Read(kName);
 };
 
 }  // namespace qsn::test

@@ -30,12 +30,21 @@ std::string DecodeLines(std::string_view text) {
     return {bytes, bytes + length};
 }
 
-TEST(Base64Lines, Vectors) {
+TEST(Base64, VectorsInLinesAndOnASingleLine) {
     EXPECT_EQ("", EncodeLines({}));
     for (const auto& v : kVectors) {
         EXPECT_EQ(v.encoded, EncodeLines(Bytes(v.plain)));
         EXPECT_EQ(v.plain, DecodeLines(v.encoded));
+        std::string encoded;
+        std::vector<std::uint8_t> decoded;
+        EXPECT_EQ(S_OK, Base64Encode(Bytes(v.plain), &encoded));
+        EXPECT_EQ(v.encoded, encoded);
+        EXPECT_EQ(S_OK, Base64Decode(v.encoded, &decoded));
+        EXPECT_EQ(Bytes(v.plain), decoded);
     }
+    std::string encoded;
+    EXPECT_EQ(S_OK, Base64Encode(std::vector<std::uint8_t>(300), &encoded));
+    EXPECT_EQ(std::string(400, 'A'), encoded);
 }
 
 TEST(Base64Lines, BreaksBetweenLinesOnly) {
@@ -74,20 +83,6 @@ TEST(Base64Lines, DecodingReportsTheLengthThatDoesNotFit) {
     EXPECT_EQ(0, Base64DecodeLines("Zm9vYmFy", nullptr, &length));
     EXPECT_EQ(1, Base64DecodeLines("Zm9vYmFy", bytes, &length));
     EXPECT_EQ('r', bytes[5]);
-}
-
-TEST(Base64, VectorsOnASingleLine) {
-    for (const auto& v : kVectors) {
-        std::string encoded;
-        std::vector<std::uint8_t> decoded;
-        EXPECT_EQ(S_OK, Base64Encode(Bytes(v.plain), &encoded));
-        EXPECT_EQ(v.encoded, encoded);
-        EXPECT_EQ(S_OK, Base64Decode(v.encoded, &decoded));
-        EXPECT_EQ(Bytes(v.plain), decoded);
-    }
-    std::string encoded;
-    EXPECT_EQ(S_OK, Base64Encode(std::vector<std::uint8_t>(300), &encoded));
-    EXPECT_EQ(std::string(400, 'A'), encoded);
 }
 
 TEST(Base64, DecodingReadsNoFurtherThanItsText) {

@@ -56,15 +56,5 @@ TEST(Json, MembersOfAnyTypeReadAsTextOrNumberOrAsMissing) {
     }
 }
 
-TEST(Json, OnlyObjectsHaveMembers) {
-    for (const char* const text : {"[1]", "\"m\"", "7", "null", "{}"}) {
-        const Json::Value root = Parsed(text);
-        EXPECT_TRUE(JsonMember(root, "m").isNull()) << text;
-        EXPECT_EQ("", JsonText(root, "m")) << text;
-        EXPECT_EQ(0, JsonInt(root, "m")) << text;
-    }
-    EXPECT_EQ(2, JsonInt(JsonMember(Parsed("{\"m\":{\"n\":2}}"), "m"), "n"));
-}
-
 }  // namespace
 }  // namespace qsn::test

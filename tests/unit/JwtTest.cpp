@@ -1,21 +1,27 @@
 #include "Utility/Jwt.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
-#include "SwitchedOnTrace.h"
 #include "Utility/Base64.h"
 
 namespace qsn::test {
 namespace {
-
-using testing::ElementsAre;
 
 TEST(Jwt, DecodesTheSecondPart) {
     const struct {
         const char* token;
         const char* payload;
     } cases[] = {
-        {"x.eyJhIjoxfQ.y", R"({"a":1})"}, {".eyJhIjoxfQ.", R"({"a":1})"}, {"x.Zm9vYmE.y.z", "fooba"}, {"x..y", ""}};
+        // RFC 7519, section 3.1.
+        {"eyJ0eXAiOiJKV1QiLA0KICJhbGciOiJIUzI1NiJ9."
+         "eyJpc3MiOiJqb2UiLA0KICJleHAiOjEzMDA4MTkzODAsDQogImh0dHA6Ly9leGFtcGxlLmNvbS9pc19yb290Ijp0cnVlfQ."
+         "dBjftJeZ4CVP-mB92K27uhbUJU1p1r_wW1gFWFOEjXk",
+         "{\"iss\":\"joe\",\r\n \"exp\":1300819380,\r\n \"http://example.com/is_root\":true}"},
+        {"x.eyJhIjoxfQ.y", R"({"a":1})"},
+        {".eyJhIjoxfQ.", R"({"a":1})"},
+        {"x.Zm9vYmE.y.z", "fooba"},
+        {"x..y", ""},
+    };
     for (const auto& c : cases) {
         std::string payload = "old";
         EXPECT_EQ(S_OK, DecodeJWT(c.token, &payload)) << c.token;
@@ -25,10 +31,8 @@ TEST(Jwt, DecodesTheSecondPart) {
 
 TEST(Jwt, RefusesFewerThanTwoDots) {
     for (const char* const token : {"", "x", "x.eyJhIjoxfQ", "."}) {
-        const SwitchedOnTrace trace;
         std::string payload;
         EXPECT_EQ(E_FAIL, DecodeJWT(token, &payload)) << token;
-        EXPECT_THAT(trace.Lines(), ElementsAre("DecodeJWT\n", "[ERR] Invalid JWT format"));
     }
 }
 
@@ -49,14 +53,4 @@ TEST(Jwt, DoesNotKnowTheUrlSafeAlphabet) {
 }
 
 }  // namespace
-TEST(Jwt, ReadsTheExampleOfRfc7519) {
-    const std::string token =
-        "eyJ0eXAiOiJKV1QiLA0KICJhbGciOiJIUzI1NiJ9."
-        "eyJpc3MiOiJqb2UiLA0KICJleHAiOjEzMDA4MTkzODAsDQogImh0dHA6Ly9leGFtcGxlLmNvbS9pc19yb290Ijp0cnVlfQ."
-        "dBjftJeZ4CVP-mB92K27uhbUJU1p1r_wW1gFWFOEjXk";
-    std::string payload;
-    ASSERT_EQ(qsn::DecodeJWT(token, &payload), S_OK);
-    EXPECT_EQ(payload, "{\"iss\":\"joe\",\r\n \"exp\":1300819380,\r\n \"http://example.com/is_root\":true}");
-}
-
 }  // namespace qsn::test

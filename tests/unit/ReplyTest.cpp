@@ -3,46 +3,12 @@
 #include <gtest/gtest.h>
 
 #include "Utility/Json.h"
-#include "engine/ResultCodes.h"
 
 namespace {
 
-using qsn::ReplyEnvelope;
 using qsn::ReplyPayload;
 using qsn::RequestType;
 using qsn::UniqueCom;
-
-TEST(ReplyEnvelope, IsReadOrRefused) {
-    const std::string tooDeep = R"({"result":0,"data":)" + std::string(100000, '[');
-    struct {
-        std::string reply;
-        HRESULT expected;
-        int result;
-        const char* message;
-    } const cases[] = {
-        {R"({"result":0})", S_OK, 0, ""},
-        {R"({"result":3,"additionalMessage":"hello"})", S_OK, 3, "hello"},
-        {R"({"result":0,"additionalMessage":{"a":1}})", S_OK, 0, ""},
-        {"", E_INVALIDARG, 0, ""},
-        {"not JSON", E_INVALIDARG, 0, ""},
-        {R"({"result":0)", E_INVALIDARG, 0, ""},
-        {tooDeep, E_INVALIDARG, 0, ""},
-        {"{}", qsn::kReplyWithoutResult, 0, ""},
-        {"[]", qsn::kReplyWithoutResult, 0, ""},
-        {"7", qsn::kReplyWithoutResult, 0, ""},
-        {"null", qsn::kReplyWithoutResult, 0, ""},
-        {R"({"result":"zero"})", qsn::kReplyWithoutResult, 0, ""},
-        {R"({"result":[0]})", qsn::kReplyWithoutResult, 0, ""},
-        {R"({"result":99999999999})", qsn::kReplyWithoutResult, 0, ""},
-    };
-    for (const auto& each : cases) {
-        ReplyEnvelope envelope;
-        const std::string shown = each.reply.substr(0, 60);
-        EXPECT_EQ(qsn::ReadEnvelope(each.reply, &envelope), each.expected) << shown;
-        EXPECT_EQ(envelope.result, each.result) << shown;
-        EXPECT_EQ(envelope.additionalMessage, each.message) << shown;
-    }
-}
 
 ReplyPayload ReadUser(const char* data) {
     Json::Value value;
@@ -70,30 +36,15 @@ UniqueCom<IQSNDataSet> Item(IQSNList& list, uint32_t index) {
     return item;
 }
 
-TEST(UserInfoPayload, FillsTheObjects) {
-    const ReplyPayload payload = ReadUser(R"({"userID":"42","userName":"Ada \u00e4","userEmail":"ada@example.org",
-        "userMenu":[{"item":"A","url":"https://a"},{"item":"B","url":"https://b"}]})");
-    EXPECT_EQ(payload.userID, "42");
-    EXPECT_EQ(Text(*payload.userInfo, QSN_USER_ID), "42");
-    EXPECT_EQ(Text(*payload.userInfo, QSN_USER_NAME), "Ada \xc3\xa4");
-    EXPECT_EQ(Text(*payload.userInfo, QSN_USER_EMAIL), "ada@example.org");
-    const auto menu = Menu(payload);
-    ASSERT_EQ(menu->GetCount(), 2u);
-    EXPECT_EQ(Text(*Item(*menu, 0), QSN_MENU_ITEM), "A");
-    EXPECT_EQ(Text(*Item(*menu, 1), QSN_MENU_URL), "https://b");
-}
-
 TEST(UserInfoPayload, WrongTypesReadLikeMissingMembers) {
-    struct {
+    const struct {
         const char* data;
         uint32_t menuCount;
-    } const cases[] = {
+    } cases[] = {
         {"null", 0},
-        {"[1,2]", 0},
         {R"("text")", 0},
         {R"({"userID":{},"userName":[],"userEmail":null})", 0},
         {R"({"userMenu":{"item":"A"}})", 0},
-        {R"({"userMenu":"A"})", 0},
         {R"({"userMenu":[1,null,[],{"item":{},"url":[]}]})", 4},
     };
     for (const auto& each : cases) {
@@ -103,46 +54,6 @@ TEST(UserInfoPayload, WrongTypesReadLikeMissingMembers) {
         ASSERT_EQ(menu->GetCount(), each.menuCount) << each.data;
         for (uint32_t i = 0; i < each.menuCount; ++i) EXPECT_EQ(Text(*Item(*menu, i), QSN_MENU_ITEM), "");
     }
-}
-
-TEST(ReplyPayload, IsReadForTheTypesThatHaveOne) {
-    ReplyPayload payload;
-    EXPECT_EQ(qsn::ReadPayload(RequestType::kSignOut, Json::Value(), &payload), S_OK);
-    EXPECT_EQ(qsn::ReadPayload(RequestType::kLogGIQuota, Json::Value(), &payload), S_OK);
-    EXPECT_EQ(qsn::ReadPayload(RequestType::kInitMemberAuth, Json::Value(), &payload), E_NOTIMPL);
-    EXPECT_EQ(payload.userInfo, nullptr);
-    EXPECT_EQ(payload.productList, nullptr);
-}
-
-TEST(ReplyPayload, DependsOnTheTypeForNullLists) {
-    for (RequestType type : {RequestType::kGetProductList, RequestType::kGetProductListV2}) {
-        ReplyPayload payload;
-        EXPECT_EQ(qsn::ReadPayload(type, Json::Value(), &payload), S_OK);
-        EXPECT_EQ(payload.productList != nullptr, type == RequestType::kGetProductList);
-    }
-}
-
-TEST(ReplyPayload, TheTimeOfTheNextCheckComesWithAnyReply) {
-    struct {
-        const char* data;
-        int expected;
-    } const cases[] = {
-        {R"({"nextVerifyTime":3600})", 3600},
-        {R"({"nextVerifyTime":"x"})", 0},
-        {R"({"nextVerifyTime":99999999999})", 0},
-    };
-    for (const auto& each : cases) {
-        Json::Value data;
-        ASSERT_TRUE(qsn::ParseJson(each.data, &data));
-        for (RequestType type : {RequestType::kVerifyToken, RequestType::kGetUserInfo, RequestType::kQueryGIQuota}) {
-            ReplyPayload payload;
-            EXPECT_EQ(qsn::ReadPayload(type, data, &payload), S_OK);
-            EXPECT_EQ(payload.nextVerifyTime, each.expected) << each.data;
-        }
-    }
-    ReplyPayload payload;
-    EXPECT_EQ(qsn::ReadPayload(RequestType::kVerifyToken, Json::Value(Json::arrayValue), &payload), S_OK);
-    EXPECT_FALSE(payload.nextVerifyTime);
 }
 
 TEST(ResultObjects, FollowTheRulesOfCom) {
@@ -168,14 +79,13 @@ TEST(ResultObjects, FollowTheRulesOfCom) {
         UniqueCom<IUnknown> identity;
         ASSERT_EQ(each.object->QueryInterface(IID_IUnknown, qsn::Out(identity)), S_OK);
         for (const IID& from : each.interfaces) {
-            UniqueCom<IUnknown> start;
+            UniqueCom<IUnknown> start, back;
             ASSERT_EQ(each.object->QueryInterface(from, qsn::Out(start)), S_OK);
+            ASSERT_EQ(start->QueryInterface(IID_IUnknown, qsn::Out(back)), S_OK);
+            EXPECT_EQ(back.get(), identity.get());
             for (const IID& to : each.interfaces) {
                 UniqueCom<IUnknown> target;
-                ASSERT_EQ(start->QueryInterface(to, qsn::Out(target)), S_OK);
-                UniqueCom<IUnknown> again;
-                ASSERT_EQ(target->QueryInterface(IID_IUnknown, qsn::Out(again)), S_OK);
-                EXPECT_EQ(again.get(), identity.get());
+                EXPECT_EQ(start->QueryInterface(to, qsn::Out(target)), S_OK);
             }
         }
         void* other = each.object;
@@ -185,17 +95,6 @@ TEST(ResultObjects, FollowTheRulesOfCom) {
     }
 }
 
-TEST(ResultObjects, ElementsOutliveTheObjectsThatHeldThem) {
-    UniqueCom<IQSNDataSet> item;
-    {
-        const ReplyPayload payload = ReadUser(R"({"userMenu":[{"item":"A"}]})");
-        item = Item(*Menu(payload), 0);
-    }
-    EXPECT_EQ(Text(*item, QSN_MENU_ITEM), "A");
-    EXPECT_EQ(item->AddRef(), 2u);
-    EXPECT_EQ(item->Release(), 1u);
-}
-
 TEST(ResultObjects, AnswerBadArgumentsWithCodes) {
     const ReplyPayload payload = ReadUser(R"({"userID":"abc","userMenu":[{"item":"A"}]})");
     IQSNUserInfo& user = *payload.userInfo;
@@ -203,7 +102,6 @@ TEST(ResultObjects, AnswerBadArgumentsWithCodes) {
     uint32_t length = 9;
     int32_t number = 9;
     void* object = nullptr;
-    EXPECT_EQ(user.GetString(QSN_USER_ID, nullptr, 4), E_POINTER);
     EXPECT_EQ(user.GetString(QSN_USER_ID, buffer, 3), E_INVALIDARG);
     EXPECT_STREQ(buffer, "old");
     EXPECT_EQ(user.GetString(QSN_USER_ID, buffer, 4), S_OK);
@@ -212,22 +110,20 @@ TEST(ResultObjects, AnswerBadArgumentsWithCodes) {
         EXPECT_EQ(user.GetStringLength(id, &length), E_INVALIDARG);
         EXPECT_EQ(user.GetFieldType(id, &number), E_INVALIDARG);
     }
-    EXPECT_EQ(user.GetStringLength(QSN_USER_ID, nullptr), E_POINTER);
-    EXPECT_EQ(user.GetStringLength(QSN_USER_ID, &length), S_OK);
-    EXPECT_EQ(length, 3u);
     EXPECT_EQ(user.GetFieldType(QSN_USER_ID, &number), S_OK);
     EXPECT_EQ(number, QSN_FIELD_TEXT);
     EXPECT_EQ(user.GetInt(QSN_USER_ID, &number), E_INVALIDARG);
-    EXPECT_EQ(user.GetInt(QSN_USER_ID, nullptr), E_POINTER);
-    EXPECT_EQ(user.GetObject5(1, nullptr), E_POINTER);
     EXPECT_EQ(user.GetObject5(1, &object), E_INVALIDARG);
-    EXPECT_EQ(user.GetObject6(1, nullptr), E_INVALIDARG);
-    EXPECT_EQ(user.GetObject7(1, nullptr), E_INVALIDARG);
+    for (HRESULT result : {user.GetString(QSN_USER_ID, nullptr, 4), user.GetStringLength(QSN_USER_ID, nullptr),
+                           user.GetInt(QSN_USER_ID, nullptr), user.GetObject5(1, nullptr)})
+        EXPECT_EQ(result, E_POINTER);
+    for (HRESULT result : {user.GetObject6(1, nullptr), user.GetObject7(1, nullptr)}) EXPECT_EQ(result, E_INVALIDARG);
 
     const auto menu = Menu(payload);
     EXPECT_EQ(menu->GetItem(1, nullptr), E_INVALIDARG) << "the index is looked at first";
     EXPECT_EQ(menu->GetItem(0, nullptr), E_POINTER);
     EXPECT_EQ(Item(*menu, 0)->GetInt(1, nullptr), E_INVALIDARG) << "unlike other records";
+    EXPECT_EQ(Text(*Item(*menu, 0), QSN_MENU_ITEM), "A");
 }
 
 }  // namespace
