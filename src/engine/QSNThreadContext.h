@@ -96,6 +96,8 @@ public:
     const std::string& StatusText() const noexcept { return m_strStatus; }
 
 private:
+    void KeepStatus(int action, int result);
+
     template <class Exchange>
     HRESULT RunCommandProcedure(const CommandProcedure& procedure, Exchange&& exchange);
 
