@@ -24,9 +24,7 @@ long long Difference(std::size_t now, std::size_t before) {
 
 }  // namespace
 
-Footprint Footprint::Now() {
-    return {PrivateBytes(), test::HeapBytes(), test::HandleCount(), test::ThreadCount()};
-}
+Footprint Footprint::Now() { return {PrivateBytes(), test::HeapBytes(), test::HandleCount(), test::ThreadCount()}; }
 
 std::string Footprint::Text() const {
     return std::to_string(privateBytes) + " private bytes, " + std::to_string(heapBytes) + " heap bytes, " +
@@ -43,8 +41,8 @@ std::string GrowthText(const Footprint& before, const Footprint& now, bool* tooM
         threads > kMostGrowth.threads) {
         *tooMuch = true;
     }
-    return "growth " + std::to_string(privateBytes) + " private bytes, " + std::to_string(heapBytes) +
-           " heap bytes, " + std::to_string(handles) + " handles, " + std::to_string(threads) + " threads";
+    return "growth " + std::to_string(privateBytes) + " private bytes, " + std::to_string(heapBytes) + " heap bytes, " +
+           std::to_string(handles) + " handles, " + std::to_string(threads) + " threads";
 }
 
 }  // namespace qsn::soak

@@ -1,5 +1,6 @@
 // qsn-soak [MINUTES [SEED]]: the bundled service, which fails at random, and three hosts, which are this program again,
-// each in a process of its own. They share the user's tokens. Exit code 0: nothing hung, crashed, grew or broke a promise.
+// each in a process of its own. They share the user's tokens. Exit code 0: nothing hung, crashed, grew or broke a
+// promise.
 #include <winsock2.h>
 #include <windows.h>
 

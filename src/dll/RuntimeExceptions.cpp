@@ -51,7 +51,8 @@ const pthread_key_t g_key = [] {
 
 }  // namespace
 
-// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming): the runtime's own
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming): the runtime's
+// own
 extern "C" {
 
 ExceptionState* __cxa_get_globals_fast() noexcept { return static_cast<ExceptionState*>(pthread_getspecific(g_key)); }

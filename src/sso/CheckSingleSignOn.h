@@ -44,8 +44,8 @@ public:
     HRESULT SetPublicKey(std::string_view key);
     HRESULT SetPublicID(std::uint32_t id);
 
-    // S_OK; S_FALSE, with an empty token, where there is none; E_INVALIDARG for a null argument; E_OUTOFMEMORY, with the
-    // status unknown. A value that cannot be decrypted is deleted, and there is none then.
+    // S_OK; S_FALSE, with an empty token, where there is none; E_INVALIDARG for a null argument; E_OUTOFMEMORY, with
+    // the status unknown. A value that cannot be decrypted is deleted, and there is none then.
     HRESULT GetSingleSignOnToken(std::string* token, StoreStatus* status);
     HRESULT GetMemberToken(std::string* token, StoreStatus* status);
     HRESULT GetRefreshToken(SecretText* token, StoreStatus* status);

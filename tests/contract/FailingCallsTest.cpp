@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <map>
+
 #include "support/FailingCalls.h"
 #include "support/ProcessState.h"
 #include "support/SessionTest.h"
@@ -116,12 +119,11 @@ public:
             // What is kept once, for good, is no leak; what is kept again for the same failure is one.
             const Held once = m_held;
             Round(scenario, kind, n);
-            EXPECT_TRUE(HoldsNoMoreThan(once)) << testing::PrintToString(once) << " became "
-                                               << testing::PrintToString(m_held);
+            EXPECT_TRUE(HoldsNoMoreThan(once))
+                << testing::PrintToString(once) << " became " << testing::PrintToString(m_held);
         }
         EXPECT_GE(rounds, scenario.leastRounds) << scenario.name;
         RecordProperty(std::string(scenario.name) + NameOf(kind), static_cast<int>(rounds));
-        std::cout << scenario.name << ": " << rounds << " rounds" << std::endl;
     }
 
     void FailInEachScenario() {
@@ -170,7 +172,8 @@ TEST_F(FailingCallsTest, AWatcherWithoutMemorySignsNobodyOut) {
     EXPECT_TRUE(SharedValues::Has("rTok"));
 }
 
-// An exchange that failed for want of memory is over: a callback is waited for again, and not left behind like a server.
+// An exchange that failed for want of memory is over: a callback is waited for again, and not left behind like a
+// server.
 TEST_F(FailingCallsTest, TheEndWaitsForACallbackAfterAFailedExchange) {
     Session();
     ASSERT_TRUE(Request());

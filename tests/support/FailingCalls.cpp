@@ -24,9 +24,9 @@ namespace {
 using Kind = FailingCalls::Kind;
 
 enum Resource { kBlocks, kHandles, kRegistryKeys, kProviders, kCryptKeys, kHashes, kInternet, kSystemMemory, kModules };
-constexpr std::array<const char*, 9> kResourceNames{
-    "blocks",           "handles",       "registry keys", "crypto providers", "crypto keys", "hashes",
-    "internet handles", "system memory", "modules"};
+constexpr std::array<const char*, 9> kResourceNames{"blocks",           "handles",       "registry keys",
+                                                    "crypto providers", "crypto keys",   "hashes",
+                                                    "internet handles", "system memory", "modules"};
 std::array<std::atomic<long>, kResourceNames.size()> g_held;
 
 std::atomic<int> g_kind{-1};  // of the calls that are to fail
@@ -109,8 +109,7 @@ struct Import {
 
 template <Name name, class Function>
 Import MakeImport(Function* thunk) {
-    return {name.text, reinterpret_cast<void*>(thunk),
-            reinterpret_cast<void**>(&Thunk<name, Function>::original)};
+    return {name.text, reinterpret_cast<void*>(thunk), reinterpret_cast<void**>(&Thunk<name, Function>::original)};
 }
 template <Name name, class Function, auto failure, DWORD error>
 Import Fails() {
@@ -134,7 +133,8 @@ Import Closes() {
 constexpr DWORD kNoMemory = ERROR_NOT_ENOUGH_MEMORY;
 constexpr DWORD kNoCryptoMemory = static_cast<DWORD>(NTE_NO_MEMORY);
 
-// What can fail for want of something. What only gives back, waits or answers from memory that it is handed is not here.
+// What can fail for want of something. What only gives back, waits or answers from memory that it is handed is not
+// here.
 const std::array kImports{
     Allocates<OF(malloc)>(),
     Allocates<OF(calloc)>(),
@@ -212,8 +212,9 @@ void ForEachImport(Visit&& visit) {
         auto* entries = at(module->FirstThunk, static_cast<IMAGE_THUNK_DATA64*>(nullptr));
         for (; names->u1.AddressOfData != 0; ++names, ++entries) {
             if (IMAGE_SNAP_BY_ORDINAL64(names->u1.Ordinal)) continue;
-            visit(reinterpret_cast<char*>(at(names->u1.AddressOfData, static_cast<IMAGE_IMPORT_BY_NAME*>(nullptr))->Name),
-                  entries->u1.Function);
+            visit(
+                reinterpret_cast<char*>(at(names->u1.AddressOfData, static_cast<IMAGE_IMPORT_BY_NAME*>(nullptr))->Name),
+                entries->u1.Function);
         }
     }
 }
