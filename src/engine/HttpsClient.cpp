@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <memory>
 
+#include "Utility/Guard.h"
 #include "Utility/Trace.h"
 #include "Utility/Win32Owners.h"
 
@@ -89,7 +90,7 @@ HRESULT Exchange(const HttpRequestInfo& request, const ExchangeGate& gate, std::
 HRESULT SendHttpsRequest(const HttpRequestInfo& request, ExchangeGate& gate, std::string* responseBody,
                          std::string* token, std::string* digest) {
     if (!gate.Enter()) return E_ABORT;
-    const HRESULT hr = Exchange(request, gate, responseBody, token, digest);
+    const HRESULT hr = Guarded([&] { return Exchange(request, gate, responseBody, token, digest); });
     return gate.Leave() ? hr : E_ABORT;
 }
 

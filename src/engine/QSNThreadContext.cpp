@@ -4,6 +4,7 @@
 #include <array>
 
 #include "Utility/DeviceIdentity.h"
+#include "Utility/Guard.h"
 #include "Utility/Text.h"
 #include "Utility/Trace.h"
 #include "engine/ResultCodes.h"
@@ -75,6 +76,17 @@ HRESULT QSNThreadContext::Uninit() {
 
 HRESULT QSNThreadContext::DoCallback(int action, int result, void* data) {
     TraceA("DoCallback: action = %d\n", action);
+    // The host waits for its callback; the words about it are not worth losing that.
+    Guarded([&] {
+        KeepStatus(action, result);
+        return S_OK;
+    });
+    // A reference of its own, because the host may end the session inside the callback.
+    const UniqueCom<IQSNCallbackFunc> callback = AddReference(m_spCallback.get());
+    return callback ? callback->Callback(action, result, data) : S_OK;
+}
+
+void QSNThreadContext::KeepStatus(int action, int result) {
     const auto row = std::ranges::find(kActionNames, action, &ActionName::action);
     if (row != kActionNames.end()) {
         m_nLastCallbackResult = result;
@@ -87,9 +99,6 @@ HRESULT QSNThreadContext::DoCallback(int action, int result, void* data) {
     } else if (action == QSN_ACTION_NOTIFY) {
         TraceA("Callback: QSN_ACTION_NOTIFY id = %d\n", result);
     }
-    // A reference of its own, because the host may end the session inside the callback.
-    const UniqueCom<IQSNCallbackFunc> callback = AddReference(m_spCallback.get());
-    return callback ? callback->Callback(action, result, data) : S_OK;
 }
 
 void QSNThreadContext::HandleServerResult(int callbackResult) {

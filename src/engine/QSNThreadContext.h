@@ -5,7 +5,7 @@
 
 #include <cstdint>
 #include <string>
-#include <string_view>
+#include <utility>
 
 #include "Utility/ComOwners.h"
 #include "Utility/MemberCrypto.h"
@@ -47,7 +47,7 @@ public:
     HRESULT SetConfig(int id, const void* data);
 
     const std::string& AccessToken() const noexcept { return m_strAccessToken.Text(); }
-    void SetAccessToken(std::string_view token) { m_strAccessToken = SecretText(token); }
+    void SetAccessToken(SecretText token) noexcept { m_strAccessToken = std::move(token); }
     std::string GetSignInURL() const;
 
     // `bySingleSignOn`: started by another application of the suite and not by the host.
@@ -97,6 +97,8 @@ public:
     const std::string& StatusText() const noexcept { return m_strStatus; }
 
 private:
+    void KeepStatus(int action, int result);
+
     template <class Exchange>
     HRESULT RunCommandProcedure(const CommandProcedure& procedure, Exchange&& exchange);
 

@@ -19,8 +19,14 @@ HRESULT QSNThreadContext::SignIn(bool bySingleSignOn) {
         DoCallback(action, QSN_CALLBACK_OK, nullptr);
         return S_OK;
     }
-    std::string url = GetSignInURL();
-    DoCallback(action, QSN_CALLBACK_NOT_SIGNED_IN, url.data());
+    std::string url;
+    const HRESULT hr = Guarded([&] {
+        url = GetSignInURL();
+        return S_OK;
+    });
+    // No address, no result that promises one.
+    SUCCEEDED(hr) ? DoCallback(action, QSN_CALLBACK_NOT_SIGNED_IN, url.data())
+                  : DoCallback(action, QSN_CALLBACK_NETWORK_OR_UNKNOWN, nullptr);
     return QSN_RETURN_E_NO_TOKEN;
 }
 

@@ -1,3 +1,4 @@
+#include "Utility/Guard.h"
 #include "Utility/NetworkProbe.h"
 #include "Utility/Trace.h"
 #include "engine/QSNThreadContext.h"
@@ -16,7 +17,7 @@ HRESULT QSNThreadContext::CheckTokenValidCmdProc(bool singleSignOn) {
         DoCallback(QSN_ACTION_CHECK_TOKEN_ROUTINE_RESULT, QSN_CALLBACK_NETWORK_OR_UNKNOWN, nullptr);
         return S_FALSE;
     }
-    const HRESULT hr = OnlineCheckTokenValid();
+    const HRESULT hr = Guarded([&] { return OnlineCheckTokenValid(); });
     const int code = HRESULT2CallbackResult(hr);
     if (code > QSN_CALLBACK_NETWORK_OR_UNKNOWN) {
         if (singleSignOn) {

@@ -98,7 +98,7 @@ private:
         SecretText refresh;
     };
     StoredTokens ReadStoredTokens();
-    bool ReadSharedToken(std::string* token);
+    StoreStatus ReadSharedToken(std::string* token);
     HRESULT SignOutFromStore();
 
     template <class Task, class... Arguments>

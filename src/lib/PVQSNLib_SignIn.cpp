@@ -36,7 +36,9 @@ HRESULT STDMETHODCALLTYPE PVQSNLib::SignIn(const char* token) {
         bool fromStore = false;
         if (!token && singleSignOn) {
             TraceW(L"Sign in: try single signOn\n");
-            fromStore = ReadSharedToken(&candidate);
+            const StoreStatus status = ReadSharedToken(&candidate);
+            if (status == StoreStatus::kUnknown) return E_OUTOFMEMORY;
+            fromStore = status == StoreStatus::kExists;
             if (fromStore) TraceA("Sign in: GET from single signOn token: %s\n", candidate.c_str());
         }
         // Posted without a token too: the callback then tells the host where to sign in.
@@ -73,11 +75,11 @@ HRESULT PVQSNLib::SSOCallbackEvent(int id, const char* data) {
     const auto row = std::ranges::find(kEventNames, event, &EventName::event);
     if (row == kEventNames.end()) return S_OK;
     TraceW(L"SSOCallbackEvent, %s \n", row->name);
-    return Guarded([&] {
+    return Guarded([&]() -> HRESULT {
         switch (event) {
             case SSOEvent::kTokenSet: {
                 std::string token;
-                ReadSharedToken(&token);
+                if (ReadSharedToken(&token) == StoreStatus::kUnknown) return E_OUTOFMEMORY;
                 return Post<SignInTask>(std::move(token), kBySingleSignOn);
             }
             case SSOEvent::kTokenClear: return SignOutFromStore();
@@ -99,10 +101,10 @@ HRESULT PVQSNLib::SignOutFromStore() {
     return S_OK;
 }
 
-bool PVQSNLib::ReadSharedToken(std::string* token) {
+StoreStatus PVQSNLib::ReadSharedToken(std::string* token) {
     StoreStatus status = StoreStatus::kUnknown;
     m_singleSignOn.GetSingleSignOnToken(token, &status);
-    return status == StoreStatus::kExists;
+    return status;
 }
 
 PVQSNLib::StoredTokens PVQSNLib::ReadStoredTokens() {

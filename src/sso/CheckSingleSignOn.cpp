@@ -66,9 +66,12 @@ void CheckSingleSignOn::Check() {
     std::string token;
     StoreStatus status = StoreStatus::kUnknown;
     GetSingleSignOnToken(&token, &status);
-    const StoreStatus before = std::exchange(m_signOn.status, status);
-    if (before != StoreStatus::kUnknown && before != status) {
-        Raise(status == StoreStatus::kExists ? SSOEvent::kTokenSet : SSOEvent::kTokenClear, nullptr);
+    if (status != StoreStatus::kUnknown) {
+        const StoreStatus before = std::exchange(m_signOn.status, status);
+        if (before != StoreStatus::kUnknown && before != status &&
+            !Raise(status == StoreStatus::kExists ? SSOEvent::kTokenSet : SSOEvent::kTokenClear, nullptr)) {
+            m_signOn.status = before;
+        }
     }
 
     GetMemberToken(&token, &status);
@@ -82,19 +85,19 @@ void CheckSingleSignOn::Check() {
 void CheckSingleSignOn::CheckText(Watched& watched, StoreStatus status, const std::string& text, SSOEvent set,
                                   SSOEvent clear) {
     const StoreStatus before = watched.status;
+    if (status == StoreStatus::kUnknown) return;
     if (status == StoreStatus::kNotExist) {
-        watched.Forget();
-        if (before == StoreStatus::kExists) Raise(clear, nullptr);
+        if (before != StoreStatus::kExists || Raise(clear, nullptr)) watched.Forget();
         return;
     }
     const bool known = before == StoreStatus::kExists;
     if (known && (watched.text.IsEmpty() || !IsAnother(text, watched.text.Text()))) return;
-    watched.Remember(text);
-    if (before != StoreStatus::kUnknown) Raise(set, text.c_str());
+    SecretText copy(text);
+    if (before == StoreStatus::kUnknown || Raise(set, text.c_str())) watched.Remember(std::move(copy));
 }
 
-void CheckSingleSignOn::Raise(SSOEvent event, const char* data) {
-    if (m_callback) m_callback->SSOCallbackEvent(static_cast<int>(event), data);
+bool CheckSingleSignOn::Raise(SSOEvent event, const char* data) {
+    return !m_callback || m_callback->SSOCallbackEvent(static_cast<int>(event), data) != E_OUTOFMEMORY;
 }
 
 }  // namespace qsn

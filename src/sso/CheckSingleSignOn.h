@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "Utility/SecretText.h"
 #include "Utility/Win32Owners.h"
@@ -43,8 +44,8 @@ public:
     HRESULT SetPublicKey(std::string_view key);
     HRESULT SetPublicID(std::uint32_t id);
 
-    // S_OK; S_FALSE, with an empty token, where there is none; E_INVALIDARG for a null argument. A value that cannot be
-    // decrypted is deleted, and there is none then.
+    // S_OK; S_FALSE, with an empty token, where there is none; E_INVALIDARG for a null argument; E_OUTOFMEMORY, with
+    // the status unknown. A value that cannot be decrypted is deleted, and there is none then.
     HRESULT GetSingleSignOnToken(std::string* token, StoreStatus* status);
     HRESULT GetMemberToken(std::string* token, StoreStatus* status);
     HRESULT GetRefreshToken(SecretText* token, StoreStatus* status);
@@ -58,9 +59,9 @@ private:
         StoreStatus status = StoreStatus::kUnknown;
         SecretText text;
 
-        void Remember(std::string_view newText) {
+        void Remember(SecretText newText) noexcept {
             status = StoreStatus::kExists;
-            text = SecretText(newText);
+            text = std::move(newText);
         }
         void Forget() {
             status = StoreStatus::kNotExist;
@@ -71,7 +72,8 @@ private:
     DWORD ThreadProc() override;
     void Check();
     void CheckText(Watched& watched, StoreStatus status, const std::string& text, SSOEvent set, SSOEvent clear);
-    void Raise(SSOEvent event, const char* data);
+    // False where there was no memory to pass the event on: the next look finds it again.
+    bool Raise(SSOEvent event, const char* data);
     void SetCallback(SSOCallback* callback);
 
     CriticalSection m_lifecycleLock;  // one `Init` or `Uninit` at a time

@@ -68,7 +68,11 @@ HRESULT ReadProtected(const char* name, const char* failedTrace, SecretText* pla
     return S_OK;
 }
 
-StoreStatus StatusOf(HRESULT readResult) { return readResult == S_OK ? StoreStatus::kExists : StoreStatus::kNotExist; }
+// Unknown where there was no memory to look: such a token has not gone.
+StoreStatus StatusOf(HRESULT readResult) {
+    if (FAILED(readResult)) return StoreStatus::kUnknown;
+    return readResult == S_OK ? StoreStatus::kExists : StoreStatus::kNotExist;
+}
 
 }  // namespace
 
@@ -95,7 +99,7 @@ HRESULT CheckSingleSignOn::SetMemberToken(std::string_view token) {
             return hr;
         }
         const HRESULT hr = WriteEncoded(kMemberValue, BytesOf(text), kTextCapacity);
-        if (hr == S_OK) m_member.Remember(text);
+        if (hr == S_OK) m_member.Remember(SecretText(text));
         return hr;
     });
 }
@@ -111,7 +115,7 @@ HRESULT CheckSingleSignOn::SetRefreshToken(std::string_view token) {
             return hr;
         }
         const HRESULT hr = WriteProtected(kRefreshValue, text);
-        if (hr == S_OK) m_refresh.Remember(text);
+        if (hr == S_OK) m_refresh.Remember(SecretText(text));
         return hr;
     });
 }

@@ -27,7 +27,7 @@ SignInTask::SignInTask(std::string_view token, std::uint32_t bySingleSignOn)
 HRESULT SignInTask::RunIn(QSNThreadContext& context) {
     // Silent towards the host, which only ever gets tokens of this length by mistake.
     if (m_strToken.Text().size() > kMaxAccessTokenLength) return E_INVALIDARG;
-    if (!m_strToken.IsEmpty()) context.SetAccessToken(m_strToken.Text());
+    if (!m_strToken.IsEmpty()) context.SetAccessToken(std::move(m_strToken));
     return context.SignIn(m_nBySingleSignOn != 0);
 }
 

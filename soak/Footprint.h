@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace qsn::soak {
+
+// What a process takes of the machine.
+struct Footprint {
+    std::size_t privateBytes = 0;
+    std::size_t heapBytes = 0;
+    int handles = 0;
+    int threads = 0;
+
+    static Footprint Now();
+    std::string Text() const;
+};
+
+// How much more than after the settling time a process may take at the end. Private bytes come in large steps.
+inline constexpr Footprint kMostGrowth{16 * 1024 * 1024, 1024 * 1024, 8, 2};
+
+// The growth in words; sets *tooMuch where it is beyond the bound.
+std::string GrowthText(const Footprint& before, const Footprint& now, bool* tooMuch);
+
+}  // namespace qsn::soak

@@ -1,0 +1,199 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <map>
+
+#include "support/FailingCalls.h"
+#include "support/ProcessState.h"
+#include "support/SessionTest.h"
+#include "support/SharedValues.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using namespace qsn::test;
+using Kind = FailingCalls::Kind;
+
+const char* NameOf(Kind kind) { return kind == Kind::kAllocation ? "allocation" : "call"; }
+
+// After the first of them every seventh: a renewal makes hundreds of allocations, and each round takes a while.
+constexpr unsigned kEachUpTo = 40;
+constexpr unsigned kStride = 7;
+constexpr char kRefreshToken[] = "refresh-ada";
+
+// What goes on while calls fail. `run` is true where all of it succeeded.
+class FailingCallsTest : public SessionTest {
+public:
+    using Held = std::map<std::string, long>;
+    struct Scenario {
+        const char* name;
+        void (FailingCallsTest::*prepare)();
+        bool (FailingCallsTest::*run)();
+        unsigned leastRounds;  // a scenario in which hardly anything could fail has not run
+    };
+
+    void SetUp() override {
+        Server().Accounts().Use([](auto& accounts) { accounts.users[0].refreshTokens = {kRefreshToken}; });
+    }
+
+    // The callback of a request that was accepted comes, whatever became of the request.
+    bool IsReported(HRESULT posted, int action) {
+        if (FAILED(posted)) return false;
+        const int result = m_callback.ResultOf(action);
+        EXPECT_NE(result, -1) << "no callback of action " << action;
+        return result == QSN_CALLBACK_OK;
+    }
+
+    void Nothing() {}
+    void NoObject() { m_qsn.reset(); }
+    bool Start() {
+        void* object = nullptr;
+        const HRESULT hr = m_library.Factory()(&object);
+        if (FAILED(hr)) return false;
+        m_qsn.reset(static_cast<IPVSubscription2*>(object));
+        return m_qsn->Init(L"SID-TEST", &m_callback) == S_OK;
+    }
+    void Session() {
+        if (!m_qsn) m_qsn = Create(m_library);
+        m_qsn->Init(L"SID-TEST", &m_callback);
+    }
+    bool Request() {
+        const bool signedIn = IsReported(m_qsn->SignIn(kToken), QSN_ACTION_SIGNIN_RESULT);
+        return IsReported(m_qsn->GetUserInfo(), QSN_ACTION_GET_USERINFO_RESULT) && signedIn;
+    }
+    void TokensToRenew() {
+        Session();
+        SharedValues::WriteToken("mTok", Server().IssueMemberToken("20417", 10s));
+        SharedValues::WriteProtected("rTok", kRefreshToken);
+        SharedValues::Delete("pubK");
+        m_qsn->SignIn(kToken);
+        m_callback.WaitFor(QSN_ACTION_SIGNIN_RESULT);
+    }
+    bool Renewal() {
+        const auto before = SharedValues::Read("mTok");
+        return IsReported(m_qsn->GetProductListV2(), QSN_ACTION_GET_PRODUCTLIST_V2_RESULT) &&
+               SharedValues::Read("mTok") != before;
+    }
+    bool StoreWrite() {
+        char token[] = "a-token-to-keep";
+        uint32_t length = sizeof(token) - 1;
+        bool stored = true;
+        for (int32_t item : {QSNCFG_SET_MEMBER_TOKEN, QSNCFG_SET_REFRESH_TOKEN}) {
+            stored = m_qsn->Config(item, token, &length) == S_OK && stored;
+        }
+        return stored;
+    }
+    bool End() {
+        const HRESULT hr = m_qsn->Uninit();
+        EXPECT_EQ(m_callback.References(), 1) << "whatever fails, the host's callback is let go";
+        return hr == S_OK;
+    }
+
+    // The failing try, and the next one, which has to succeed. Gives the function that failed, null where none did.
+    const char* Round(const Scenario& scenario, Kind kind, unsigned n) {
+        (this->*scenario.prepare)();
+        m_calls.FailNth(kind, n);
+        (this->*scenario.run)();
+        const char* const failed = m_calls.Stop();
+        (this->*scenario.prepare)();
+        EXPECT_TRUE((this->*scenario.run)()) << "the next try, after " << (failed ? failed : "nothing") << " failed";
+        m_qsn.reset();  // with the worker goes what libcrypto keeps of its last errors
+        return failed;
+    }
+    // The worker lets go of a task a moment after its callback.
+    bool HoldsNoMoreThan(const Held& before) {
+        return Eventually([&] { return (m_held = FailingCalls::Held()) == before; }, 300);
+    }
+
+    // Until n is beyond all calls of the scenario.
+    void FailOneAfterAnother(const Scenario& scenario, Kind kind) {
+        Round(scenario, kind, 0);
+        HoldsNoMoreThan({});
+        unsigned rounds = 0;
+        for (unsigned n = 1; !HasFailure(); n += n < kEachUpTo ? 1 : kStride, ++rounds) {
+            const Held before = m_held;
+            const char* const failed = Round(scenario, kind, n);
+            if (!failed) break;
+            SCOPED_TRACE(testing::Message() << scenario.name << ", " << NameOf(kind) << " " << n << ", " << failed);
+            if (HoldsNoMoreThan(before)) continue;
+            // What is kept once, for good, is no leak; what is kept again for the same failure is one.
+            const Held once = m_held;
+            Round(scenario, kind, n);
+            EXPECT_TRUE(HoldsNoMoreThan(once))
+                << testing::PrintToString(once) << " became " << testing::PrintToString(m_held);
+        }
+        EXPECT_GE(rounds, scenario.leastRounds) << scenario.name;
+        RecordProperty(std::string(scenario.name) + NameOf(kind), static_cast<int>(rounds));
+    }
+
+    void FailInEachScenario() {
+        const Scenario scenarios[] = {
+            {"Init", &FailingCallsTest::NoObject, &FailingCallsTest::Start, 20},
+            {"Request", &FailingCallsTest::Session, &FailingCallsTest::Request, 30},
+            {"Renewal", &FailingCallsTest::TokensToRenew, &FailingCallsTest::Renewal, 40},
+            {"StoreWrite", &FailingCallsTest::Session, &FailingCallsTest::StoreWrite, 5},
+            {"Uninit", &FailingCallsTest::Session, &FailingCallsTest::End, 0},
+        };
+        for (const Scenario& scenario : scenarios) {
+            for (Kind kind : {Kind::kPlatform, Kind::kAllocation}) FailOneAfterAnother(scenario, kind);
+        }
+    }
+
+    SharedValues m_values;
+    FailingCalls m_calls;
+    Held m_held;
+};
+
+TEST_F(FailingCallsTest, EachEndsInAResultCodeAndLeavesNothing) { FailInEachScenario(); }
+
+// A shared token that nobody could look at has not gone, and what became of it meanwhile is told once there is memory.
+TEST_F(FailingCallsTest, AWatcherWithoutMemorySignsNobodyOut) {
+    SharedValues::WriteToken("SSO", kToken);
+    SharedValues::WriteToken("mTok", "member-token");
+    SharedValues::WriteProtected("rTok", kRefreshToken);
+    Session();
+    uint32_t on = 1;
+    ASSERT_EQ(m_qsn->Config(QSNCFG_ENABLE_SINGLE_SIGNON, &on, nullptr), S_OK);
+    ASSERT_TRUE(Request());
+    // The first look makes no events, and nothing shows when it has been taken.
+    ASSERT_TRUE(Eventually([&, i = 0]() mutable {
+        SharedValues::WriteToken("mTok", std::to_string(i++) + "-token");
+        return m_callback.WaitFor(QSN_ACTION_NOTIFY, 1500ms).has_value();
+    }));
+
+    m_calls.FailEvery(Kind::kAllocation);
+    EXPECT_TRUE(Eventually([&] { return m_calls.Failures() >= 6; })) << "two looks at three values";
+    EXPECT_EQ(m_callback.Pending(), 0u);
+    SharedValues::Delete("mTok");
+    m_calls.Stop();
+    EXPECT_EQ(m_callback.ResultOf(QSN_ACTION_NOTIFY), QSN_NOTIFY_MEMBER_TOKEN_CLEAR);
+    EXPECT_EQ(m_callback.Pending(), 0u);
+    EXPECT_TRUE(SharedValues::Has("SSO"));
+    EXPECT_TRUE(SharedValues::Has("rTok"));
+}
+
+// An exchange that failed for want of memory is over: a callback is waited for again, and not left behind like a
+// server.
+TEST_F(FailingCallsTest, TheEndWaitsForACallbackAfterAFailedExchange) {
+    Session();
+    ASSERT_TRUE(Request());
+    std::atomic<bool> inside{false};
+    std::atomic<bool> left{false};
+    m_callback.onEvent = [&](const Event& event, void*) {
+        if (event.action != QSN_ACTION_GET_USERINFO_RESULT) return S_OK;
+        m_calls.Stop();
+        inside = true;
+        Sleep(2000);  // longer than an exchange is waited for
+        left = true;
+        return S_OK;
+    };
+    m_calls.FailBlocksOf(8000);
+    Server().Rules().Once({.body = std::string(9000, ' ')});
+    ASSERT_EQ(m_qsn->GetUserInfo(), S_OK);
+    ASSERT_TRUE(Eventually([&] { return inside.load(); }));
+    EXPECT_EQ(m_qsn->Uninit(), S_OK);
+    EXPECT_EQ(m_calls.Failures(), 1u);
+    EXPECT_TRUE(left);
+}
+
+}  // namespace
