@@ -34,3 +34,19 @@ target_compile_options(
 target_compile_options(qsn_options INTERFACE "$<$<COMPILE_LANGUAGE:C,CXX>:-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=>")
 # No DLL of a compiler or a library is to be shipped along, and the same sources are to give the same bytes.
 target_link_options(qsn_options INTERFACE -static -Wl,--fatal-warnings,--no-insert-timestamp)
+
+option(QSN_TRAPS "Let undefined behaviour and misuse of the standard library end the program" OFF)
+if(QSN_TRAPS)
+    add_compile_definitions(_GLIBCXX_ASSERTIONS)
+    target_compile_options(qsn_options INTERFACE $<$<COMPILE_LANGUAGE:C,CXX>:-fsanitize=undefined
+                                                 -fsanitize-undefined-trap-on-error>)
+endif()
+
+option(QSN_COVERAGE "Count the lines of src/ that run, in files beside the objects" OFF)
+if(QSN_COVERAGE)
+    # With the names that files have on this machine, which the settings above would shorten.
+    set(counters --coverage -fprofile-update=atomic "-fprofile-prefix-map=${PROJECT_SOURCE_DIR}/=${PROJECT_SOURCE_DIR}/")
+    target_compile_options(
+        qsn_options INTERFACE "$<$<AND:$<COMPILE_LANGUAGE:CXX>,$<IN_LIST:$<TARGET_PROPERTY:NAME>,qsn;qsn_core>>:${counters}>")
+    target_link_options(qsn_options INTERFACE --coverage)
+endif()

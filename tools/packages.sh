@@ -10,6 +10,8 @@ readonly RUN_PACKAGES=(wine wine64)
 # libjsoncpp25 for its licence
 readonly PACKAGE_PACKAGES=(jq libjsoncpp25 llvm-14 zip)
 readonly PACKAGE_TEST_PACKAGES=(clang-14 lld-14 unzip)
+readonly FUZZ_PACKAGES=(clang-14 cmake dpkg-dev libssl-dev libwine-dev ninja-build)
+readonly COVERAGE_PACKAGES=(gcovr)
 readonly LINT_PACKAGES=(clang-14 clang-format-14 clang-tidy-14 clang-tools-14 cppcheck shellcheck)
 
 as_root() {
