@@ -44,9 +44,14 @@ endif()
 
 option(QSN_COVERAGE "Count the lines of src/ that run, in files beside the objects" OFF)
 if(QSN_COVERAGE)
-    # With the names that files have on this machine, which the settings above would shorten.
-    set(counters --coverage -fprofile-update=atomic "-fprofile-prefix-map=${PROJECT_SOURCE_DIR}/=${PROJECT_SOURCE_DIR}/")
-    target_compile_options(
-        qsn_options INTERFACE "$<$<AND:$<COMPILE_LANGUAGE:CXX>,$<IN_LIST:$<TARGET_PROPERTY:NAME>,qsn;qsn_core>>:${counters}>")
+    # The unit tests for what they make of the templates.
+    set(counted qsn qsn_core qsn_unit_tests)
+    # With the names that files have on this machine, which other settings shorten.
+    set(counters --coverage -fprofile-update=atomic)
+    foreach(folder IN ITEMS "${PROJECT_SOURCE_DIR}/" "${QSN_OPENSSL_DIR}" "${QSN_JSONCPP_DIR}")
+        list(APPEND counters "-fprofile-prefix-map=${folder}=${folder}")
+    endforeach()
+    set(isCounted "$<AND:$<COMPILE_LANGUAGE:CXX>,$<IN_LIST:$<TARGET_PROPERTY:NAME>,${counted}>>")
+    target_compile_options(qsn_options INTERFACE "$<${isCounted}:${counters}>")
     target_link_options(qsn_options INTERFACE --coverage)
 endif()
