@@ -34,3 +34,24 @@ target_compile_options(
 target_compile_options(qsn_options INTERFACE "$<$<COMPILE_LANGUAGE:C,CXX>:-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=>")
 # No DLL of a compiler or a library is to be shipped along, and the same sources are to give the same bytes.
 target_link_options(qsn_options INTERFACE -static -Wl,--fatal-warnings,--no-insert-timestamp)
+
+option(QSN_TRAPS "Let undefined behaviour and misuse of the standard library end the program" OFF)
+if(QSN_TRAPS)
+    add_compile_definitions(_GLIBCXX_ASSERTIONS)
+    target_compile_options(qsn_options INTERFACE $<$<COMPILE_LANGUAGE:C,CXX>:-fsanitize=undefined
+                                                 -fsanitize-undefined-trap-on-error>)
+endif()
+
+option(QSN_COVERAGE "Count the lines of src/ that run, in files beside the objects" OFF)
+if(QSN_COVERAGE)
+    # The unit tests for what they make of the templates.
+    set(counted qsn qsn_core qsn_unit_tests)
+    # With the names that files have on this machine, which other settings shorten.
+    set(counters --coverage -fprofile-update=atomic)
+    foreach(folder IN ITEMS "${PROJECT_SOURCE_DIR}/" "${QSN_OPENSSL_DIR}" "${QSN_JSONCPP_DIR}")
+        list(APPEND counters "-fprofile-prefix-map=${folder}=${folder}")
+    endforeach()
+    set(isCounted "$<AND:$<COMPILE_LANGUAGE:CXX>,$<IN_LIST:$<TARGET_PROPERTY:NAME>,${counted}>>")
+    target_compile_options(qsn_options INTERFACE "$<${isCounted}:${counters}>")
+    target_link_options(qsn_options INTERFACE --coverage)
+endif()

@@ -13,6 +13,8 @@ readonly PACKAGE_PACKAGES=(jq libjsoncpp25 llvm-14 zip)
 readonly TEST_PACKAGES=(
     chromium chromium-driver clang-14 fonts-liberation fonts-wine imagemagick lld-14 python3 python3-selenium unzip xvfb
 )
+readonly FUZZ_PACKAGES=(clang-14 cmake dpkg-dev libssl-dev libwine-dev ninja-build)
+readonly COVERAGE_PACKAGES=(gcovr)
 readonly LINT_PACKAGES=(clang-14 clang-format-14 clang-tidy-14 clang-tools-14 cppcheck shellcheck)
 
 as_root() {

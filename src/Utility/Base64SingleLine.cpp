@@ -12,20 +12,21 @@ namespace {
 
 constexpr DWORD kSingleLine = CRYPT_STRING_BASE64 | CRYPT_STRING_NOCRLF;
 
+HRESULT Failed(const wchar_t* text) {
+    TraceW(L"%ls", text);
+    return E_FAIL;
+}
+
 HRESULT Encode(std::span<const std::uint8_t> bytes, std::string* text) {
     // CryptoAPI refuses a null pointer even for no bytes.
     const BYTE* const data = bytes.empty() ? reinterpret_cast<const BYTE*>("") : bytes.data();
     const DWORD size = static_cast<DWORD>(bytes.size());
     DWORD length = 0;
-    if (!CryptBinaryToStringA(data, size, kSingleLine, nullptr, &length)) {
-        TraceW(L"Failed to calculate buffer size for Base64 encode\n");
-        return E_FAIL;
-    }
+    if (!CryptBinaryToStringA(data, size, kSingleLine, nullptr, &length))
+        return Failed(L"Failed to calculate buffer size for Base64 encode\n");
     std::string encoded(length, '\0');
-    if (!CryptBinaryToStringA(data, size, kSingleLine, encoded.data(), &length)) {
-        TraceW(L"Failed to encode data to Base64\n");
-        return E_FAIL;
-    }
+    if (!CryptBinaryToStringA(data, size, kSingleLine, encoded.data(), &length))
+        return Failed(L"Failed to encode data to Base64\n");
     encoded.resize(length);
     *text = std::move(encoded);
     return S_OK;
@@ -36,15 +37,11 @@ HRESULT Decode(std::string_view text, std::vector<std::uint8_t>* bytes) {
     const char* const data = text.empty() ? "" : text.data();
     const DWORD length = static_cast<DWORD>(text.size());
     DWORD size = 0;
-    if (!CryptStringToBinaryA(data, length, CRYPT_STRING_BASE64, nullptr, &size, nullptr, nullptr)) {
-        TraceW(L"Failed to calculate buffer size for Base64 decode\n");
-        return E_FAIL;
-    }
+    if (!CryptStringToBinaryA(data, length, CRYPT_STRING_BASE64, nullptr, &size, nullptr, nullptr))
+        return Failed(L"Failed to calculate buffer size for Base64 decode\n");
     std::vector<std::uint8_t> decoded(size);
-    if (!CryptStringToBinaryA(data, length, CRYPT_STRING_BASE64, decoded.data(), &size, nullptr, nullptr)) {
-        TraceW(L"Failed to decode data from Base64\n");
-        return E_FAIL;
-    }
+    if (!CryptStringToBinaryA(data, length, CRYPT_STRING_BASE64, decoded.data(), &size, nullptr, nullptr))
+        return Failed(L"Failed to decode data from Base64\n");
     decoded.resize(size);
     *bytes = std::move(decoded);
     return S_OK;

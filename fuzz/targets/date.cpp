@@ -1,0 +1,99 @@
+// Dates as the service writes them, and what is computed from them.
+#include <algorithm>
+#include <chrono>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <optional>
+#include <string_view>
+
+#include "Utility/DateUtility.h"
+#include "support/Require.h"
+
+namespace {
+
+constexpr WORD kUntouched = 0xFFFF;
+
+SYSTEMTIME CheckText(const char* text, std::size_t size) {
+    SYSTEMTIME date{};
+    date.wYear = date.wHour = kUntouched;
+    qsn::ParseDate(text, size, &date);
+    const bool isDate =
+        size >= 8 && std::string_view(text, 8).find_first_not_of("0123456789") == std::string_view::npos;
+    if (!isDate) {
+        REQUIRE(date.wYear == kUntouched && date.wHour == kUntouched);
+        return {};
+    }
+    char again[32];
+    std::snprintf(again, sizeof(again), "%04d%02d%02d", date.wYear, date.wMonth, date.wDay);
+    REQUIRE(std::string_view(again) == std::string_view(text, 8) && date.wHour == 0);
+    return date;
+}
+
+// Nothing for what MakeTime refuses.
+std::optional<std::int64_t> TimeOf(int year, int month, int day, int hour, int minute, int second) {
+    try {
+        return qsn::MakeTime(year, month, day, hour, minute, second);
+    } catch (const qsn::DateError& error) {
+        REQUIRE(error.code == E_FAIL || error.code == E_INVALIDARG);
+        return std::nullopt;
+    }
+}
+
+// In UTC, against the calendar of the C++ library.
+void CheckTime(int year, int month, int day, int hour, int minute, int second) {
+    using namespace std::chrono;
+    const auto isWithin = [](int value, int first, int last) { return value >= first && value <= last; };
+    const bool isSound = year >= 1900 && isWithin(month, 1, 12) && isWithin(day, 1, 31) && isWithin(hour, 0, 23) &&
+                         isWithin(minute, 0, 59) && isWithin(second, 0, 59);
+    const auto time = TimeOf(year, month, day, hour, minute, second);
+    REQUIRE(isSound || !time);
+    if (!isSound || year > 9999) return;
+    const auto firstOfMonth = sys_days(std::chrono::year(year) / month / 1);
+    const auto expected = sys_seconds(firstOfMonth + days(day - 1)) + hours(hour) + minutes(minute) + seconds(second);
+    REQUIRE(time.has_value() == (expected.time_since_epoch().count() >= 0));
+    REQUIRE(!time || *time == expected.time_since_epoch().count());
+}
+
+bool IsExpressible(const SYSTEMTIME& date) {
+    return date.wYear < 1900 || TimeOf(date.wYear, date.wMonth, date.wDay, date.wHour, date.wMinute, date.wSecond);
+}
+
+void CheckDays(const SYSTEMTIME& a, const SYSTEMTIME& b, int days) {
+    if (!IsExpressible(a) || !IsExpressible(b)) return;
+    REQUIRE(qsn::DaysBetween(a, b) == -qsn::DaysBetween(b, a));
+    REQUIRE(qsn::DaysBetween(a, a) == 0);
+    // The earlier, the longer past.
+    REQUIRE(!qsn::IsPastDays(a, days) || days == INT_MIN || qsn::IsPastDays(a, days - 1));
+}
+
+template <class Record>
+Record Take(const std::uint8_t*& data, std::size_t& size) {
+    Record record{};
+    const std::size_t count = std::min(size, sizeof(record));
+    std::memcpy(&record, data, count);
+    data += count;
+    size -= count;
+    return record;
+}
+
+struct Numbers {
+    int year, days;
+    std::int8_t month, day, hour, minute, second;
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) { return setenv("TZ", "UTC0", 1); }
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const SYSTEMTIME a = CheckText(reinterpret_cast<const char*>(data), size);
+    const std::size_t first = std::min<std::size_t>(size, 8);
+    const SYSTEMTIME b = CheckText(reinterpret_cast<const char*>(data + first), size - first);
+    const auto numbers = Take<Numbers>(data, size);
+    for (const int year : {numbers.year, 1900 + numbers.year % 1000})
+        CheckTime(year, numbers.month, numbers.day, numbers.hour, numbers.minute, numbers.second);
+    CheckDays(a, b, numbers.days);
+    return 0;
+}

@@ -1,0 +1,93 @@
+// The texts of the member-auth exchange, read and written.
+#include <algorithm>
+#include <string>
+
+#include "Utility/Json.h"
+#include "engine/MemberAuthMessages.h"
+#include "engine/ResultCodes.h"
+#include "support/Require.h"
+
+namespace {
+
+using qsn::JsonText;
+using qsn::RequestType;
+
+constexpr char kUntouched[] = "untouched";
+constexpr std::uint32_t kUntouchedNumber = 0xDEADBEEF;
+
+void CheckResponse(RequestType type, std::string_view reply, const Json::Value* root) {
+    std::string text = kUntouched;
+    std::uint32_t identifier = kUntouchedNumber;
+    const HRESULT hr = qsn::ParseMemberAuthResponse(type, reply, &identifier, &text);
+    const bool isReply = root && root->isObject() && root->isMember("status");
+    const bool succeeds = isReply && JsonText(*root, "status") == "SUCCESS";
+    const bool isKnown = type == RequestType::kInitMemberAuth || type == RequestType::kRefreshMemberToken;
+    REQUIRE(hr == (!root                  ? E_INVALIDARG
+                   : !isReply             ? qsn::kReplyWithoutResult
+                   : succeeds && !isKnown ? E_NOTIMPL
+                                          : S_OK));
+    if (!succeeds || !isKnown) {
+        REQUIRE(text == kUntouched && identifier == kUntouchedNumber);
+    } else if (type == RequestType::kRefreshMemberToken) {
+        REQUIRE(text == JsonText(*root, "info") && identifier == kUntouchedNumber);
+    } else {
+        const Json::Value& info = qsn::JsonMember(*root, "info");
+        REQUIRE(text == JsonText(info, "public_key"));
+        REQUIRE(identifier == static_cast<std::uint32_t>(qsn::JsonInt(info, "id")));
+    }
+}
+
+void CheckClaims(std::string_view payload, const Json::Value* root) {
+    qsn::MemberTokenClaims claims{-1, -1};
+    const HRESULT hr = qsn::ReadMemberTokenClaims(payload, &claims);
+    if (!root || !root->isObject()) {
+        REQUIRE(hr == E_INVALIDARG && claims.expiry == -1 && claims.memberId == -1);
+        return;
+    }
+    const Json::Value& expiry = qsn::JsonMember(*root, "exp");
+    REQUIRE(hr == S_OK && claims.expiry == (expiry.isInt64() ? expiry.asInt64() : 0));
+    REQUIRE(claims.memberId == qsn::JsonInt(*root, "memberId"));
+}
+
+// What the writer puts out for `token`, read back.
+std::string WrittenAndRead(const std::string& token, std::int32_t memberId) {
+    std::string text;
+    REQUIRE(qsn::WriteMemberRefreshSecret(token, memberId, &text) == S_OK);
+    REQUIRE(std::ranges::count(text, '\n') == 1 && text.back() == '\n');
+    Json::Value root;
+    REQUIRE(qsn::ParseJson(text, &root) && root.size() == 2);
+    REQUIRE(qsn::JsonInt(root, "memberId") == memberId);
+    return JsonText(root, "refreshToken");
+}
+
+// A text that is not UTF-8 cannot be sent as it is; what is sent for it is.
+void CheckWriter(const std::string& token) {
+    const bool isAscii = std::ranges::all_of(token, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+    const std::string sent = WrittenAndRead(token, static_cast<std::int32_t>(token.size()));
+    REQUIRE(!isAscii || sent == token);
+    REQUIRE(WrittenAndRead(sent, -1) == sent);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const std::string_view text(reinterpret_cast<const char*>(data), size);
+    Json::Value parsed;
+    const Json::Value* const root = qsn::ParseJson(text, &parsed) ? &parsed : nullptr;
+    for (const RequestType type :
+         {RequestType::kInitMemberAuth, RequestType::kRefreshMemberToken, RequestType::kGetUserInfo})
+        CheckResponse(type, text, root);
+    CheckClaims(text, root);
+
+    qsn::MemberAuthReply envelope{-1, kUntouched};
+    qsn::ReadMemberAuthResult(text, &envelope);
+    REQUIRE(envelope.result == (root ? qsn::JsonInt(*root, "result") : -1));
+    REQUIRE(envelope.additionalMessage == (root ? JsonText(*root, "additionalMessage") : kUntouched));
+
+    std::string token = kUntouched;
+    REQUIRE(qsn::ReadRenewedMemberToken(text, &token) == (root ? S_OK : E_INVALIDARG));
+    REQUIRE(token == (root ? JsonText(*root, "memberToken") : kUntouched));
+
+    CheckWriter(std::string(text));
+    return 0;
+}
