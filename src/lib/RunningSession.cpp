@@ -20,6 +20,7 @@ HRESULT RunningSession::End() {
         endSession();
         worker->LeaveBehind();
     } else if (!worker->JoinFor(kExchangeTimeToEnd) && context->Gate().Abandon(endSession)) {
+        worker->DropRunning();
         worker->LeaveBehind();
     } else {
         worker->Quit();  // not held up by a server, so by the host's callback at most

@@ -46,7 +46,6 @@ public:
         const std::lock_guard lock(m_stateLock);
         m_spQueue->Clear();
         if (m_spCurrentTask) m_spCurrentTask->Abort();
-        m_spCurrentTask.reset();
     }
 
     // Stops for good: no further task starts.
@@ -60,6 +59,11 @@ public:
     void Quit() {
         RequestQuit();
         IsCurrentThread() ? LeaveBehind() : Join();
+    }
+    // For a thread that is left behind: who waits for its running task need not do so to the end.
+    void DropRunning() {
+        const std::lock_guard lock(m_stateLock);
+        if (m_spCurrentTask) m_spCurrentTask->Drop();
     }
     using PVWorkerThread::IsCurrentThread;
     using PVWorkerThread::JoinFor;

@@ -90,22 +90,21 @@ TEST_F(Ending, TheLastReleaseAndTheDllMayGoInsideTheCallback) {
 }
 
 TEST_F(Ending, AServerThatNeverAnswersHoldsNobodyUp) {
+    SignIn();
+    ASSERT_EQ(UserInfoResult(), QSN_CALLBACK_OK) << "what keeps connections has its thread now";
     const int threads = ThreadCount();
     Server().Rules().Always({.neverReply = true});
-    const auto hangInARequest = [&] {
-        SignIn();
-        Server().TakeRequests();
-        ASSERT_EQ(m_qsn->GetUserInfo(), S_OK);
-        ASSERT_TRUE(Server().WaitForRequests(1, 10s));
-    };
     const auto expectAQuickEnd = [&](const std::function<void()>& end) {
+        ASSERT_TRUE(Server().WaitForRequests(1, 10s));
         const ULONGLONG start = GetTickCount64();
         end();
         EXPECT_LT(GetTickCount64() - start, 2000u);
         EXPECT_EQ(m_callback.References(), 1);
     };
-    hangInARequest();
-    // One more thread waits for a task that is not going to run.
+    // One thread waits for the request itself, one for a task behind it.
+    Server().TakeRequests();
+    std::thread asking([&] { EXPECT_EQ(m_qsn->Config(QSNCFG_GI_QUERY, nullptr, nullptr), QSN_RETURN_E_TIMEOUT); });
+    ASSERT_TRUE(Server().WaitForRequests(1, 10s));
     std::thread waiting([&] {
         char text[256];
         uint32_t length = 0;
@@ -114,10 +113,13 @@ TEST_F(Ending, AServerThatNeverAnswersHoldsNobodyUp) {
     });
     expectAQuickEnd([&] {
         EXPECT_EQ(m_qsn->Uninit(), S_OK);
+        asking.join();
         waiting.join();
     });
     ASSERT_EQ(m_qsn->Init(L"SID-TEST", &m_callback), S_OK);
-    hangInARequest();
+    SignIn();
+    Server().TakeRequests();
+    ASSERT_EQ(m_qsn->GetUserInfo(), S_OK);
     expectAQuickEnd([&] { m_qsn.reset(); });
     Server().DropConnections();
     EXPECT_TRUE(Eventually([&] { return ThreadCount() <= threads; })) << threads << " became " << ThreadCount();
