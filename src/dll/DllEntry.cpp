@@ -3,9 +3,12 @@
 #include "Utility/LibCrypto.h"
 #include "dll/RuntimeThreads.h"
 
-namespace __gnu_cxx {  // NOLINT(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the runtime's own
-void __freeres();      // NOLINT(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): ... which no header declares
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming): the runtime's own,
+// which no header declares
+namespace __gnu_cxx {
+void __freeres();
 }
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming)
 
 extern "C" BOOL WINAPI DllMainCRTStartup(HINSTANCE instance, DWORD reason, void* processEnds);
 

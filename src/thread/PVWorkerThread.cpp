@@ -16,7 +16,7 @@ bool PVWorkerThread::Start() noexcept {
     std::unique_ptr<Launch> launch;
     try {
         m_run = std::make_shared<Run>();
-        launch = std::make_unique<Launch>(this, m_run);
+        launch = std::make_unique<Launch>(Launch{this, m_run});
     } catch (const std::bad_alloc&) {
         return false;
     }

@@ -47,7 +47,7 @@ private:
         ThreadBody* body;
         std::shared_ptr<Run> run;
     };
-    static DWORD WINAPI ThreadEntry(void* launch) noexcept;
+    static DWORD WINAPI ThreadEntry(void* argument) noexcept;
 
     PVEvent m_stopRequested{PVEvent::Reset::kManual};
     std::shared_ptr<Run> m_run;  // written by `Start`

@@ -52,7 +52,9 @@ class WineProgram:
         finally:
             self.process.kill()
             self.reader.join(20)
-            self.process.stdout.close()
+            # What still reads holds the stream, and closing it would wait for that for ever.
+            if not self.reader.is_alive():
+                self.process.stdout.close()
 
 
 class AccountService(WineProgram):
