@@ -3,8 +3,8 @@
 #include "Utility/LibCrypto.h"
 #include "dll/RuntimeThreads.h"
 
-// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming): the runtime's own,
-// which no header declares
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming): the runtime's
+// own, which no header declares
 namespace __gnu_cxx {
 void __freeres();
 }

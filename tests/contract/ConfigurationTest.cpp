@@ -121,7 +121,7 @@ protected:
 };
 
 // The prefix's hardware decides the identifier; the service only has to get some.
-std::string WithoutMachineID(std::string body) {
+std::string WithoutMachineID(const std::string& body) {
     static const std::regex identifier("\"machineID\":\"[0-9A-Za-z{}-]+\"");
     return std::regex_replace(body, identifier, "\"machineID\":\"*\"");
 }

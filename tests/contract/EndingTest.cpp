@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <atomic>
 #include <random>
 #include <thread>
@@ -141,8 +142,8 @@ public:
         m_qsn->Config(QSNCFG_ENABLE_SINGLE_SIGNON, &on, nullptr);
         m_qsn->Config(QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE, &on, nullptr);
         m_qsn->SignIn(kToken);
-        std::vector<std::thread> hosts;
-        for (int i = 0; i < 2; ++i) hosts.emplace_back([this] { Wait(); });
+        std::array<std::thread, 2> hosts;
+        for (std::thread& host : hosts) host = std::thread([this] { Wait(); });
         for (int i = 0; i < 20; ++i) Post(i);
         Sleep(m_random() % 12);
         const bool byRelease = m_random() % 2 == 0;
