@@ -56,6 +56,32 @@ build_jsoncpp() {
     say "jsoncpp $version: done"
 }
 
+# For `./dev bench` only.
+build_benchmark() {
+    local result=$1 work=$2 source version found unit
+    say "Google Benchmark: fetching the source"
+    found=$(fetch_source benchmark 1.7 "$work")
+    read -r source version <<<"$found"
+    say "Google Benchmark $version: compiling"
+    mkdir "$result/lib" "$work/objects"
+    for unit in "$source"/src/*.cc; do
+        [ "${unit##*/}" != benchmark_main.cc ] || continue
+        printf '%s\0' "$unit"
+    done | run_logged "$work/build.log" xargs -0 -P "$JOBS" -I UNIT sh -c '"$@" -o "$0/$(basename UNIT).o"' "$work/objects" \
+        "$CROSS-g++-posix" -std=c++17 -O2 -DNDEBUG -D_WIN32_WINNT=0x0601 -DBENCHMARK_STATIC_DEFINE -DHAVE_STD_REGEX \
+        -DHAVE_STEADY_CLOCK -I "$source/include" -c UNIT
+    "$CROSS-ar" rcs "$result/lib/libbenchmark.a" "$work"/objects/*.o
+    cp -r "$source/include" "$result/include"
+    echo "$version" >"$result/VERSION"
+    say "Google Benchmark $version: done"
+}
+
+require_benchmark() {
+    BENCHMARK_DIR=benchmark-1.7-$(recipe_hash "$(declare -f build_benchmark)")
+    build_once "$BENCHMARK_DIR" build_benchmark
+    BENCHMARK_DIR=$QSN_CACHE/$BENCHMARK_DIR
+}
+
 require_dependencies() {
     OPENSSL_DIR=openssl-3.0-$(recipe_hash "$(declare -f build_openssl)" "${OPENSSL_OPTIONS[@]}")
     JSONCPP_DIR=jsoncpp-1.9.5-$(recipe_hash "$(declare -f build_jsoncpp)")

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <windows.h>
+
+#include <functional>
+#include <string>
+
+#include "Rows.h"
+
+namespace qsn::bench {
+
+// Things that only the first call in a process costs, or that must not share a process, are measured in copies of this
+// program, started with "--child NAME".
+
+void AddChild(const char* name, std::function<Figures()> measure);
+// In the child: writes what the named one measured. False where nobody has added it.
+bool RunAsChild(const std::string& name);
+
+// In the parent: what a child measured. Throws std::runtime_error where it failed.
+Figures FiguresOfChild(const std::string& name);
+
+// A child that stays until destruction ends it. The constructor returns when it has called `TellReady`.
+class LastingChild {
+public:
+    explicit LastingChild(const std::string& name);
+    ~LastingChild();
+    LastingChild(const LastingChild&) = delete;
+    LastingChild& operator=(const LastingChild&) = delete;
+
+private:
+    HANDLE m_process = nullptr;
+};
+void TellReady();
+
+}  // namespace qsn::bench

@@ -1,0 +1,197 @@
+#include <openssl/evp.h>
+#include <openssl/pem.h>
+#include <openssl/rsa.h>
+
+#include <cstdint>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "Rows.h"
+#include "Sections.h"
+#include "Utility/Base64.h"
+#include "Utility/LibCrypto.h"
+#include "Utility/MemberCrypto.h"
+
+namespace qsn::bench {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+constexpr std::string_view kIv = "123456789012";
+
+void Require(bool succeeded, const char* what) {
+    if (!succeeded) throw std::runtime_error(what);
+}
+
+Bytes SomeBytes(std::size_t size) {
+    Bytes bytes(size);
+    for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<std::uint8_t>(i * 131 + i / 251);
+    return bytes;
+}
+
+std::string Encoded(const Bytes& bytes) {
+    std::string text(bytes.size() * 2, '\0');
+    auto length = static_cast<std::uint32_t>(text.size());
+    Require(Base64EncodeLines(bytes, text.data(), &length) != 0, "Base64EncodeLines");
+    text.resize(length);
+    return text;
+}
+
+Pair<Step> Encoding(std::size_t size) {
+    const auto bytes = std::make_shared<const Bytes>(SomeBytes(size));
+    const auto text = std::make_shared<Bytes>(size * 2);
+    const auto ours = [=] {
+        auto length = static_cast<std::uint32_t>(text->size());
+        Base64EncodeLines(*bytes, reinterpret_cast<char*>(text->data()), &length);
+    };
+    const auto beside = [=] { EVP_EncodeBlock(text->data(), bytes->data(), static_cast<int>(bytes->size())); };
+    return {ours, beside};
+}
+
+struct EncodeContextDeleter {
+    void operator()(EVP_ENCODE_CTX* context) const { EVP_ENCODE_CTX_free(context); }
+};
+
+Pair<Step> Decoding(std::size_t size) {
+    const auto text = std::make_shared<const std::string>(Encoded(SomeBytes(size)));
+    const auto bytes = std::make_shared<Bytes>(size + 3);
+    const auto ours = [=] {
+        auto length = static_cast<std::uint32_t>(bytes->size());
+        Require(Base64DecodeLines(*text, bytes->data(), &length) != 0, "Base64DecodeLines");
+    };
+    const auto beside = [=] {
+        const std::unique_ptr<EVP_ENCODE_CTX, EncodeContextDeleter> context(EVP_ENCODE_CTX_new());
+        int length = 0;
+        EVP_DecodeInit(context.get());
+        Require(
+            EVP_DecodeUpdate(context.get(), bytes->data(), &length,
+                             reinterpret_cast<const unsigned char*>(text->data()), static_cast<int>(text->size())) >= 0,
+            "EVP_DecodeUpdate");
+    };
+    return {ours, beside};
+}
+
+struct KeyDeleter {
+    void operator()(EVP_PKEY* key) const { EVP_PKEY_free(key); }
+    void operator()(EVP_PKEY_CTX* context) const { EVP_PKEY_CTX_free(context); }
+};
+using Key = std::unique_ptr<EVP_PKEY, KeyDeleter>;
+using KeyContext = std::unique_ptr<EVP_PKEY_CTX, KeyDeleter>;
+
+std::string PemOfNewKey() {
+    constexpr unsigned kBits = 2048;
+    StartLibCrypto();
+    const Key key(EVP_RSA_gen(kBits));
+    const UniqueBio bio(BIO_new(BIO_s_mem()));
+    Require(PEM_write_bio_PUBKEY(bio.get(), key.get()) == 1, "PEM_write_bio_PUBKEY");
+    char* data = nullptr;
+    const auto length = static_cast<std::size_t>(BIO_get_mem_data(bio.get(), &data));
+    return {data, length};
+}
+
+// Between the lines that mark begin and end.
+std::string BareKey(const std::string& pem) {
+    const std::size_t begin = pem.find('\n') + 1;
+    return pem.substr(begin, pem.rfind("\n-----END") - begin);
+}
+
+void WrapBare(const std::string& pem, const AesKey& aesKey) {
+    const UniqueBio bio(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())));
+    const Key key(PEM_read_bio_PUBKEY(bio.get(), nullptr, nullptr, nullptr));
+    const KeyContext context(EVP_PKEY_CTX_new(key.get(), nullptr));
+    Bytes wrapped(256);
+    std::size_t length = wrapped.size();
+    Require(EVP_PKEY_encrypt_init(context.get()) == 1 &&
+                EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_OAEP_PADDING) == 1 &&
+                EVP_PKEY_CTX_set_rsa_oaep_md(context.get(), EVP_sha256()) == 1 &&
+                EVP_PKEY_encrypt(context.get(), wrapped.data(), &length, aesKey.data(), aesKey.size()) == 1,
+            "EVP_PKEY_encrypt");
+    Bytes text(length * 2);
+    EVP_EncodeBlock(text.data(), wrapped.data(), static_cast<int>(length));
+}
+
+Pair<Step> Wrapping() {
+    const std::string pem = PemOfNewKey();
+    const auto bareKey = std::make_shared<const std::string>(BareKey(pem));
+    const AesKey aesKey{1, 2, 3};
+    const auto ours = [=] {
+        std::string text;
+        Require(EncryptAESKeyByRSAKey(*bareKey, aesKey, &text) == S_OK, "EncryptAESKeyByRSAKey");
+    };
+    return {ours, [=] { WrapBare(pem, aesKey); }};
+}
+
+const unsigned char* Raw(std::string_view text) { return reinterpret_cast<const unsigned char*>(text.data()); }
+
+void EncryptBare(const AesKey& key, const std::string& text) {
+    const UniqueCipherContext context(EVP_CIPHER_CTX_new());
+    Bytes sealed(text.size() + 16);
+    int length = 0;
+    int rest = 0;
+    Require(
+        EVP_EncryptInit_ex(context.get(), EVP_aes_128_gcm(), nullptr, key.data(), Raw(kIv)) == 1 &&
+            EVP_EncryptUpdate(context.get(), sealed.data(), &length, Raw(text), static_cast<int>(text.size())) == 1 &&
+            EVP_EncryptFinal_ex(context.get(), sealed.data() + length, &rest) == 1 &&
+            EVP_CIPHER_CTX_ctrl(context.get(), EVP_CTRL_GCM_GET_TAG, 16, sealed.data() + length) == 1,
+        "GCM");
+    Bytes encoded(sealed.size() * 2);
+    EVP_EncodeBlock(encoded.data(), sealed.data(), static_cast<int>(sealed.size()));
+}
+
+void DecryptBare(const AesKey& key, const std::string& encoded, std::size_t size) {
+    Bytes sealed(encoded.size());
+    EVP_DecodeBlock(sealed.data(), Raw(encoded), static_cast<int>(encoded.size()));
+    const UniqueCipherContext context(EVP_CIPHER_CTX_new());
+    Bytes text(size);
+    int length = 0;
+    int rest = 0;
+    Require(EVP_DecryptInit_ex(context.get(), EVP_aes_128_gcm(), nullptr, key.data(), Raw(kIv)) == 1 &&
+                EVP_DecryptUpdate(context.get(), text.data(), &length, sealed.data(), static_cast<int>(size)) == 1 &&
+                EVP_CIPHER_CTX_ctrl(context.get(), EVP_CTRL_GCM_SET_TAG, 16, sealed.data() + size) == 1 &&
+                EVP_DecryptFinal_ex(context.get(), text.data() + length, &rest) == 1,
+            "GCM");
+}
+
+constexpr AesKey kKey{7, 8, 9};
+constexpr std::size_t kTextSize = 2048;
+
+Pair<Step> Sealing() {
+    StartLibCrypto();
+    const auto text = std::make_shared<const std::string>(kTextSize, 'x');
+    const auto ours = [=] {
+        std::string encoded;
+        Require(EncryptByAESKey(kKey, kIv, *text, &encoded) == S_OK, "EncryptByAESKey");
+    };
+    return {ours, [=] { EncryptBare(kKey, *text); }};
+}
+
+Pair<Step> Opening() {
+    const auto encoded = std::make_shared<std::string>();
+    Require(EncryptByAESKey(kKey, kIv, std::string(kTextSize, 'x'), encoded.get()) == S_OK, "EncryptByAESKey");
+    const auto ours = [=] {
+        std::string text;
+        Require(DecryptByAESKey(kKey, kIv, *encoded, &text) == S_OK, "DecryptByAESKey");
+    };
+    return {ours, [=] { DecryptBare(kKey, *encoded, kTextSize); }};
+}
+
+}  // namespace
+
+void AddCipherRows() {
+    static constexpr char kEncode[] = "`EVP_EncodeBlock`, one line";
+    static constexpr char kDecode[] = "`EVP_DecodeUpdate`";
+    static constexpr char kTable[] = "a table look-up a character";
+    AddPair({"base64-encode-2k", "Base64 lines of 2 KB", kEncode, kTable, 1.0}, {}, [] { return Encoding(2048); });
+    AddPair({"base64-encode-1m", "Base64 lines of 1 MB", kEncode, kTable, 1.0}, {}, [] { return Encoding(1 << 20); });
+    AddPair({"base64-decode-2k", "2 KB from Base64 lines", kDecode, kTable, 1.0}, {}, [] { return Decoding(2048); });
+    AddPair({"base64-decode-1m", "1 MB from Base64 lines", kDecode, kTable, 1.0}, {}, [] { return Decoding(1 << 20); });
+    AddPair({"wrap-key", "`EncryptAESKeyByRSAKey`", "EVP: PEM, OAEP, Base64", "reading the key, RSA-2048", 1.1}, {},
+            Wrapping);
+    AddPair({"gcm-encrypt", "`EncryptByAESKey`, 2 KB", "EVP: AES-GCM, Base64", "the cipher and Base64", 1.1}, {},
+            Sealing);
+    AddPair({"gcm-decrypt", "`DecryptByAESKey`, 2 KB", "the same", "the same", 1.1}, {}, Opening);
+}
+
+}  // namespace qsn::bench

@@ -1,0 +1,17 @@
+#pragma once
+
+namespace qsn::bench {
+
+// Each adds the rows of one subject.
+void AddTaskRows();
+void AddRequestRows();
+void AddReplyRows();
+void AddAuthenticationRows();
+void AddCipherRows();
+void AddStoreRows();
+void AddLifecycleRows();
+void AddTraceRows();
+void AddDllRows();
+void AddIdleRows();
+
+}  // namespace qsn::bench

@@ -1,0 +1,95 @@
+#include <windows.h>
+
+#include <dpapi.h>
+#include <wincrypt.h>
+
+#include <array>
+#include <memory>
+#include <string>
+
+#include "Rows.h"
+#include "Sections.h"
+#include "Utility/Win32Owners.h"
+#include "sso/CheckSingleSignOn.h"
+
+namespace qsn::bench {
+namespace {
+
+constexpr char kKeyName[] = "Software\\Quillfern\\QSN";
+
+void ReadBare() {
+    std::array<BYTE, 2048> data{};
+    DWORD size = data.size();
+    UniqueRegistryKey key;
+    RegOpenKeyExA(HKEY_CURRENT_USER, kKeyName, 0, KEY_READ, key.Receive());
+    RegQueryValueExA(key.Get(), "mTok", nullptr, nullptr, data.data(), &size);
+}
+
+void WriteBare(const std::string& token) {
+    DATA_BLOB plain{static_cast<DWORD>(token.size()), reinterpret_cast<BYTE*>(const_cast<char*>(token.data()))};
+    DATA_BLOB sealed{};
+    CryptProtectData(&plain, nullptr, nullptr, nullptr, nullptr, CRYPTPROTECT_LOCAL_MACHINE, &sealed);
+    const std::unique_ptr<BYTE, LocalFreeDeleter> owner(sealed.pbData);
+    UniqueRegistryKey key;
+    RegOpenKeyExA(HKEY_CURRENT_USER, kKeyName, 0, KEY_WRITE, key.Receive());
+    RegSetValueExA(key.Get(), "rTok", 0, REG_SZ, sealed.pbData, sealed.cbData);
+}
+
+void RunThread() {
+    const UniqueHandle thread(CreateThread(
+        nullptr, 0, [](void*) -> DWORD { return 0; }, nullptr, 0, nullptr));
+    WaitForSingleObject(thread.Get(), INFINITE);
+}
+
+// As the session engine does for one call: a store with its watcher, started and ended.
+void ReadThroughOwnStore() {
+    CheckSingleSignOn store;
+    store.Init(nullptr);
+    std::string token;
+    StoreStatus status = StoreStatus::kUnknown;
+    store.GetMemberToken(&token, &status);
+    store.Uninit();
+}
+
+std::shared_ptr<CheckSingleSignOn> FilledStore() {
+    auto store = std::make_shared<CheckSingleSignOn>();
+    store->SetMemberToken(std::string(600, 'm'));
+    store->SetRefreshToken(std::string(200, 'r'));
+    return store;
+}
+
+Pair<Step> Reading() {
+    const auto ours = [store = FilledStore()] {
+        std::string token;
+        StoreStatus status = StoreStatus::kUnknown;
+        store->GetMemberToken(&token, &status);
+    };
+    return {ours, ReadBare};
+}
+
+Pair<Step> Writing() {
+    const std::string token(200, 'r');
+    return {[store = FilledStore(), token] { store->SetRefreshToken(token); }, [token] { WriteBare(token); }};
+}
+
+Pair<Step> OneCall() {
+    const auto store = FilledStore();
+    return {[store] { ReadThroughOwnStore(); },
+            [] {
+                ReadBare();
+                RunThread();
+            }};
+}
+
+}  // namespace
+
+void AddStoreRows() {
+    AddPair({"store-read", "`GetMemberToken`", "the registry calls", "open, query, close", 1.2}, {}, Reading);
+    AddPair({"store-write", "`SetRefreshToken`", "the DPAPI and registry calls", "protect, open, set, close", 1.2}, {},
+            Writing);
+    AddPair({"store-call", "a read through a store of its own", "the registry calls and a thread, run and joined",
+             "one thread start", 1.2},
+            {}, OneCall);
+}
+
+}  // namespace qsn::bench

@@ -1,0 +1,9 @@
+#pragma once
+
+namespace qsn::bench {
+
+// Two functions in a unit of their own, so that a disassembly shows what a trace line is when it is switched off.
+void WithTraceLine(int value);
+void WithoutTraceLine(int value);
+
+}  // namespace qsn::bench
