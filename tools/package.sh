@@ -60,14 +60,6 @@ add_component_list() {
 
 file_sums() { sha1sum "$1" | cut -c 1-40 && sha256sum "$1" | cut -c 1-64; }
 
-# The linker writes where each object file lay. The names are padded, since a PDB refers to places inside it.
-hide_folders() {
-    perl -0777 -pi -e '
-        BEGIN { @folders = sort { length $b <=> length $a } splice @ARGV, 1 }
-        for my $folder (@folders) { s{\Q$folder\E(?=[/\0])}{"/" x (length $folder)}ge }
-    ' "$1" "${@:2}"
-}
-
 # Of the last change, so that the same change gives the same package.
 package_time() {
     local first_of_zip=315532800
@@ -86,7 +78,8 @@ make_package() {
     mkdir -p "$stage"
     run_logged "$folder/install.log" cmake --install "$BUILD_DIR" --prefix "$stage" --component sdk
     "$(setting strip)" --preserve-dates --strip-all "$stage/bin/$(basename "$(setting service)")"
-    hide_folders "$stage/symbols/qsn.pdb" "$BUILD_DIR" "$QSN_ROOT" "$(setting openssl)" "$(setting jsoncpp)"
+    # The linker writes where each object file lay.
+    "$QSN_ROOT/tools/hide-folders" "$stage/symbols/qsn.pdb" "$BUILD_DIR" "$QSN_ROOT" "$(setting openssl)" "$(setting jsoncpp)"
     llvm-dlltool-14 -m i386:x86-64 -d "$QSN_ROOT/src/qsn.def" -D qsn.dll -l "$stage/lib/qsn.lib"
     [ ! -d "$BUILD_DIR/docs/html" ] || cp -r "$BUILD_DIR/docs/html" "$stage/docs/"
     add_licenses "$stage/licenses"
