@@ -3,13 +3,6 @@
 #include "Utility/LibCrypto.h"
 #include "dll/RuntimeThreads.h"
 
-// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming): the runtime's
-// own, which no header declares
-namespace __gnu_cxx {
-void __freeres();
-}
-// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming)
-
 extern "C" BOOL WINAPI DllMainCRTStartup(HINSTANCE instance, DWORD reason, void* processEnds);
 
 // The linker's entry point, around the C runtime's: when the DLL goes, libcrypto has to end before the runtime does,
@@ -20,9 +13,6 @@ extern "C" BOOL WINAPI DllEntry(HINSTANCE instance, DWORD reason, void* processE
     const bool unloads = reason == DLL_PROCESS_DETACH && !processEnds;
     if (unloads) qsn::EndLibCrypto();
     const BOOL result = DllMainCRTStartup(instance, reason, processEnds);
-    if (unloads) {
-        __gnu_cxx::__freeres();
-        ReturnRuntimeKeys();
-    }
+    if (unloads) ReturnRuntimeState();
     return result;
 }

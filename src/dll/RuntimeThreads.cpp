@@ -29,10 +29,22 @@ constexpr int kMaxKeys = 8;
 std::atomic<int> g_keyCount{0};
 DWORD g_keys[kMaxKeys];
 
+void ReturnKeys() noexcept {
+    while (g_keyCount > 0) FlsFree(g_keys[--g_keyCount]);
+}
+
 }  // namespace
 
-void ReturnRuntimeKeys() noexcept {
-    while (g_keyCount > 0) FlsFree(g_keys[--g_keyCount]);
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming): the runtime's
+// own, which no header declares
+namespace __gnu_cxx {
+void __freeres();
+}
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming)
+
+void ReturnRuntimeState() noexcept {
+    __gnu_cxx::__freeres();  // memory for exceptions when there is no other
+    ReturnKeys();
 }
 
 // NOLINTBEGIN(readability-inconsistent-declaration-parameter-name, readability-identifier-naming): theirs are no names.
