@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 
 namespace qsn {
 namespace {
@@ -18,16 +19,37 @@ constexpr std::array<std::int8_t, 256> MakeValues() {
 }
 constexpr std::array<std::int8_t, 256> kValues = MakeValues();
 
+// Twelve bits at a time: half the look-ups, which are what encoding costs.
+using Digits = std::array<char, 2>;
+constexpr std::array<Digits, 4096> MakePairs() {
+    std::array<Digits, 4096> pairs{};
+    for (unsigned i = 0; i < pairs.size(); ++i) pairs[i] = {kAlphabet[i >> 6], kAlphabet[i & 0x3F]};
+    return pairs;
+}
+constexpr std::array<Digits, 4096> kPairs = MakePairs();
+
 std::size_t EncodedLength(std::size_t byteCount) {
     const std::size_t breaks = byteCount == 0 ? 0 : (byteCount - 1) / kLineBytes;
     return (byteCount + 2) / 3 * 4 + 2 * breaks;
 }
 
-// One to three bytes as four characters.
-char* EncodeGroup(std::span<const std::uint8_t> group, char* text) {
-    std::uint32_t bits = 0;
-    for (std::size_t i = 0; i < 3; ++i) bits = bits << 8 | (i < group.size() ? group[i] : 0u);
-    for (std::size_t i = 0; i < 4; ++i) *text++ = i <= group.size() ? kAlphabet[bits >> (18 - 6 * i) & 0x3F] : '=';
+// Three bytes as four characters.
+void EncodeGroup(const std::uint8_t* group, char* text) {
+    const std::uint32_t bits = std::uint32_t{group[0]} << 16 | std::uint32_t{group[1]} << 8 | group[2];
+    std::memcpy(text, &kPairs[bits >> 12], sizeof(Digits));
+    std::memcpy(text + sizeof(Digits), &kPairs[bits & 0xFFF], sizeof(Digits));
+}
+
+// Of a line or the rest of one.
+char* EncodeLine(std::span<const std::uint8_t> bytes, char* text) {
+    const auto rest = bytes.last(bytes.size() % 3);
+    for (const std::uint8_t* group = bytes.data(); group != rest.data(); group += 3, text += 4) EncodeGroup(group, text);
+    if (rest.empty()) return text;
+    std::uint8_t padded[3] = {};
+    std::ranges::copy(rest, padded);
+    EncodeGroup(padded, text);
+    text += 4;
+    std::fill(text - (3 - rest.size()), text, '=');
     return text;
 }
 
@@ -36,12 +58,12 @@ char* EncodeGroup(std::span<const std::uint8_t> group, char* text) {
 int Base64EncodeLines(std::span<const std::uint8_t> bytes, char* text, std::uint32_t* capacity) {
     const std::size_t needed = EncodedLength(bytes.size());
     if (!text || !capacity || *capacity < needed) return 0;
-    for (std::size_t i = 0; i < bytes.size(); i += 3) {
-        if (i != 0 && i % kLineBytes == 0) {
+    for (std::size_t i = 0; i < bytes.size(); i += kLineBytes) {
+        if (i != 0) {
             *text++ = '\r';
             *text++ = '\n';
         }
-        text = EncodeGroup(bytes.subspan(i, std::min<std::size_t>(3, bytes.size() - i)), text);
+        text = EncodeLine(bytes.subspan(i, std::min(kLineBytes, bytes.size() - i)), text);
     }
     *capacity = static_cast<std::uint32_t>(needed);
     return 1;
