@@ -7,14 +7,6 @@
 namespace qsn {
 namespace {
 
-UniqueCryptProvider AcquireProvider() {
-    UniqueCryptProvider provider;
-    if (!CryptAcquireContextW(provider.Receive(), nullptr, MS_ENHANCED_PROV_W, PROV_RSA_FULL, CRYPT_VERIFYCONTEXT) &&
-        GetLastError() == static_cast<DWORD>(NTE_BAD_KEYSET))
-        CryptAcquireContextW(provider.Receive(), nullptr, nullptr, PROV_RSA_FULL, CRYPT_NEWKEYSET);
-    return provider;
-}
-
 UniqueCryptKey ImportKey(HCRYPTPROV provider, const KeyBlob& blob) {
     UniqueCryptKey key;
     if (blob.length <= sizeof(blob.bytes))
@@ -35,11 +27,18 @@ void Fill(std::uint8_t* output, std::size_t capacity, std::span<const std::uint8
 
 }  // namespace
 
-HRESULT EncryptWithKeyBlob(const KeyBlob& key, std::span<const std::uint8_t, kKeyBlobBlockSize> block,
+UniqueCryptProvider AcquireKeyBlobProvider() {
+    UniqueCryptProvider provider;
+    if (!CryptAcquireContextW(provider.Receive(), nullptr, MS_ENHANCED_PROV_W, PROV_RSA_FULL, CRYPT_VERIFYCONTEXT) &&
+        GetLastError() == static_cast<DWORD>(NTE_BAD_KEYSET))
+        CryptAcquireContextW(provider.Receive(), nullptr, nullptr, PROV_RSA_FULL, CRYPT_NEWKEYSET);
+    return provider;
+}
+
+HRESULT EncryptWithKeyBlob(const UniqueCryptProvider& provider, const KeyBlob& key, std::span<const std::uint8_t, kKeyBlobBlockSize> block,
                            std::uint8_t* output, std::uint32_t* capacity) {
     if (!output || !capacity) return E_POINTER;
     if (*capacity < block.size()) return E_INVALIDARG;
-    const UniqueCryptProvider provider = AcquireProvider();
     if (!provider) return E_UNEXPECTED;
     Fill(output, *capacity, block);
     const UniqueCryptKey imported = ImportKey(provider.Get(), key);
@@ -50,11 +49,10 @@ HRESULT EncryptWithKeyBlob(const KeyBlob& key, std::span<const std::uint8_t, kKe
     return S_OK;
 }
 
-HRESULT DecryptWithKeyBlob(const KeyBlob& key, std::span<const std::uint8_t> ciphertext, std::uint8_t* output,
+HRESULT DecryptWithKeyBlob(const UniqueCryptProvider& provider, const KeyBlob& key, std::span<const std::uint8_t> ciphertext, std::uint8_t* output,
                            std::uint32_t* capacity) {
     if (!ciphertext.data() || !output || !capacity) return E_POINTER;
     if (*capacity < ciphertext.size()) return E_INVALIDARG;
-    const UniqueCryptProvider provider = AcquireProvider();
     if (!provider) return E_UNEXPECTED;
     Fill(output, *capacity, ciphertext);
     const UniqueCryptKey imported = ImportKey(provider.Get(), key);

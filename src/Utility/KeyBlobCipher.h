@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <span>
 
+#include "Utility/CryptoApiOwners.h"
+
 namespace qsn {
 
 inline constexpr std::size_t kKeyBlobBlockSize = 16;
@@ -16,14 +18,18 @@ struct KeyBlob {
     std::uint32_t length;
 };
 
+// A provider context for key blobs and MD5, empty where there is none. To acquire one takes as long as to use it, so
+// that one message gets by with one.
+UniqueCryptProvider AcquireKeyBlobProvider();
+
 // PKCS #1 v1.5 with a CryptoAPI key blob, in CryptoAPI's own (little-endian) byte order. `capacity` is the buffer's
 // size on entry and the result's length on return.
 // E_POINTER: a null buffer or capacity. E_INVALIDARG: a capacity below the block size, or below the ciphertext's
-// length. E_UNEXPECTED: no crypto provider. E_FAIL: the key or the data were refused.
-HRESULT EncryptWithKeyBlob(const KeyBlob& key, std::span<const std::uint8_t, kKeyBlobBlockSize> block,
+// length. E_UNEXPECTED: an empty provider. E_FAIL: the key or the data were refused.
+HRESULT EncryptWithKeyBlob(const UniqueCryptProvider& provider, const KeyBlob& key, std::span<const std::uint8_t, kKeyBlobBlockSize> block,
                            std::uint8_t* output, std::uint32_t* capacity);
 // Writes a NUL behind the plain bytes where the buffer has room for it.
-HRESULT DecryptWithKeyBlob(const KeyBlob& key, std::span<const std::uint8_t> ciphertext, std::uint8_t* output,
+HRESULT DecryptWithKeyBlob(const UniqueCryptProvider& provider, const KeyBlob& key, std::span<const std::uint8_t> ciphertext, std::uint8_t* output,
                            std::uint32_t* capacity);
 
 }  // namespace qsn

@@ -36,25 +36,20 @@ const char* HashParts(HCRYPTPROV provider, std::initializer_list<Bytes> parts, s
     return nullptr;
 }
 
-// A provider context for any number of hashes.
-class Md5 {
-public:
-    Md5() noexcept {
-        m_ready = CryptAcquireContextW(m_provider.Receive(), nullptr, nullptr, PROV_RSA_FULL,
-                                       CRYPT_VERIFYCONTEXT | CRYPT_MACHINE_KEYSET);
-    }
+// The digest of the parts in a row.
+Digest Hash(HCRYPTPROV provider, std::initializer_list<Bytes> parts) {
+    Digest digest;
+    digest.error = HashParts(provider, parts, digest.bytes);
+    return digest;
+}
 
-    // The digest of the parts in a row.
-    Digest Hash(std::initializer_list<Bytes> parts) const noexcept {
-        Digest digest;
-        digest.error = m_ready ? HashParts(m_provider.Get(), parts, digest.bytes) : "Error acquiring context";
-        return digest;
-    }
-
-private:
-    UniqueCryptProvider m_provider;
-    bool m_ready;
-};
+Digest Hash(Bytes bytes) {
+    UniqueCryptProvider provider;
+    if (!CryptAcquireContextW(provider.Receive(), nullptr, nullptr, PROV_RSA_FULL,
+                              CRYPT_VERIFYCONTEXT | CRYPT_MACHINE_KEYSET))
+        return {"Error acquiring context", {}};
+    return Hash(provider.Get(), {bytes});
+}
 
 Bytes AsBytes(std::string_view text) { return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}; }
 
@@ -67,22 +62,22 @@ Block Pad(Bytes key, std::uint8_t filler) {
     return pad;
 }
 
-Digest Hmac(const Md5& md5, Bytes message, Bytes key) {
+Digest Hmac(HCRYPTPROV provider, Bytes message, Bytes key) {
     Digest shortKey;
     if (key.size() > kBlockSize) {
-        shortKey = md5.Hash({key});
+        shortKey = Hash(provider, {key});
         if (shortKey.error) return shortKey;
         key = shortKey.bytes;
     }
-    const Digest inner = md5.Hash({Pad(key, 0x36), message});
-    return inner.error ? inner : md5.Hash({Pad(key, 0x5C), inner.bytes});
+    const Digest inner = Hash(provider, {Pad(key, 0x36), message});
+    return inner.error ? inner : Hash(provider, {Pad(key, 0x5C), inner.bytes});
 }
 
 }  // namespace
 
 std::string MD5Hex(std::span<const std::uint8_t> bytes, std::uint8_t* raw, std::size_t rawSize) {
     if (raw && rawSize < sizeof(Digest::bytes)) return "E_INVALID_HASHSIZE";
-    const Digest digest = Md5().Hash({bytes});
+    const Digest digest = Hash(bytes);
     if (raw && !digest.error) std::ranges::copy(digest.bytes, raw);
     return TextOf(digest);
 }
@@ -95,9 +90,9 @@ std::string MD5HexOfString(std::string_view text, std::uint8_t* raw, std::size_t
     }
 }
 
-std::string HmacMD5Hex(std::string_view message, std::string_view key) {
+std::string HmacMD5Hex(const UniqueCryptProvider& provider, std::string_view message, std::string_view key) {
     try {
-        return TextOf(Hmac(Md5(), AsBytes(message), AsBytes(key)));
+        return TextOf(Hmac(provider.Get(), AsBytes(message), AsBytes(key)));
     } catch (const std::bad_alloc&) {
         return "OUT_OF_MEMORY";
     }

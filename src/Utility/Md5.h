@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "Utility/CryptoApiOwners.h"
+
 namespace qsn {
 
 // MD5 through the platform's CryptoAPI, as 32 lower-case hexadecimal digits. A failure is reported in the text itself
@@ -13,8 +15,8 @@ namespace qsn {
 std::string MD5Hex(std::span<const std::uint8_t> bytes, std::uint8_t* raw = nullptr, std::size_t rawSize = 0);
 // Hashes up to the first NUL only.
 std::string MD5HexOfString(std::string_view text, std::uint8_t* raw = nullptr, std::size_t rawSize = 0);
-// RFC 2104 with MD5.
-std::string HmacMD5Hex(std::string_view message, std::string_view key);
+// RFC 2104 with MD5, through a provider context that the caller has.
+std::string HmacMD5Hex(const UniqueCryptProvider& provider, std::string_view message, std::string_view key);
 
 bool IsMD5Hex(std::string_view text);
 

@@ -77,6 +77,22 @@ Function* FindFunction(HMODULE module, const char* name) noexcept {
 }
 
 // Win32 locks and not the standard library's: those would leave a TLS index behind each time the DLL is unloaded.
+class SlimLock {
+public:
+    SlimLock() noexcept = default;
+    SlimLock(const SlimLock&) = delete;
+    SlimLock& operator=(const SlimLock&) = delete;
+    ~SlimLock() = default;
+
+    void lock() noexcept { AcquireSRWLockExclusive(&m_lock); }
+    void unlock() noexcept { ReleaseSRWLockExclusive(&m_lock); }
+    SRWLOCK* Native() noexcept { return &m_lock; }
+
+private:
+    SRWLOCK m_lock = SRWLOCK_INIT;
+};
+
+// One that its owner may take again. Slower to make than the other and, under Wine, twice as fast to take.
 class CriticalSection {
 public:
     CriticalSection() noexcept { InitializeCriticalSection(&m_section); }

@@ -39,13 +39,14 @@ HRESULT GenerateTokenAndDigest(const KeyBlob& requestKey, std::string_view body,
 
     std::uint8_t encrypted[sizeof(pair->token)];
     std::uint32_t length = sizeof(encrypted);
+    const UniqueCryptProvider provider = AcquireKeyBlobProvider();
     const HRESULT hr = EncryptWithKeyBlob(
-        requestKey, std::span<const std::uint8_t, sizeof(nonce)>(reinterpret_cast<std::uint8_t*>(nonce), sizeof(nonce)),
+        provider, requestKey, std::span<const std::uint8_t, sizeof(nonce)>(reinterpret_cast<std::uint8_t*>(nonce), sizeof(nonce)),
         encrypted, &length);
     if (FAILED(hr)) return hr;
     if (!Place(BytesToHex({encrypted, length}), pair->token)) return E_UNEXPECTED;
 
-    const std::string digest = HmacMD5Hex(body, nonce);
+    const std::string digest = HmacMD5Hex(provider, body, nonce);
     return IsMD5Hex(digest) && Place(digest, pair->digest) ? S_OK : E_FAIL;
 }
 
@@ -58,12 +59,13 @@ HRESULT CheckTokenAndDigest(const KeyBlob& replyKey, std::string_view body, std:
     std::uint32_t length = sizeof(plain);
     const std::span<const std::uint8_t> ciphertext(reinterpret_cast<const std::uint8_t*>(encrypted.data()),
                                                    encrypted.size());
-    if (FAILED(DecryptWithKeyBlob(replyKey, ciphertext, plain, &length))) return E_FAIL;
+    const UniqueCryptProvider provider = AcquireKeyBlobProvider();
+    if (FAILED(DecryptWithKeyBlob(provider, replyKey, ciphertext, plain, &length))) return E_FAIL;
 
     const std::size_t capacity = std::min<std::size_t>(length, sizeof(plain));
     const char* const text = reinterpret_cast<const char*>(plain);
     const std::string_view nonce(text, strnlen(text, capacity));
-    const std::string expected = HmacMD5Hex(body, nonce);
+    const std::string expected = HmacMD5Hex(provider, body, nonce);
     return IsMD5Hex(expected) && expected == digest ? S_OK : E_FAIL;
 }
 

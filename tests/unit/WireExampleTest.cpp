@@ -113,11 +113,11 @@ TEST_F(WireExample, TheRequestsPair) {
     std::string body;
     ASSERT_EQ(S_OK, WriteRequestBody(RequestType::kGetUserInfo, values, &body));
     EXPECT_EQ(body, Line("body"));
-    EXPECT_EQ(HmacMD5Hex(body, Text("nonce")), Text("X_digest"));
+    EXPECT_EQ(HmacMD5Hex(AcquireKeyBlobProvider(), body, Text("nonce")), Text("X_digest"));
 }
 
 TEST_F(WireExample, TheReply) {
-    EXPECT_EQ(HmacMD5Hex(Line("reply_body"), Text("reply_nonce")), Text("reply_digest"));
+    EXPECT_EQ(HmacMD5Hex(AcquireKeyBlobProvider(), Line("reply_body"), Text("reply_nonce")), Text("reply_digest"));
     ReplyEnvelope envelope;
     ASSERT_EQ(S_OK, ReadEnvelope(Line("reply_body"), &envelope));
     ReplyPayload payload;
