@@ -9,8 +9,7 @@
 namespace qsn {
 namespace {
 
-constexpr DWORD kWakeUpInterval = 100;  // ms
-constexpr unsigned kWakeUpsPerCheck = 10;
+constexpr DWORD kCheckInterval = 1000;  // ms
 
 // The beginning decides, as far as the known text goes. A token that was merely extended is the same one to the suite.
 bool IsAnother(const std::string& text, const std::string& known) { return text.compare(0, known.size(), known) != 0; }
@@ -50,8 +49,7 @@ void CheckSingleSignOn::SetCallback(SSOCallback* callback) {
 
 DWORD CheckSingleSignOn::ThreadProc() {
     TraceA("CheckSingleSignOn thread: start");
-    for (unsigned wakeUps = 1; !WaitForStopRequest(kWakeUpInterval); ++wakeUps) {
-        if (wakeUps % kWakeUpsPerCheck != 0) continue;
+    while (!WaitForStopRequest(kCheckInterval)) {
         Guarded([&] {
             Check();
             return S_OK;

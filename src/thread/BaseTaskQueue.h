@@ -27,8 +27,9 @@ public:
 
     virtual void PushTask(TaskPointer task) {
         const std::lock_guard lock(m_queueLock);
+        const bool wasEmpty = m_tasks.empty();
         m_tasks.push_back(std::move(task));
-        m_notEmpty.Signal();
+        if (wasEmpty) m_notEmpty.Signal();
     }
     virtual void PushTasks(std::list<TaskPointer>& tasks) {
         const std::lock_guard lock(m_queueLock);

@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 
@@ -37,7 +38,7 @@ public:
     // Dropped where the thread is quitting.
     void PostTask(TaskPointer task) {
         const std::lock_guard lock(m_stateLock);
-        if (IsQuitting()) return task->Drop();
+        if (m_quit) return task->Drop();
         m_spQueue->PushTask(std::move(task));
     }
 
@@ -45,15 +46,15 @@ public:
     void Stop() {
         const std::lock_guard lock(m_stateLock);
         m_spQueue->Clear();
-        if (m_spCurrentTask) m_spCurrentTask->Abort();
+        AbortCurrent();
     }
 
     // Stops for good: no further task starts.
     void RequestQuit() {
         const std::lock_guard lock(m_stateLock);
-        m_quit.Signal();
-        Stop();
+        m_quit = true;
         m_spQueue->ClearAndWake();
+        AbortCurrent();
     }
     // Returns when the thread has ended; on the thread itself at once.
     void Quit() {
@@ -78,7 +79,7 @@ public:
         if (!context || !context->InitOnThread()) {
             TraceA("MainThread(0x%08x)::ThreadProc ThreadContext create failed !", static_cast<unsigned>(id));
         }
-        while (!IsQuitting()) {
+        while (!m_quit) {
             RunOneTask(context.get());
             m_spQueue->Wait(INFINITE);
         }
@@ -87,12 +88,14 @@ public:
     }
 
 private:
-    bool IsQuitting() const noexcept { return m_quit.Wait(0); }
+    void AbortCurrent() {
+        if (m_spCurrentTask) m_spCurrentTask->Abort();
+    }
 
     TaskPointer TakeTask() {
         const std::lock_guard lock(m_stateLock);
         // Without this test, taking a task that came in after `Quit` would also take its wake-up.
-        if (IsQuitting()) return nullptr;
+        if (m_quit) return nullptr;
         TaskPointer task = m_spQueue->PopTask();
         m_spCurrentTask = task;
         return task;
@@ -112,7 +115,7 @@ private:
     }
 
     qsn::CriticalSection m_stateLock;
-    qsn::PVEvent m_quit{qsn::PVEvent::Reset::kManual};
+    std::atomic<bool> m_quit{false};
     std::shared_ptr<BaseTaskQueue<Context>> m_spQueue = std::make_shared<BaseTaskQueue<Context>>();
     TaskPointer m_spCurrentTask;
     std::shared_ptr<Context> m_spContext;

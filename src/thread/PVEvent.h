@@ -2,31 +2,51 @@
 
 #include <windows.h>
 
-#include <new>
+#include <mutex>
 
 #include "Utility/Win32Owners.h"
 
 namespace qsn {
 
-// A Win32 event. Construction throws std::bad_alloc where the system has none to give, so that no wait ever stands on
-// an event that cannot be signalled.
+// What a Win32 event is, without the kernel's object: setting one that nobody waits for, and testing one, are no calls
+// into the system, and there is none that could be missing.
 class PVEvent {
 public:
     enum class Reset { kAutomatic, kManual };
 
-    explicit PVEvent(Reset reset)
-        : m_handle(CreateEventW(nullptr, reset == Reset::kManual, /*bInitialState=*/FALSE, nullptr)) {
-        if (!m_handle) throw std::bad_alloc();
-    }
+    explicit PVEvent(Reset reset) noexcept : m_reset(reset) {}
+    PVEvent(const PVEvent&) = delete;
+    PVEvent& operator=(const PVEvent&) = delete;
+    ~PVEvent() = default;
 
-    void Signal() const noexcept { SetEvent(m_handle.Get()); }
-    void Clear() const noexcept { ResetEvent(m_handle.Get()); }
-    bool Wait(DWORD milliseconds) const noexcept {
-        return WaitForSingleObject(m_handle.Get(), milliseconds) == WAIT_OBJECT_0;
+    void Signal() noexcept {
+        const std::lock_guard lock(m_lock);
+        m_signalled = true;
+        WakeAllConditionVariable(&m_changed);
+    }
+    void Clear() noexcept {
+        const std::lock_guard lock(m_lock);
+        m_signalled = false;
+    }
+    // True where it was signalled within the time; INFINITE waits without limit.
+    bool Wait(DWORD milliseconds) noexcept {
+        const std::lock_guard lock(m_lock);
+        const ULONGLONG start = GetTickCount64();
+        // Threads also wake up without having been woken.
+        while (!m_signalled) {
+            const ULONGLONG elapsed = milliseconds == INFINITE ? 0 : GetTickCount64() - start;
+            if (elapsed >= milliseconds) return false;
+            SleepConditionVariableSRW(&m_changed, m_lock.Native(), milliseconds - static_cast<DWORD>(elapsed), 0);
+        }
+        if (m_reset == Reset::kAutomatic) m_signalled = false;
+        return true;
     }
 
 private:
-    UniqueHandle m_handle;
+    const Reset m_reset;
+    bool m_signalled = false;
+    SlimLock m_lock;  // guards m_signalled
+    CONDITION_VARIABLE m_changed = CONDITION_VARIABLE_INIT;
 };
 
 }  // namespace qsn

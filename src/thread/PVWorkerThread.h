@@ -25,9 +25,9 @@ public:
 protected:
     PVWorkerThread() = default;
 
-    void RequestStop() const noexcept { m_stopRequested.Signal(); }
+    void RequestStop() noexcept { m_stopRequested.Signal(); }
     // Returns at once when a stop is requested.
-    bool WaitForStopRequest(DWORD milliseconds) const noexcept { return m_stopRequested.Wait(milliseconds); }
+    bool WaitForStopRequest(DWORD milliseconds) noexcept { return m_stopRequested.Wait(milliseconds); }
     bool IsCurrentThread() const noexcept { return m_run && m_run->threadId == GetCurrentThreadId(); }
     // Waits without limit; returns at once where no thread was started or somebody else waits for it already.
     void Join() noexcept;
