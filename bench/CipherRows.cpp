@@ -1,6 +1,9 @@
+#include <windows.h>
+
 #include <openssl/evp.h>
 #include <openssl/pem.h>
 #include <openssl/rsa.h>
+#include <wincrypt.h>
 
 #include <cstdint>
 #include <memory>
@@ -125,7 +128,39 @@ Pair<Step> Wrapping() {
 
 const unsigned char* Raw(std::string_view text) { return reinterpret_cast<const unsigned char*>(text.data()); }
 
-void EncryptBare(const AesKey& key, const std::string& text) {
+// OpenSSL's Base64, or CryptoAPI's, which is what a host on the platform has.
+enum class Codec { kOpenSsl, kCryptoApi };
+
+void Encode(Codec codec, const Bytes& bytes) {
+    Bytes text(bytes.size() * 2);
+    const int size = static_cast<int>(bytes.size());
+    if (codec == Codec::kOpenSsl) {
+        EVP_EncodeBlock(text.data(), bytes.data(), size);
+        return;
+    }
+    auto length = static_cast<DWORD>(text.size());
+    Require(CryptBinaryToStringA(bytes.data(), static_cast<DWORD>(size), CRYPT_STRING_BASE64 | CRYPT_STRING_NOCRLF,
+                                 reinterpret_cast<char*>(text.data()), &length) != FALSE,
+            "CryptBinaryToString");
+}
+
+Bytes Decode(Codec codec, const std::string& text) {
+    Bytes bytes(text.size());
+    if (codec == Codec::kOpenSsl) {
+        EVP_DecodeBlock(bytes.data(), Raw(text), static_cast<int>(text.size()));
+        return bytes;
+    }
+    // For the length and for the bytes, as its users call it.
+    DWORD length = 0;
+    for (BYTE* output : {static_cast<BYTE*>(nullptr), bytes.data()}) {
+        Require(CryptStringToBinaryA(text.data(), static_cast<DWORD>(text.size()), CRYPT_STRING_BASE64, output, &length,
+                                     nullptr, nullptr) != FALSE,
+                "CryptStringToBinary");
+    }
+    return bytes;
+}
+
+void EncryptBare(Codec codec, const AesKey& key, const std::string& text) {
     const UniqueCipherContext context(EVP_CIPHER_CTX_new());
     Bytes sealed(text.size() + 16);
     int length = 0;
@@ -136,13 +171,11 @@ void EncryptBare(const AesKey& key, const std::string& text) {
             EVP_EncryptFinal_ex(context.get(), sealed.data() + length, &rest) == 1 &&
             EVP_CIPHER_CTX_ctrl(context.get(), EVP_CTRL_GCM_GET_TAG, 16, sealed.data() + length) == 1,
         "GCM");
-    Bytes encoded(sealed.size() * 2);
-    EVP_EncodeBlock(encoded.data(), sealed.data(), static_cast<int>(sealed.size()));
+    Encode(codec, sealed);
 }
 
-void DecryptBare(const AesKey& key, const std::string& encoded, std::size_t size) {
-    Bytes sealed(encoded.size());
-    EVP_DecodeBlock(sealed.data(), Raw(encoded), static_cast<int>(encoded.size()));
+void DecryptBare(Codec codec, const AesKey& key, const std::string& encoded, std::size_t size) {
+    Bytes sealed = Decode(codec, encoded);
     const UniqueCipherContext context(EVP_CIPHER_CTX_new());
     Bytes text(size);
     int length = 0;
@@ -157,24 +190,24 @@ void DecryptBare(const AesKey& key, const std::string& encoded, std::size_t size
 constexpr AesKey kKey{7, 8, 9};
 constexpr std::size_t kTextSize = 2048;
 
-Pair<Step> Sealing() {
+Pair<Step> Sealing(Codec codec) {
     StartLibCrypto();
     const auto text = std::make_shared<const std::string>(kTextSize, 'x');
     const auto ours = [=] {
         std::string encoded;
         Require(EncryptByAESKey(kKey, kIv, *text, &encoded) == S_OK, "EncryptByAESKey");
     };
-    return {ours, [=] { EncryptBare(kKey, *text); }};
+    return {ours, [=] { EncryptBare(codec, kKey, *text); }};
 }
 
-Pair<Step> Opening() {
+Pair<Step> Opening(Codec codec) {
     const auto encoded = std::make_shared<std::string>();
     Require(EncryptByAESKey(kKey, kIv, std::string(kTextSize, 'x'), encoded.get()) == S_OK, "EncryptByAESKey");
     const auto ours = [=] {
         std::string text;
         Require(DecryptByAESKey(kKey, kIv, *encoded, &text) == S_OK, "DecryptByAESKey");
     };
-    return {ours, [=] { DecryptBare(kKey, *encoded, kTextSize); }};
+    return {ours, [=] { DecryptBare(codec, kKey, *encoded, kTextSize); }};
 }
 
 }  // namespace
@@ -189,9 +222,15 @@ void AddCipherRows() {
     AddPair({"base64-decode-1m", "1 MB from Base64 lines", kDecode, kTable, 1.0}, {}, [] { return Decoding(1 << 20); });
     AddPair({"wrap-key", "`EncryptAESKeyByRSAKey`", "EVP: PEM, OAEP, Base64", "reading the key, RSA-2048", 1.1}, {},
             Wrapping);
-    AddPair({"gcm-encrypt", "`EncryptByAESKey`, 2 KB", "EVP: AES-GCM, Base64", "the cipher and Base64", 1.1}, {},
-            Sealing);
-    AddPair({"gcm-decrypt", "`DecryptByAESKey`, 2 KB", "the same", "the same", 1.1}, {}, Opening);
+    static constexpr char kSeal[] = "`EncryptByAESKey`, 2 KB";
+    static constexpr char kOpen[] = "`DecryptByAESKey`, 2 KB";
+    static constexpr char kOpenSsl[] = "EVP: AES-GCM, Base64";
+    static constexpr char kCryptoApi[] = "EVP: AES-GCM; CryptoAPI: Base64";
+    static constexpr char kBoth[] = "the cipher and Base64";
+    AddPair({"gcm-encrypt", kSeal, kOpenSsl, kBoth, 1.1}, {}, [] { return Sealing(Codec::kOpenSsl); });
+    AddPair({"gcm-encrypt-platform", kSeal, kCryptoApi, kBoth, 0}, {}, [] { return Sealing(Codec::kCryptoApi); });
+    AddPair({"gcm-decrypt", kOpen, kOpenSsl, kBoth, 1.1}, {}, [] { return Opening(Codec::kOpenSsl); });
+    AddPair({"gcm-decrypt-platform", kOpen, kCryptoApi, kBoth, 0}, {}, [] { return Opening(Codec::kCryptoApi); });
 }
 
 }  // namespace qsn::bench

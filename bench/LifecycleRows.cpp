@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <vector>
 
+#include "BareThread.h"
 #include "Rows.h"
 #include "Sections.h"
 #include "Session.h"
@@ -50,11 +51,11 @@ void LookForLog() {
     if (const HMODULE module = LoadLibraryExW(L"Orb.dll", nullptr, LOAD_WITH_ALTERED_SEARCH_PATH)) FreeLibrary(module);
 }
 
-void RunThread() {
-    const HANDLE thread = CreateThread(
-        nullptr, 0, [](void*) -> DWORD { return 0; }, nullptr, 0, nullptr);
-    WaitForSingleObject(thread, INFINITE);
-    CloseHandle(thread);
+void StartBare() {
+    QueryBare();
+    LookForLog();
+    RunThread();
+    RunThread();
 }
 
 struct Objects {
@@ -72,14 +73,14 @@ struct Objects {
     }
 };
 
-Pair<TimedStep> Starting() {
+Pair<TimedStep> Starting(void (*bare)()) {
     const auto objects = std::make_shared<Objects>();
     const auto ours = [objects] {
         const double seconds = TimeOf([&] { objects->Start(); });
         objects->End();
         return seconds;
     };
-    return {ours, [] { return TimeOf(QueryBare); }};
+    return {ours, [bare] { return TimeOf(bare); }};
 }
 
 Pair<TimedStep> Ending() {
@@ -103,7 +104,10 @@ double TimeOfObjects(int count) {
 
 void AddLifecycleRows() {
     AddTimedPair({"init", "create and `Init`", "the WMI query", "the WMI query", 1.1},
-                 {.repetitions = 9, .iterations = 3}, Starting);
+                 {.repetitions = 9, .iterations = 3}, [] { return Starting(QueryBare); });
+    AddTimedPair({"init-all", "create and `Init`", "the query, the search for the usage log, two threads run and joined",
+                  "the same calls", 0},
+                 {.repetitions = 9, .iterations = 3}, [] { return Starting(StartBare); });
     AddPair({"init-query", "the library's query", "the WMI query", "the same calls, security set for the process", 0},
             {}, [] {
                 return Pair<Step>{QueryOurs, QueryBare};

@@ -8,6 +8,7 @@
 #include "Sections.h"
 #include "engine/Reply.h"
 #include "objects/ProductFields.h"
+#include "support/PrivateBytes.h"
 
 // The library reads replies with this class, so it is the one to compare with.
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
@@ -60,17 +61,6 @@ Pair<TimedStep> Reply(int products) {
     return {[body] { return TimeOfReading(*body); }, [body] { return TimeOfParsing(*body); }};
 }
 
-// Counted region by region, because Wine's process counters stay at 0.
-double PrivateBytes() {
-    std::size_t bytes = 0;
-    MEMORY_BASIC_INFORMATION region = {};
-    for (const char* address = nullptr; VirtualQuery(address, &region, sizeof(region)) != 0;) {
-        if (region.State == MEM_COMMIT && region.Type == MEM_PRIVATE) bytes += region.RegionSize;
-        address = static_cast<const char*>(region.BaseAddress) + region.RegionSize;
-    }
-    return static_cast<double>(bytes);
-}
-
 double TextBytes(IQSNList& list) {
     std::size_t bytes = 0;
     for (uint32_t index = 0; index < list.GetCount(); ++index) {
@@ -90,9 +80,9 @@ Figures MemoryOfAProduct() {
     ReplyEnvelope envelope;
     ReadEnvelope(MakeBody(kProducts), &envelope);
     ReplyPayload payload;
-    const double before = PrivateBytes();
+    const std::size_t before = test::PrivateBytes();
     ReadPayload(RequestType::kGetProductList, envelope.data, &payload);
-    return {(PrivateBytes() - before) / kProducts, TextBytes(*payload.productList) / kProducts};
+    return {static_cast<double>(test::PrivateBytes() - before) / kProducts, TextBytes(*payload.productList) / kProducts};
 }
 
 }  // namespace

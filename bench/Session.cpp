@@ -54,4 +54,11 @@ void Session::HoldWorker() {
     m_callback.WaitForCalls();
 }
 
+void Session::LetWorkerGo() {
+    m_callback.LetGo();
+    char url[1024];
+    uint32_t length = 0;
+    if (m_qsn->GetSignInURL(url, sizeof(url), &length) != S_OK) throw std::runtime_error("the worker does not go on");
+}
+
 }  // namespace qsn::bench

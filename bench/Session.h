@@ -46,8 +46,10 @@ public:
     void SignIn();
     // Returns when the callback came; throws std::runtime_error where it brought no user.
     void FetchUser();
-    // The worker is in a callback when this returns, and stays there until Host().LetGo().
+    // The worker is in a callback when this returns, and stays there until LetWorkerGo().
     void HoldWorker();
+    // It has left the callback when this returns, and what was queued behind has run.
+    void LetWorkerGo();
 
 private:
     CountingHost m_callback;

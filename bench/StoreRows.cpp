@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "BareThread.h"
 #include "Rows.h"
 #include "Sections.h"
 #include "Utility/Win32Owners.h"
@@ -33,12 +34,6 @@ void WriteBare(const std::string& token) {
     UniqueRegistryKey key;
     RegOpenKeyExA(HKEY_CURRENT_USER, kKeyName, 0, KEY_WRITE, key.Receive());
     RegSetValueExA(key.Get(), "rTok", 0, REG_SZ, sealed.pbData, sealed.cbData);
-}
-
-void RunThread() {
-    const UniqueHandle thread(CreateThread(
-        nullptr, 0, [](void*) -> DWORD { return 0; }, nullptr, 0, nullptr));
-    WaitForSingleObject(thread.Get(), INFINITE);
 }
 
 // As the session engine does for one call: a store with its watcher, started and ended.

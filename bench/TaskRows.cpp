@@ -48,7 +48,7 @@ double TimeOfCalls(Session& session) {
         for (int i = 0; i < kCalls; ++i) session.Qsn().GetUserInfo();
     });
     session.Qsn().Stop();
-    session.Host().LetGo();
+    session.LetWorkerGo();
     return seconds;
 }
 

@@ -1,22 +1,10 @@
 #include "Footprint.h"
 
-#include <windows.h>
-
+#include "support/PrivateBytes.h"
 #include "support/ProcessState.h"
 
 namespace qsn::soak {
 namespace {
-
-// Counted region by region, because Wine's process counters stay at 0.
-std::size_t PrivateBytes() {
-    std::size_t bytes = 0;
-    MEMORY_BASIC_INFORMATION region = {};
-    for (const char* address = nullptr; VirtualQuery(address, &region, sizeof(region)) != 0;) {
-        if (region.State == MEM_COMMIT && region.Type == MEM_PRIVATE) bytes += region.RegionSize;
-        address = static_cast<const char*>(region.BaseAddress) + region.RegionSize;
-    }
-    return bytes;
-}
 
 long long Difference(std::size_t now, std::size_t before) {
     return static_cast<long long>(now) - static_cast<long long>(before);
@@ -24,7 +12,7 @@ long long Difference(std::size_t now, std::size_t before) {
 
 }  // namespace
 
-Footprint Footprint::Now() { return {PrivateBytes(), test::HeapBytes(), test::HandleCount(), test::ThreadCount()}; }
+Footprint Footprint::Now() { return {test::PrivateBytes(), test::HeapBytes(), test::HandleCount(), test::ThreadCount()}; }
 
 std::string Footprint::Text() const {
     return std::to_string(privateBytes) + " private bytes, " + std::to_string(heapBytes) + " heap bytes, " +

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <windows.h>
+
+#include "Utility/Win32Owners.h"
+
+namespace qsn::bench {
+
+// What a thread costs that does nothing.
+inline void RunThread() {
+    const UniqueHandle thread(CreateThread(
+        nullptr, 0, [](void*) -> DWORD { return 0; }, nullptr, 0, nullptr));
+    WaitForSingleObject(thread.Get(), INFINITE);
+}
+
+}  // namespace qsn::bench
