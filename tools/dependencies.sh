@@ -64,6 +64,7 @@ build_benchmark() {
     read -r source version <<<"$found"
     say "Google Benchmark $version: compiling"
     mkdir "$result/lib" "$work/objects"
+    # shellcheck disable=SC2016 # the inner shell expands these
     for unit in "$source"/src/*.cc; do
         [ "${unit##*/}" != benchmark_main.cc ] || continue
         printf '%s\0' "$unit"
