@@ -128,7 +128,7 @@ public:
 
     void FailInEachScenario() {
         const Scenario scenarios[] = {
-            {"Init", &FailingCallsTest::NoObject, &FailingCallsTest::Start, 20},
+            {"Init", &FailingCallsTest::NoObject, &FailingCallsTest::Start, 12},
             {"Request", &FailingCallsTest::Session, &FailingCallsTest::Request, 30},
             {"Renewal", &FailingCallsTest::TokensToRenew, &FailingCallsTest::Renewal, 40},
             {"StoreWrite", &FailingCallsTest::Session, &FailingCallsTest::StoreWrite, 5},
