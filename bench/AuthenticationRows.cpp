@@ -96,8 +96,8 @@ void AddAuthenticationRows() {
     static constexpr char kFloor[] = "a provider, a key, RSA-1536, MD5 over the body";
     const Effort effort{.seconds = 0.2};
     AddPair({"request-pair-1k", "pair over 1 KB", kBeside, kFloor, 1.1}, effort, [] { return Request(1024, false); });
-    AddPair({"request-pair-1k-hmac", "the same", "the same with a second hash", kFloor, 0},
-            effort, [] { return Request(1024, true); });
+    AddPair({"request-pair-1k-hmac", "the same", "the same with a second hash", kFloor, 0}, effort,
+            [] { return Request(1024, true); });
     AddPair({"request-pair-1m", "pair over 1 MB", kBeside, kFloor, 1.1}, effort,
             [] { return Request(1 << 20, false); });
     AddPair({"reply-check-1k", "check over 1 KB", kBeside, kFloor, 1.1}, effort, [] { return Reply(1024); });

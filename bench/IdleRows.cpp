@@ -105,8 +105,8 @@ void AddIdleRows() {
     AddChild("idle-beside", WakeThirtyTimesASecond);
     static constexpr char kOurs[] = "a signed-in session with its watcher and its timer";
     static constexpr char kBeside[] = "a thread that waits 30 times a second";
-    AddFigures({"idle-wake-ups", kOurs, kBeside, "ten ticks a second of the timer, one look of the watcher", 1.0}, Unit::kPerSecond,
-               [] { return Idle().wakeUps; });
+    AddFigures({"idle-wake-ups", kOurs, kBeside, "ten ticks a second of the timer, one look of the watcher", 1.0},
+               Unit::kPerSecond, [] { return Idle().wakeUps; });
     AddFigures({"idle-processor", kOurs, kBeside, "the same", 0}, Unit::kPercent, [] { return Idle().processor; });
 }
 

@@ -105,8 +105,8 @@ double TimeOfObjects(int count) {
 void AddLifecycleRows() {
     AddTimedPair({"init", "create and `Init`", "the WMI query", "the WMI query", 1.1},
                  {.repetitions = 9, .iterations = 3}, [] { return Starting(QueryBare); });
-    AddTimedPair({"init-all", "create and `Init`", "the query, the search for the usage log, two threads run and joined",
-                  "the same calls", 0},
+    AddTimedPair({"init-all", "create and `Init`",
+                  "the query, the search for the usage log, two threads run and joined", "the same calls", 0},
                  {.repetitions = 9, .iterations = 3}, [] { return Starting(StartBare); });
     AddPair({"init-query", "the library's query", "the WMI query", "the same calls, security set for the process", 0},
             {}, [] {

@@ -82,7 +82,8 @@ Figures MemoryOfAProduct() {
     ReplyPayload payload;
     const std::size_t before = test::PrivateBytes();
     ReadPayload(RequestType::kGetProductList, envelope.data, &payload);
-    return {static_cast<double>(test::PrivateBytes() - before) / kProducts, TextBytes(*payload.productList) / kProducts};
+    return {static_cast<double>(test::PrivateBytes() - before) / kProducts,
+            TextBytes(*payload.productList) / kProducts};
 }
 
 }  // namespace

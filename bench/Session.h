@@ -17,8 +17,8 @@ public:
     void Expect(int count);
     void WaitForCalls();
     // From its next call on the callback does not return before `LetGo`.
-    void Hold() { ResetEvent(m_mayGo.Get()); }
-    void LetGo() { SetEvent(m_mayGo.Get()); }
+    void Hold();
+    void LetGo();
     int LastResult() const { return m_lastResult; }
 
     HRESULT STDMETHODCALLTYPE Callback(int32_t action, int32_t result, void* data) override;
@@ -29,6 +29,7 @@ public:
 private:
     UniqueHandle m_done{CreateEventW(nullptr, FALSE, FALSE, nullptr)};
     UniqueHandle m_mayGo{CreateEventW(nullptr, TRUE, TRUE, nullptr)};
+    std::atomic<bool> m_held{false};
     std::atomic<int> m_missing{0};
     std::atomic<int> m_lastResult{-1};
 };

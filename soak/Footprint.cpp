@@ -12,7 +12,9 @@ long long Difference(std::size_t now, std::size_t before) {
 
 }  // namespace
 
-Footprint Footprint::Now() { return {test::PrivateBytes(), test::HeapBytes(), test::HandleCount(), test::ThreadCount()}; }
+Footprint Footprint::Now() {
+    return {test::PrivateBytes(), test::HeapBytes(), test::HandleCount(), test::ThreadCount()};
+}
 
 std::string Footprint::Text() const {
     return std::to_string(privateBytes) + " private bytes, " + std::to_string(heapBytes) + " heap bytes, " +

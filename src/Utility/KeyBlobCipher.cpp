@@ -35,8 +35,9 @@ UniqueCryptProvider AcquireKeyBlobProvider() {
     return provider;
 }
 
-HRESULT EncryptWithKeyBlob(const UniqueCryptProvider& provider, const KeyBlob& key, std::span<const std::uint8_t, kKeyBlobBlockSize> block,
-                           std::uint8_t* output, std::uint32_t* capacity) {
+HRESULT EncryptWithKeyBlob(const UniqueCryptProvider& provider, const KeyBlob& key,
+                           std::span<const std::uint8_t, kKeyBlobBlockSize> block, std::uint8_t* output,
+                           std::uint32_t* capacity) {
     if (!output || !capacity) return E_POINTER;
     if (*capacity < block.size()) return E_INVALIDARG;
     if (!provider) return E_UNEXPECTED;
@@ -49,8 +50,8 @@ HRESULT EncryptWithKeyBlob(const UniqueCryptProvider& provider, const KeyBlob& k
     return S_OK;
 }
 
-HRESULT DecryptWithKeyBlob(const UniqueCryptProvider& provider, const KeyBlob& key, std::span<const std::uint8_t> ciphertext, std::uint8_t* output,
-                           std::uint32_t* capacity) {
+HRESULT DecryptWithKeyBlob(const UniqueCryptProvider& provider, const KeyBlob& key,
+                           std::span<const std::uint8_t> ciphertext, std::uint8_t* output, std::uint32_t* capacity) {
     if (!ciphertext.data() || !output || !capacity) return E_POINTER;
     if (*capacity < ciphertext.size()) return E_INVALIDARG;
     if (!provider) return E_UNEXPECTED;

@@ -26,10 +26,11 @@ UniqueCryptProvider AcquireKeyBlobProvider();
 // size on entry and the result's length on return.
 // E_POINTER: a null buffer or capacity. E_INVALIDARG: a capacity below the block size, or below the ciphertext's
 // length. E_UNEXPECTED: an empty provider. E_FAIL: the key or the data were refused.
-HRESULT EncryptWithKeyBlob(const UniqueCryptProvider& provider, const KeyBlob& key, std::span<const std::uint8_t, kKeyBlobBlockSize> block,
-                           std::uint8_t* output, std::uint32_t* capacity);
-// Writes a NUL behind the plain bytes where the buffer has room for it.
-HRESULT DecryptWithKeyBlob(const UniqueCryptProvider& provider, const KeyBlob& key, std::span<const std::uint8_t> ciphertext, std::uint8_t* output,
+HRESULT EncryptWithKeyBlob(const UniqueCryptProvider& provider, const KeyBlob& key,
+                           std::span<const std::uint8_t, kKeyBlobBlockSize> block, std::uint8_t* output,
                            std::uint32_t* capacity);
+// Writes a NUL behind the plain bytes where the buffer has room for it.
+HRESULT DecryptWithKeyBlob(const UniqueCryptProvider& provider, const KeyBlob& key,
+                           std::span<const std::uint8_t> ciphertext, std::uint8_t* output, std::uint32_t* capacity);
 
 }  // namespace qsn

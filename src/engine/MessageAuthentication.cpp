@@ -41,8 +41,9 @@ HRESULT GenerateTokenAndDigest(const KeyBlob& requestKey, std::string_view body,
     std::uint32_t length = sizeof(encrypted);
     const UniqueCryptProvider provider = AcquireKeyBlobProvider();
     const HRESULT hr = EncryptWithKeyBlob(
-        provider, requestKey, std::span<const std::uint8_t, sizeof(nonce)>(reinterpret_cast<std::uint8_t*>(nonce), sizeof(nonce)),
-        encrypted, &length);
+        provider, requestKey,
+        std::span<const std::uint8_t, sizeof(nonce)>(reinterpret_cast<std::uint8_t*>(nonce), sizeof(nonce)), encrypted,
+        &length);
     if (FAILED(hr)) return hr;
     if (!Place(BytesToHex({encrypted, length}), pair->token)) return E_UNEXPECTED;
 

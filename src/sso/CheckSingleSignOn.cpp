@@ -74,24 +74,35 @@ void CheckSingleSignOn::Check() {
 
     GetMemberToken(&token, &status);
     CheckText(m_member, status, token, SSOEvent::kMemberTokenSet, SSOEvent::kMemberTokenClear);
-
-    SecretText refreshToken;
-    GetRefreshToken(&refreshToken, &status);
-    CheckText(m_refresh, status, refreshToken.Text(), SSOEvent::kRefreshTokenSet, SSOEvent::kRefreshTokenClear);
+    CheckRefreshToken();
 }
 
-void CheckSingleSignOn::CheckText(Watched& watched, StoreStatus status, const std::string& text, SSOEvent set,
+void CheckSingleSignOn::CheckRefreshToken() {
+    // Decrypting what has not changed would be most of a look's work.
+    std::optional<std::string> encrypted = EncryptedRefreshToken();
+    if (encrypted && encrypted == m_refresh.encrypted) return;
+    SecretText token;
+    StoreStatus status = StoreStatus::kUnknown;
+    GetRefreshToken(&token, &status);
+    if (CheckText(m_refresh, status, token.Text(), SSOEvent::kRefreshTokenSet, SSOEvent::kRefreshTokenClear))
+        m_refresh.encrypted = std::move(encrypted);
+}
+
+bool CheckSingleSignOn::CheckText(Watched& watched, StoreStatus status, const std::string& text, SSOEvent set,
                                   SSOEvent clear) {
     const StoreStatus before = watched.status;
-    if (status == StoreStatus::kUnknown) return;
+    if (status == StoreStatus::kUnknown) return false;
     if (status == StoreStatus::kNotExist) {
-        if (before != StoreStatus::kExists || Raise(clear, nullptr)) watched.Forget();
-        return;
+        if (before == StoreStatus::kExists && !Raise(clear, nullptr)) return false;
+        watched.Forget();
+        return true;
     }
     const bool known = before == StoreStatus::kExists;
-    if (known && (watched.text.IsEmpty() || !IsAnother(text, watched.text.Text()))) return;
+    if (known && (watched.text.IsEmpty() || !IsAnother(text, watched.text.Text()))) return true;
     SecretText copy(text);
-    if (before == StoreStatus::kUnknown || Raise(set, text.c_str())) watched.Remember(std::move(copy));
+    if (before != StoreStatus::kUnknown && !Raise(set, text.c_str())) return false;
+    watched.Remember(std::move(copy));
+    return true;
 }
 
 bool CheckSingleSignOn::Raise(SSOEvent event, const char* data) {

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -58,20 +59,26 @@ private:
     struct Watched {
         StoreStatus status = StoreStatus::kUnknown;
         SecretText text;
+        std::optional<std::string> encrypted;  // as it lay in the registry when the watcher decrypted it last
 
         void Remember(SecretText newText) noexcept {
             status = StoreStatus::kExists;
             text = std::move(newText);
+            encrypted.reset();
         }
         void Forget() {
             status = StoreStatus::kNotExist;
             text = SecretText();
+            encrypted.reset();
         }
     };
 
     DWORD ThreadProc() override;
     void Check();
-    void CheckText(Watched& watched, StoreStatus status, const std::string& text, SSOEvent set, SSOEvent clear);
+    void CheckRefreshToken();
+    static std::optional<std::string> EncryptedRefreshToken();
+    // True where the host knows as much as we do.
+    bool CheckText(Watched& watched, StoreStatus status, const std::string& text, SSOEvent set, SSOEvent clear);
     // False where there was no memory to pass the event on: the next look finds it again.
     bool Raise(SSOEvent event, const char* data);
     void SetCallback(SSOCallback* callback);

@@ -162,6 +162,10 @@ HRESULT CheckSingleSignOn::GetRefreshToken(SecretText* token, StoreStatus* statu
     return hr;
 }
 
+std::optional<std::string> CheckSingleSignOn::EncryptedRefreshToken() {
+    return ReadSharedText(kRefreshValue, kTextCapacity);
+}
+
 HRESULT CheckSingleSignOn::GetPublicKey(std::string* key) {
     if (!key) return E_INVALIDARG;
     const std::lock_guard lock(m_storeLock);

@@ -32,12 +32,14 @@ public:
     bool Wait(DWORD milliseconds) noexcept {
         const std::lock_guard lock(m_lock);
         const ULONGLONG start = GetTickCount64();
-        // Threads also wake up without having been woken.
-        while (!m_signalled) {
+        // Threads also wake up without having been woken. Whether the time is over is the system's to say: the clock
+        // here is too coarse, and would have us wait for the last few milliseconds again and again.
+        DWORD rest = milliseconds;
+        while (!m_signalled && SleepConditionVariableSRW(&m_changed, m_lock.Native(), rest, 0)) {
             const ULONGLONG elapsed = milliseconds == INFINITE ? 0 : GetTickCount64() - start;
-            if (elapsed >= milliseconds) return false;
-            SleepConditionVariableSRW(&m_changed, m_lock.Native(), milliseconds - static_cast<DWORD>(elapsed), 0);
+            rest = elapsed < milliseconds ? milliseconds - static_cast<DWORD>(elapsed) : 0;
         }
+        if (!m_signalled) return false;
         if (m_reset == Reset::kAutomatic) m_signalled = false;
         return true;
     }

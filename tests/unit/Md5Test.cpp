@@ -59,7 +59,8 @@ TEST(Md5, HmacVectorsOfRfc2202) {
         // Not of the RFC, but widely published.
         {"", "", "74e6f7298a9c2d168935f58c001bad88"},
     };
-    for (const auto& v : vectors) EXPECT_EQ(v.digest, HmacMD5Hex(AcquireKeyBlobProvider(), v.message, v.key)) << v.message;
+    for (const auto& v : vectors)
+        EXPECT_EQ(v.digest, HmacMD5Hex(AcquireKeyBlobProvider(), v.message, v.key)) << v.message;
 }
 
 TEST(Md5, ErrorWordsAreNoHash) {

@@ -69,7 +69,8 @@ TEST(MessageAuthentication, ARequestCarriesTheNonceOfItsSecond) {
     std::uint8_t plain[512] = {};
     std::uint32_t length = sizeof(plain);
     const std::span ciphertext(reinterpret_cast<const std::uint8_t*>(encrypted.data()), encrypted.size());
-    ASSERT_EQ(qsn::DecryptWithKeyBlob(qsn::AcquireKeyBlobProvider(), Keys().privateKey, ciphertext, plain, &length), S_OK);
+    ASSERT_EQ(qsn::DecryptWithKeyBlob(qsn::AcquireKeyBlobProvider(), Keys().privateKey, ciphertext, plain, &length),
+              S_OK);
     ASSERT_EQ(length, 16u) << "the nonce fills its block up with zeros";
     std::string block = NonceOf(second);
     block.resize(16, '\0');
@@ -94,13 +95,18 @@ TEST(MessageAuthentication, StaysInsideABufferThatIsShorterThanTheKey) {
     const std::vector<std::uint8_t> block(16, 1);
     std::vector<std::uint8_t> buffer(512, '#');
     std::uint32_t capacity = 20;
-    EXPECT_EQ(qsn::DecryptWithKeyBlob(qsn::AcquireKeyBlobProvider(), Keys().privateKey, block, buffer.data(), &capacity), E_FAIL);
+    EXPECT_EQ(
+        qsn::DecryptWithKeyBlob(qsn::AcquireKeyBlobProvider(), Keys().privateKey, block, buffer.data(), &capacity),
+        E_FAIL);
     capacity = 20;
-    EXPECT_EQ(qsn::EncryptWithKeyBlob(qsn::AcquireKeyBlobProvider(), Keys().publicKey, std::span(block).first<16>(), buffer.data(), &capacity),
+    EXPECT_EQ(qsn::EncryptWithKeyBlob(qsn::AcquireKeyBlobProvider(), Keys().publicKey, std::span(block).first<16>(),
+                                      buffer.data(), &capacity),
               E_FAIL);
     EXPECT_EQ(std::count(buffer.begin() + 20, buffer.end(), '#'), 512 - 20);
     capacity = 15;
-    EXPECT_EQ(qsn::DecryptWithKeyBlob(qsn::AcquireKeyBlobProvider(), Keys().privateKey, block, buffer.data(), &capacity), E_INVALIDARG);
+    EXPECT_EQ(
+        qsn::DecryptWithKeyBlob(qsn::AcquireKeyBlobProvider(), Keys().privateKey, block, buffer.data(), &capacity),
+        E_INVALIDARG);
 }
 
 // Each way to spoil a pair on the wire is in the tests of whole requests.

@@ -29,6 +29,7 @@ constexpr int kThreads = 4;
 void AtTheSameTime(const std::function<void()>& work) {
     std::atomic<int> missing{kThreads};
     std::vector<std::jthread> threads;
+    threads.reserve(kThreads);
     for (int i = 0; i < kThreads; ++i) {
         threads.emplace_back([&] {
             --missing;
