@@ -107,7 +107,8 @@ void AddIdleRows() {
     static constexpr char kBeside[] = "a thread that waits 30 times a second";
     AddFigures({"idle-wake-ups", kOurs, kBeside, "ten ticks a second of the timer, one look of the watcher", 1.0},
                Unit::kPerSecond, [] { return Idle().wakeUps; });
-    AddFigures({"idle-processor", kOurs, kBeside, "the same", 0}, Unit::kPercent, [] { return Idle().processor; });
+    AddFigures({"idle-processor", kOurs, kBeside, "the same; 0.1 % at most is wanted", 0}, Unit::kPercent,
+               [] { return Idle().processor; });
 }
 
 }  // namespace qsn::bench

@@ -68,23 +68,6 @@ Pair<TimedStep> Calls() {
     return {[session] { return TimeOfCalls(*session); }, [pool] { return TimeOfPosts(*pool); }};
 }
 
-// What a call asks the system for: whether the worker is quitting, and to wake it up.
-double TimeOfEvents(HANDLE quit, HANDLE wake) {
-    return TimeOf([&] {
-        for (int i = 0; i < kCalls; ++i) {
-            WaitForSingleObject(quit, 0);
-            SetEvent(wake);
-        }
-    });
-}
-
-Pair<TimedStep> CallsAndEvents() {
-    const auto session = std::make_shared<Session>();
-    const auto quit = std::make_shared<UniqueHandle>(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-    const auto wake = std::make_shared<UniqueHandle>(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-    return {[session] { return TimeOfCalls(*session); }, [=] { return TimeOfEvents(quit->Get(), wake->Get()); }};
-}
-
 Pair<Step> RoundTrips() {
     const auto session = std::make_shared<Session>();
     session->SignIn();
@@ -121,8 +104,6 @@ void AddTaskRows() {
     AddTimedPair({"call", "1,000 calls of `GetUserInfo`, returning", "1,000 lambdas posted to a pool of one thread",
                   "a task in memory, and the wake-up of a sleeping worker", 1.5},
                  {.iterations = 5}, Calls);
-    AddTimedPair({"call-events", "the same", "1,000 times an event tested and another one set", "two system calls", 0},
-                 {.iterations = 5}, CallsAndEvents);
     AddPair({"round-trip", "`GetAccessToken`", "post to a pool of one thread, and its future",
              "two switches of threads", 1.2},
             {.seconds = 0.2}, RoundTrips);

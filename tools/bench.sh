@@ -12,7 +12,7 @@ run_bench() {
     compile --target qsn_bench
     trap end_bench EXIT
     fresh_prefix "$BUILD_DIR/wineprefix-bench"
-    say "measuring (5 to 10 minutes for the whole table)"
+    say "measuring (5 minutes for the whole table)"
     in_prefix "$BUILD_DIR/wineprefix-bench" wine "$folder/qsn_bench.exe" --folder "Z:$folder" "$@" \
         </dev/null 2>"$folder/bench.log" 8>&- | sed -u 's/\r$//' || result=$?
     [ "$result" -eq 0 ] || {

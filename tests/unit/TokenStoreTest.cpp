@@ -155,6 +155,11 @@ TEST(TokenWatcher, TellsWhatOthersDoAndNothingElse) {
     change("s2", "m2-extended", "r");
     EXPECT_EQ(sink.Until("5 r"), (Events{"1", "5 r"})) << "an extended token is the same one, a shortened one is not";
 
+    const std::string encrypted = SharedValues::Read("rTok")->data;
+    store.SetRefreshToken("mine");
+    SharedValues::Write("rTok", encrypted);
+    EXPECT_EQ(sink.Until("5 r"), (Events{"5 r"})) << "the same bytes again, but another token in between";
+
     SharedValues::Delete("SSO");
     SharedValues::Delete("mTok");
     SharedValues::Write("rTok", SharedValues::Base64Lines("not decryptable"));
