@@ -25,6 +25,9 @@ constexpr char kExpiredText[] = "This sign-in has expired. Start again in the ap
 // connecting and saying nothing.
 constexpr std::size_t kMostConnections = 32;
 
+// Wine now and then loses the news of a socket: without a look of our own the browser would wait for good.
+constexpr long long kLookInterval = 250;  // ms
+
 [[noreturn]] void ThrowSocketError(const char* call) {
     throw std::system_error(WSAGetLastError(), std::system_category(), call);
 }
@@ -136,10 +139,9 @@ private:
     DWORD TimeToWait() const {
         Clock::time_point next = m_ended ? Clock::time_point::max() : m_deadline;
         for (const RedirectConnection& each : m_connections) next = std::min(next, each.Deadline());
-        if (next == Clock::time_point::max()) return WSA_INFINITE;
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(next - Clock::now()).count();
         // A millisecond more, or the rest of one would be waited out in a busy loop.
-        return static_cast<DWORD>(std::clamp<long long>(left + 1, 0, 60000));
+        return static_cast<DWORD>(std::clamp<long long>(left + 1, 0, kLookInterval));
     }
 
     void AcceptAll() {

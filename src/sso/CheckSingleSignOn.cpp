@@ -84,8 +84,9 @@ void CheckSingleSignOn::CheckRefreshToken() {
     SecretText token;
     StoreStatus status = StoreStatus::kUnknown;
     GetRefreshToken(&token, &status);
-    if (CheckText(m_refresh, status, token.Text(), SSOEvent::kRefreshTokenSet, SSOEvent::kRefreshTokenClear))
-        m_refresh.encrypted = std::move(encrypted);
+    const bool told =
+        CheckText(m_refresh, status, token.Text(), SSOEvent::kRefreshTokenSet, SSOEvent::kRefreshTokenClear);
+    if (told && status == StoreStatus::kExists) m_refresh.encrypted = std::move(encrypted);
 }
 
 bool CheckSingleSignOn::CheckText(Watched& watched, StoreStatus status, const std::string& text, SSOEvent set,

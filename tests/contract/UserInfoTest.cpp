@@ -67,20 +67,6 @@ TEST_F(UserInfoRequest, IsAnsweredWhateverFormTheReplyTakes) {
     }
 }
 
-TEST_F(UserInfoRequest, ObjectsMayBeKeptBeyondTheLibraryObject) {
-    IQSNUserInfo* kept = nullptr;
-    m_callback.onEvent = [&](const Event&, void* data) {
-        kept = static_cast<IQSNUserInfo*>(data);
-        kept->AddRef();
-        return S_OK;
-    };
-    ASSERT_EQ(UserInfoResult(), QSN_CALLBACK_OK);
-    m_qsn->Uninit();
-    m_qsn.reset();
-    EXPECT_EQ(ReadText(*kept, QSN_USER_NAME), "Ada Quill");
-    EXPECT_EQ(kept->Release(), 0u);
-}
-
 TEST_F(UserInfoRequest, PassesTheServicesMessageOnBeforeTheResult) {
     Server().Rules().Once({.result = 6,
                            .additionalMessage = "Sch\xc3\xb6ne Gr\xc3\xbc\xc3\x9f"
