@@ -206,11 +206,13 @@ TEST_F(ProductListRequest, BringsTheAccountsOwnListsInOrder) {
         accounts.users[0].productsV2.append(Json::Value())["productName"] = "Second";
     });
     const Answer first = Fetch(kFirst);
+    ASSERT_NE(first.list, nullptr);
     ASSERT_EQ(first.list->GetCount(), 3u);
     for (uint32_t i = 0; i < 3; ++i) {
         EXPECT_EQ(ReadText(*ItemOf(*first.list, i), QSN_PRODUCT_NAME), std::string(1, static_cast<char>('A' + i)));
     }
     const Answer second = Fetch(kSecond);
+    ASSERT_NE(second.list, nullptr);
     ASSERT_EQ(second.list->GetCount(), 1u);
     EXPECT_EQ(ReadText(*ItemOf(*second.list, 0), QSN_PRODUCT_NAME), "Second");
 }

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <functional>
+#include <list>
 #include <new>
 #include <vector>
 
@@ -88,6 +89,22 @@ TEST_F(WorkerThread, StopLetsTheRunningTaskEndAndDropsTheRest) {
     ASSERT_TRUE(next->Wait(kPatience)) << "the thread must go on after Stop";
     EXPECT_FALSE(queued->Wait(0));
     EXPECT_EQ(m_context->ran, std::vector{2});
+}
+
+TEST(TaskQueue, TakesAListInOrderAndIsSignalledWhileItHasTasks) {
+    BaseThread::BaseTaskQueue<TestContext> queue;
+    std::list<BaseThread::BaseTaskQueue<TestContext>::TaskPointer> list{Note(1), Note(2)};
+    const std::vector tasks(list.begin(), list.end());
+    EXPECT_FALSE(queue.Wait(0));
+    queue.PushTasks(list);
+    EXPECT_TRUE(list.empty());
+    queue.PushTasks(list);
+    for (const auto& task : tasks) {
+        EXPECT_TRUE(queue.Wait(0));
+        EXPECT_EQ(queue.PopTask(), task);
+    }
+    EXPECT_FALSE(queue.Wait(0));
+    EXPECT_EQ(tasks[0]->GetName(), "FunctionTask");
 }
 
 // What it posts to itself may meet the quit signal on its way.
