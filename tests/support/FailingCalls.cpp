@@ -141,7 +141,6 @@ const std::array kImports{
     Allocates<OF(_strdup)>(),
     MakeImport<OF(realloc)>(&Reallocate),
     Closes<OF(free), kBlocks>(),
-    Opens<OF(CreateEventW), nullptr, kNoMemory, kHandles>(),
     Opens<OF(CreateThread), nullptr, kNoMemory, kHandles>(),
     Closes<OF(CloseHandle), kHandles>(),
     Opens<OF(LoadLibraryW), nullptr, kNoMemory, kModules>(),
