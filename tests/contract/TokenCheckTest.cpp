@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "support/DumpSwitch.h"
+#include "support/Fakes.h"
 #include "support/SessionTest.h"
 #include "support/SharedValues.h"
 #include "support/TraceCapture.h"
@@ -79,6 +80,20 @@ TEST_F(TokenCheck, DropsARevokedToken) {
     EXPECT_EQ(NextCheck(), QSN_CALLBACK_SERVER_RESULT_1);
     EXPECT_EQ(AccessToken(), "");
     EXPECT_EQ(NextCheck(1300ms), -1) << "a refusal ends the routine";
+}
+
+TEST_F(TokenCheck, WithoutNetworkOrTokenNothingIsSent) {
+    VerifyEvery(1);
+    SignInAndArm();
+    Server().TakeRequests();
+    FakeNetwork network;
+    network.SetAlive(false);
+    EXPECT_EQ(NextCheck(), QSN_CALLBACK_NETWORK_OR_UNKNOWN);
+    EXPECT_EQ(AccessToken(), kToken) << "nobody has refused it";
+    ASSERT_EQ(m_qsn->SignOut(), S_OK);
+    EXPECT_TRUE(m_callback.WaitFor(QSN_ACTION_SIGNOUT_RESULT));
+    EXPECT_EQ(NextCheck(1300ms), -1);
+    EXPECT_TRUE(Server().TakeRequests().empty());
 }
 
 TEST_F(TokenCheck, WithSingleSignOnTheSharedTokenGoesAndEverybodyHears) {
