@@ -17,6 +17,7 @@
 #include "Utility/NetworkProbe.h"
 #include "engine/KeyProvider.h"
 #include "engine/MessageAuthentication.h"
+#include "support/Owned.h"
 #include "support/TestService.h"
 
 namespace qsn::bench {
@@ -52,12 +53,7 @@ Recorded Record() {
     return recorded;
 }
 
-struct InternetHandleTraits {
-    using Value = HINTERNET;
-    static constexpr Value kInvalid = nullptr;
-    static void Close(Value value) noexcept { InternetCloseHandle(value); }
-};
-using InternetHandle = UniqueResource<InternetHandleTraits>;
+using InternetHandle = test::Owned<HINTERNET, InternetCloseHandle>;
 
 std::string PostBare(const Recorded& request) {
     const InternetHandle session(InternetOpenA(nullptr, INTERNET_OPEN_TYPE_PRECONFIG, nullptr, nullptr, 0));
