@@ -56,7 +56,7 @@ build_jsoncpp() {
     say "jsoncpp $version: done"
 }
 
-# For `./dev bench` only.
+# For the benchmarks only.
 build_benchmark() {
     local result=$1 work=$2 source version found unit
     say "Google Benchmark: fetching the source"
@@ -78,6 +78,7 @@ build_benchmark() {
 }
 
 require_benchmark() {
+    require_packages "${BUILD_PACKAGES[@]}"
     BENCHMARK_DIR=benchmark-1.7-$(recipe_hash "$(declare -f build_benchmark)")
     build_once "$BENCHMARK_DIR" build_benchmark
     BENCHMARK_DIR=$QSN_CACHE/$BENCHMARK_DIR

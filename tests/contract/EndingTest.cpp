@@ -7,6 +7,7 @@
 
 #include "support/Fakes.h"
 #include "support/ProcessState.h"
+#include "support/Resources.h"
 #include "support/SessionTest.h"
 #include "support/SharedValues.h"
 

@@ -8,6 +8,7 @@
 
 #include "support/OtherApplication.h"
 #include "support/ProcessState.h"
+#include "support/Resources.h"
 #include "support/SessionTest.h"
 #include "support/SharedValues.h"
 
