@@ -4,7 +4,6 @@
 
 #include <array>
 #include <memory>
-#include <stdexcept>
 #include <string>
 
 #include "Rows.h"
@@ -17,10 +16,6 @@
 
 namespace qsn::bench {
 namespace {
-
-void Require(bool succeeded, const char* what) {
-    if (!succeeded) throw std::runtime_error(what);
-}
 
 // The platform's calls and nothing else: one provider for both, one hash.
 class BareCrypto {

@@ -4,8 +4,7 @@
 #include <cstdlib>
 #include <map>
 #include <stdexcept>
-
-#include "Utility/Win32Owners.h"
+#include <utility>
 
 namespace qsn::bench {
 namespace {
@@ -79,13 +78,12 @@ Figures FiguresOfChild(const std::string& name) {
 LastingChild::LastingChild(const std::string& name) {
     Child child = StartChild(name);
     if (ReadLine(child.output.Get()).empty()) throw std::runtime_error("the child " + name + " failed");
-    m_process = child.process.Detach();
+    m_process = std::move(child.process);
 }
 
 LastingChild::~LastingChild() {
-    TerminateProcess(m_process, 0);
-    WaitForSingleObject(m_process, INFINITE);
-    CloseHandle(m_process);
+    TerminateProcess(m_process.Get(), 0);
+    WaitForSingleObject(m_process.Get(), INFINITE);
 }
 
 void TellReady() {

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "Rows.h"
+#include "Utility/Win32Owners.h"
 
 namespace qsn::bench {
 
@@ -28,7 +29,7 @@ public:
     LastingChild& operator=(const LastingChild&) = delete;
 
 private:
-    HANDLE m_process = nullptr;
+    UniqueHandle m_process;
 };
 void TellReady();
 

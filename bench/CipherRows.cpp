@@ -7,7 +7,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -23,10 +22,6 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::string_view kIv = "123456789012";
-
-void Require(bool succeeded, const char* what) {
-    if (!succeeded) throw std::runtime_error(what);
-}
 
 Bytes SomeBytes(std::size_t size) {
     Bytes bytes(size);

@@ -65,6 +65,8 @@ const Options& RunOptions();
 void Run(const Options& options);
 
 double MedianOf(std::vector<double> values);
+// Throws std::runtime_error.
+void Require(bool succeeded, const char* what);
 // The seconds that `step` takes.
 double TimeOf(const Step& step);
 

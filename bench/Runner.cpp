@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdio>
 #include <fstream>
+#include <stdexcept>
 #include <string_view>
 #include <utility>
 
@@ -165,6 +166,10 @@ double MedianOf(std::vector<double> values) {
     std::sort(values.begin(), values.end());
     const std::size_t middle = values.size() / 2;
     return values.size() % 2 != 0 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
+}
+
+void Require(bool succeeded, const char* what) {
+    if (!succeeded) throw std::runtime_error(what);
 }
 
 double TimeOf(const Step& step) {

@@ -3,6 +3,7 @@
 
 # Less of a file than this many percent is a failure.
 readonly COVERAGE_LEAST=85
+
 # below_least REPORT: the names of such files
 below_least() {
     awk -F , -v least="$COVERAGE_LEAST" 'NR > 1 && 100 * $3 < least * $2 { print $1 }' "$1"

@@ -37,56 +37,44 @@ build_openssl() {
     say "OpenSSL $version: done"
 }
 
-build_jsoncpp() {
-    local result=$1 work=$2 source version found unit
-    say "jsoncpp: fetching the source"
-    found=$(fetch_source libjsoncpp 1.9.5 "$work")
+# build_library RESULT WORK NAME SOURCE-PACKAGE VERSION UNITS [COMPILER-ARGS...]: a static library lib/libNAME.a. UNITS is a
+# pattern of file names below the source's folder src/.
+build_library() {
+    local result=$1 work=$2 name=$3 source version found
+    say "$name: fetching the source"
+    found=$(fetch_source "$4" "$5" "$work")
     read -r source version <<<"$found"
-    say "jsoncpp $version: compiling"
+    say "$name $version: compiling"
     mkdir "$result/lib" "$work/objects"
-    for unit in json_reader json_value json_writer; do
-        # NDEBUG, because an assertion would end the host's process where an exception can be caught.
-        run_logged "$work/$unit.log" "$CROSS-g++-posix" -std=c++20 -O2 -DNDEBUG -D_WIN32_WINNT=0x0601 \
-            "-ffile-prefix-map=$source/=" -I "$source/include" \
-            -c "$source/src/lib_json/$unit.cpp" -o "$work/objects/$unit.o"
-    done
-    "$CROSS-ar" rcs "$result/lib/libjsoncpp.a" "$work"/objects/*.o
+    # NDEBUG, because an assertion would end the host's process where an exception can be caught.
+    # shellcheck disable=SC2016 # the inner shell expands these
+    find "$source/src" -name "$6" -print0 | run_logged "$work/build.log" xargs -0 -P "$JOBS" -I UNIT \
+        sh -c '"$@" -o "$0/$(basename UNIT).o"' "$work/objects" "$CROSS-g++-posix" -O2 -DNDEBUG -D_WIN32_WINNT=0x0601 \
+        "-ffile-prefix-map=$source/=" -I "$source/include" "${@:7}" -c UNIT
+    "$CROSS-ar" rcs "$result/lib/lib$name.a" "$work"/objects/*.o
     cp -r "$source/include" "$result/include"
     echo "$version" >"$result/VERSION"
-    say "jsoncpp $version: done"
+    say "$name $version: done"
 }
+
+build_jsoncpp() { build_library "$1" "$2" jsoncpp libjsoncpp 1.9.5 'json_*.cpp' -std=c++20; }
 
 # For the benchmarks only.
 build_benchmark() {
-    local result=$1 work=$2 source version found unit
-    say "Google Benchmark: fetching the source"
-    found=$(fetch_source benchmark 1.7 "$work")
-    read -r source version <<<"$found"
-    say "Google Benchmark $version: compiling"
-    mkdir "$result/lib" "$work/objects"
-    # shellcheck disable=SC2016 # the inner shell expands these
-    for unit in "$source"/src/*.cc; do
-        [ "${unit##*/}" != benchmark_main.cc ] || continue
-        printf '%s\0' "$unit"
-    done | run_logged "$work/build.log" xargs -0 -P "$JOBS" -I UNIT sh -c '"$@" -o "$0/$(basename UNIT).o"' "$work/objects" \
-        "$CROSS-g++-posix" -std=c++17 -O2 -DNDEBUG -D_WIN32_WINNT=0x0601 -DBENCHMARK_STATIC_DEFINE -DHAVE_STD_REGEX \
-        -DHAVE_STEADY_CLOCK -I "$source/include" -c UNIT
-    "$CROSS-ar" rcs "$result/lib/libbenchmark.a" "$work"/objects/*.o
-    cp -r "$source/include" "$result/include"
-    echo "$version" >"$result/VERSION"
-    say "Google Benchmark $version: done"
+    build_library "$1" "$2" benchmark benchmark 1.7 '*.cc' -std=c++17 -DBENCHMARK_STATIC_DEFINE -DHAVE_STD_REGEX \
+        -DHAVE_STEADY_CLOCK
 }
 
 require_benchmark() {
     require_packages "${BUILD_PACKAGES[@]}"
-    BENCHMARK_DIR=benchmark-1.7-$(recipe_hash "$(declare -f build_benchmark)")
+    BENCHMARK_DIR=benchmark-1.7-$(recipe_hash "$(declare -f build_library build_benchmark)")
     build_once "$BENCHMARK_DIR" build_benchmark
     BENCHMARK_DIR=$QSN_CACHE/$BENCHMARK_DIR
 }
 
 require_dependencies() {
     OPENSSL_DIR=openssl-3.0-$(recipe_hash "$(declare -f build_openssl)" "${OPENSSL_OPTIONS[@]}")
-    JSONCPP_DIR=jsoncpp-1.9.5-$(recipe_hash "$(declare -f build_jsoncpp)")
+    JSONCPP_DIR=jsoncpp-1.9.5-$(recipe_hash "$(declare -f build_library build_jsoncpp)")
     build_once "$OPENSSL_DIR" build_openssl
     build_once "$JSONCPP_DIR" build_jsoncpp
     OPENSSL_DIR=$QSN_CACHE/$OPENSSL_DIR JSONCPP_DIR=$QSN_CACHE/$JSONCPP_DIR
