@@ -73,15 +73,6 @@ TEST_F(TokenCheck, EndsAtTheNextArmingOnceSwitchedOff) {
     EXPECT_EQ(NextCheck(1300ms), -1);
 }
 
-TEST_F(TokenCheck, DropsARevokedToken) {
-    VerifyEvery(1);
-    SignInAndArm();
-    Revoke();
-    EXPECT_EQ(NextCheck(), QSN_CALLBACK_SERVER_RESULT_1);
-    EXPECT_EQ(AccessToken(), "");
-    EXPECT_EQ(NextCheck(1300ms), -1) << "a refusal ends the routine";
-}
-
 TEST_F(TokenCheck, WithoutNetworkOrTokenNothingIsSent) {
     VerifyEvery(1);
     SignInAndArm();
@@ -106,44 +97,7 @@ TEST_F(TokenCheck, WithSingleSignOnTheSharedTokenGoesAndEverybodyHears) {
     EXPECT_FALSE(SharedValues::Has("SSO"));
     EXPECT_TRUE(m_callback.WaitFor(QSN_ACTION_SSO_SIGNOUT_RESULT, 5s)) << "by way of the watcher";
     EXPECT_EQ(AccessToken(), "");
-}
-
-TEST_F(TokenCheck, AsksWithTheDeviceAndTheProduct) {
-    VerifyEvery(1);
-    SignInAndArm();
-    Server().TakeRequests();
-    ASSERT_EQ(NextCheck(), QSN_CALLBACK_OK);
-    const auto requests = Server().TakeRequests();
-    ASSERT_FALSE(requests.empty());
-    EXPECT_TRUE(requests[0].body.starts_with(R"({"accessToken":"token-ada","data":{"machineID":")"))
-        << requests[0].body;
-    EXPECT_TRUE(
-        requests[0].body.ends_with("\",\"sid\":\"SID-TEST\"},\"requestType\":\"verifyToken\",\"version\":1}\n"));
-}
-
-TEST(TokenCheckEnd, NoEventComesOnceUninitHasReturned) {
-    TestService::Instance().Reset();
-    const Library library;
-    for (int round = 0; round < 100; ++round) {
-        RecordingCallback callback;
-        const LibraryObject qsn = Create(library);
-        ASSERT_EQ(qsn->Init(L"SID", &callback), S_OK);
-        uint32_t on = 1;
-        ASSERT_EQ(qsn->Config(QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE, &on, nullptr), S_OK);
-        TestService::Instance().Server().Rules().Once({.data = [] {
-            Json::Value data;
-            data["nextVerifyTime"] = 1;
-            return data;
-        }()});
-        qsn->SignIn(kToken);
-        qsn->GetUserInfo();
-        if (round % 2) callback.WaitFor(QSN_ACTION_GET_USERINFO_RESULT);
-        ASSERT_EQ(qsn->Uninit(), S_OK);
-        const std::size_t events = callback.Pending();
-        Sleep(0);
-        EXPECT_EQ(callback.Pending(), events);
-        TestService::Instance().Server().Rules().Clear();
-    }
+    EXPECT_EQ(NextCheck(1300ms), -1) << "a refusal ends the routine";
 }
 
 }  // namespace
