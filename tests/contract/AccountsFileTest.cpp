@@ -2,8 +2,9 @@
 
 #include <gmock/gmock.h>
 
-namespace qsn::service {
 namespace {
+
+using namespace qsn::service;
 
 using testing::AllOf;
 using testing::HasSubstr;
@@ -37,4 +38,3 @@ TEST(AccountsFile, NamesThePlaceOfAFault) {
 }
 
 }  // namespace
-}  // namespace qsn::service

@@ -18,7 +18,6 @@ using qsn::Client;
 using qsn::Result;
 
 const std::error_code kCancelled = std::make_error_code(std::errc::operation_canceled);
-const std::error_code kDeadlock = std::make_error_code(std::errc::resource_deadlock_would_occur);
 const std::error_code kInvalid = std::make_error_code(std::errc::invalid_argument);
 const std::error_code kNotOpen = qsn::ErrorOf(QSN_RETURN_E_NOT_INITIALIZED);
 
@@ -64,6 +63,7 @@ protected:
         TestService::Instance().Reset();
         m_options.productSid = L"SID-TEST";
         m_options.libraryPath = qsn::ToWide(QSN_TEST_DLL);
+        m_options.notifications.serviceMessage = m_journal.Text("message");
     }
     Client Open() { return Client::Open(m_options).Value(); }
     Client SignedIn() {
@@ -72,8 +72,8 @@ protected:
         return client;
     }
     // Handlers run when the test says so.
-    void HoldCalls() {
-        m_options.executor = [this](std::function<void()> call) { m_held.Add(std::move(call)); };
+    qsn::Executor Held() {
+        return [this](std::function<void()> call) { m_held.Add(std::move(call)); };
     }
     void RunHeldCalls() {
         for (const auto& call : m_held.Take()) call();
@@ -102,12 +102,10 @@ TEST_F(ClientTest, BringsWhatTheServiceKnows) {
     });
     const qsn::UserInfo user = client.GetUserInfo().get().Value();
     EXPECT_EQ((Lines{user.id, user.name, user.email}), (Lines{"20417", "Beno\xc3\xaet", "ada@quillfern.example"}));
-    ASSERT_EQ(user.menu.size(), 3u);
-    EXPECT_EQ(user.menu[2].item + user.menu[2].url, "Helphttps://account.quillfern.example/help");
+    EXPECT_EQ(user.menu.at(2).item + user.menu[2].url, "Helphttps://account.quillfern.example/help");
     EXPECT_TRUE(client.LogDownload().get());
     const qsn::Quota quota = client.QueryQuota().get().Value();
-    EXPECT_EQ(quota.resetDate, "20270101");
-    EXPECT_EQ(quota.remaining, 1u);
+    EXPECT_EQ(quota.resetDate + "/" + std::to_string(quota.remaining), "20270101/1");
     EXPECT_TRUE(client.SignOut().get());
     EXPECT_FALSE(client.AccessToken());
 }
@@ -134,8 +132,7 @@ TEST_F(ClientTest, GivesEachFieldOfAProductItsOwnMember) {
 }
 
 TEST_F(ClientTest, TellsInCallingOrderThroughTheExecutor) {
-    HoldCalls();
-    m_options.notifications.serviceMessage = m_journal.Text("message");
+    m_options.executor = Held();
     Client client = SignedIn();
     Server().Rules().Once({.result = 6, .additionalMessage = "gr\xc3\xbcn"});
     client.QueryQuota([&](const Result<qsn::Quota>& quota) {
@@ -213,7 +210,8 @@ TEST_F(ClientTest, NeverWaitsForItself) {
                           client->SetMemberToken("x").Error(), client->Close().Error(),
                           client->GetUserInfo().get().Error()});
     });
-    EXPECT_EQ(errors.get_future().get(), std::vector(5, kDeadlock));
+    EXPECT_EQ(errors.get_future().get(),
+              std::vector(5, std::make_error_code(std::errc::resource_deadlock_would_occur)));
     EXPECT_TRUE(client->AccessToken()) << "it is open still";
 
     Client* const raw = client.release();
@@ -229,10 +227,7 @@ TEST_F(ClientTest, NeverWaitsForItself) {
 TEST_F(ClientTest, SurvivesHandlersThatThrow) {
     int failures = 0;
     m_options.notifications.serviceMessage = [](const std::string&) { throw 1; };
-    m_options.notifications.handlerFailed = [&](const std::exception_ptr&) {
-        ++failures;
-        throw std::runtime_error("and this one, too");
-    };
+    m_options.notifications.handlerFailed = [&](const std::exception_ptr&) { throw ++failures; };
     Client client = SignedIn();
     Server().Rules().Once({.result = 0, .additionalMessage = "hello"});
     client.LogDownload([](const Result<void>&) { throw std::runtime_error("from a completion"); });
@@ -243,8 +238,7 @@ TEST_F(ClientTest, SurvivesHandlersThatThrow) {
 }
 
 TEST_F(ClientTest, MayGoBeforeWhatItsExecutorHolds) {
-    HoldCalls();
-    m_options.notifications.serviceMessage = m_journal.Text("message");
+    m_options.executor = Held();
     {
         Client client = SignedIn();
         Server().Rules().Once({.additionalMessage = "hello"});

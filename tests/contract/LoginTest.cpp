@@ -4,8 +4,9 @@
 #include "service/LoginTickets.h"
 #include "service/RequestHistory.h"
 
-namespace qsn::service {
 namespace {
+
+using namespace qsn::service;
 
 TEST(LoginTickets, AreGoodForALimitedTime) {
     LoginTickets::Clock::time_point now{};
@@ -42,4 +43,3 @@ TEST(RequestHistory, IsBounded) {
 }
 
 }  // namespace
-}  // namespace qsn::service

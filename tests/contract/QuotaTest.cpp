@@ -10,10 +10,6 @@ using namespace qsn::test;
 
 class QuotaRequest : public SessionTest {
 protected:
-    void SetUp() override {
-        SessionTest::SetUp();
-        SignIn();
-    }
     // The callback result; on success the record is in m_quota.
     int Query() {
         m_callback.onEvent = [this](const Event& event, void* data) {
@@ -28,6 +24,7 @@ protected:
 };
 
 TEST_F(QuotaRequest, CountsDownToTheLastDownload) {
+    SignIn();
     Server().Accounts().Use([](auto& accounts) { accounts.users[0].quotas["*"] = {"20270101", 2}; });
     for (uint32_t left : {2u, 1u, 0u}) {
         ASSERT_EQ(Query(), QSN_CALLBACK_OK);
@@ -40,6 +37,7 @@ TEST_F(QuotaRequest, CountsDownToTheLastDownload) {
 }
 
 TEST_F(QuotaRequest, TheRecordHoldsWhateverComes) {
+    SignIn();
     const std::wstring cut(27, L'\u00e4');
     struct {
         const char* data;

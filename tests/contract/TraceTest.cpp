@@ -1,4 +1,4 @@
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <algorithm>
 #include <functional>
@@ -11,6 +11,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using namespace qsn::test;
+using namespace testing;
 using Lines = std::vector<std::string>;
 
 // The switch is read when the library object is made. It is the process's and never goes back, but it goes with the
@@ -101,14 +102,12 @@ TEST_F(Trace, NamesTheOtherOperations) {
 TEST_F(Trace, NamesTheFailedCall) {
     StartWithTrace();
     Server().Rules().Once({.status = 503});
-    const Lines lines = UserInfoLines();
-    const auto has = [&](std::string_view start, std::string_view end) {
-        return std::ranges::any_of(lines, [&](const auto& l) { return l.starts_with(start) && l.ends_with(end); });
-    };
-    EXPECT_TRUE(has("HTTP error: code = 503\n", ""));
-    EXPECT_TRUE(has("Send http request to server failed hr = 80004005, https://account.quillfern.example/", "\n"));
-    EXPECT_TRUE(has("FAILED: 0x80004005 @ QSNThreadContext_ToServer:",
-                    " CommunicateToServer(strJsonData, &strServerResponse, &strToken, &strDigest, serverapi)\n"));
+    EXPECT_THAT(UserInfoLines(),
+                AllOf(Contains("HTTP error: code = 503\n"),
+                      Contains(StartsWith("Send http request to server failed hr = 80004005, https://account.")),
+                      Contains(AllOf(StartsWith("FAILED: 0x80004005 @ QSNThreadContext_ToServer:"),
+                                     EndsWith(" CommunicateToServer(strJsonData, &strServerResponse, &strToken, "
+                                              "&strDigest, serverapi)\n")))));
 }
 
 }  // namespace
