@@ -18,59 +18,43 @@ using qsn::Client;
 using qsn::Result;
 
 const std::error_code kCancelled = std::make_error_code(std::errc::operation_canceled);
-const std::error_code kDeadlock = std::make_error_code(std::errc::resource_deadlock_would_occur);
 const std::error_code kInvalid = std::make_error_code(std::errc::invalid_argument);
 const std::error_code kNotOpen = qsn::ErrorOf(QSN_RETURN_E_NOT_INITIALIZED);
 
-// Lines that handlers write, in the order in which they ran.
-class Journal {
+// What other threads bring, in the order in which it came.
+template <class T>
+class Collection {
 public:
-    void Add(const std::string& line) {
+    void Add(T item) {
         const std::lock_guard lock(m_lock);
-        m_lines.push_back(line);
+        m_items.push_back(std::move(item));
     }
-    template <class T>
-    std::function<void(Result<T>)> Line(const std::string& name) {
-        return [this, name](const Result<T>& result) { Add(name + (result ? " ok" : " " + result.Error().message())); };
-    }
-    std::vector<std::string> Lines() {
+    std::vector<T> Take() {
         const std::lock_guard lock(m_lock);
-        return m_lines;
+        return std::exchange(m_items, {});
     }
     bool Reaches(std::size_t count) {
-        return Eventually([&] { return Lines().size() >= count; });
+        return Eventually([&] {
+            const std::lock_guard lock(m_lock);
+            return m_items.size() >= count;
+        });
     }
 
 private:
     std::mutex m_lock;
-    std::vector<std::string> m_lines;
+    std::vector<T> m_items;
 };
 
-// A thread of the host's that runs what it is given when the test says so.
-class HeldExecutor {
-public:
-    qsn::Executor Function() {
-        return [this](std::function<void()> call) {
-            const std::lock_guard lock(m_lock);
-            m_calls.push_back(std::move(call));
-        };
+using Lines = std::vector<std::string>;
+struct Journal : Collection<std::string> {
+    // A completion that writes how its request ended.
+    auto Line(const std::string& name) {
+        return [this, name](const auto& result) { Add(name + (result ? " ok" : " " + result.Error().message())); };
     }
-    std::size_t Count() {
-        const std::lock_guard lock(m_lock);
-        return m_calls.size();
+    // A notification.
+    auto Text(const std::string& name) {
+        return [this, name](const std::string& text) { Add(name + " " + text); };
     }
-    void RunAll() {
-        std::vector<std::function<void()>> calls;
-        {
-            const std::lock_guard lock(m_lock);
-            calls.swap(m_calls);
-        }
-        for (const auto& call : calls) call();
-    }
-
-private:
-    std::mutex m_lock;
-    std::vector<std::function<void()>> m_calls;
 };
 
 class ClientTest : public testing::Test {
@@ -79,6 +63,7 @@ protected:
         TestService::Instance().Reset();
         m_options.productSid = L"SID-TEST";
         m_options.libraryPath = qsn::ToWide(QSN_TEST_DLL);
+        m_options.notifications.serviceMessage = m_journal.Text("message");
     }
     Client Open() { return Client::Open(m_options).Value(); }
     Client SignedIn() {
@@ -86,10 +71,18 @@ protected:
         EXPECT_TRUE(client.SignIn(kToken).get()->signedIn);
         return client;
     }
+    // Handlers run when the test says so.
+    qsn::Executor Held() {
+        return [this](std::function<void()> call) { m_held.Add(std::move(call)); };
+    }
+    void RunHeldCalls() {
+        for (const auto& call : m_held.Take()) call();
+    }
     static qsn::service::AccountServer& Server() { return TestService::Instance().Server(); }
 
     SharedValues m_cleanUser;
     Journal m_journal;
+    Collection<std::function<void()>> m_held;
     qsn::Options m_options;
 };
 
@@ -108,31 +101,23 @@ TEST_F(ClientTest, BringsWhatTheServiceKnows) {
         accounts.users[0].userName = "Beno\xc3\xaet";
     });
     const qsn::UserInfo user = client.GetUserInfo().get().Value();
-    EXPECT_EQ(user.id + user.name + user.email,
-              "20417Beno\xc3\xaet"
-              "ada@quillfern.example");
-    ASSERT_EQ(user.menu.size(), 3u);
-    EXPECT_EQ(user.menu[2].item + user.menu[2].url, "Helphttps://account.quillfern.example/help");
+    EXPECT_EQ((Lines{user.id, user.name, user.email}), (Lines{"20417", "Beno\xc3\xaet", "ada@quillfern.example"}));
+    EXPECT_EQ(user.menu.at(2).item + user.menu[2].url, "Helphttps://account.quillfern.example/help");
     EXPECT_TRUE(client.LogDownload().get());
     const qsn::Quota quota = client.QueryQuota().get().Value();
-    EXPECT_EQ(quota.resetDate, "20270101");
-    EXPECT_EQ(quota.remaining, 1u);
+    EXPECT_EQ(quota.resetDate + "/" + std::to_string(quota.remaining), "20270101/1");
     EXPECT_TRUE(client.SignOut().get());
     EXPECT_FALSE(client.AccessToken());
 }
 
 TEST_F(ClientTest, GivesEachFieldOfAProductItsOwnMember) {
-    Json::Value reply;
-    reply["productName"] = "a", reply["displayProductName"] = "b", reply["sid"] = "c", reply["FileSize"] = "7";
-    reply["downloadURLMD5"] = "d", reply["patchDownloadURLMD5"] = "e", reply["publishDate"] = "f";
-    reply["thumb1"] = "g", reply["thumb2"] = "h", reply["demoUrl"] = "i", reply["isChecked"] = 1;
-    reply["soundClips"] = 2, reply["stockVideo"] = 3, reply["stockPhoto"] = 4;
-    Json::Value list(Json::arrayValue);
-    list.append(reply);
-    list.append(Json::Value(Json::objectValue));
+    const char* const reply =
+        R"({"result":0,"data":[{"productName":"a","displayProductName":"b","sid":"c","downloadURLMD5":"d",
+            "patchDownloadURLMD5":"e","publishDate":"f","thumb1":"g","thumb2":"h","demoUrl":"i","FileSize":"7",
+            "isChecked":1,"soundClips":2,"stockVideo":3,"stockPhoto":4},{}]})";
     Client client = SignedIn();
     for (const bool second : {false, true}) {
-        Server().Rules().Once({.result = 0, .data = list});
+        Server().Rules().Once({.body = reply});
         const auto products = (second ? client.GetProductListV2() : client.GetProductList()).get().Value();
         ASSERT_EQ(products.size(), 2u);
         const qsn::Product& full = products[0];
@@ -143,82 +128,69 @@ TEST_F(ClientTest, GivesEachFieldOfAProductItsOwnMember) {
                   (std::vector{1, 2, 3, 4, 0}));
         EXPECT_EQ(products[1].name + products[1].demoUrl, "");
     }
-    std::set<int32_t> ids;
-    for (const auto& each : qsn::detail::kProductTexts) ids.insert(each.id);
-    for (const auto& each : qsn::detail::kProductNumbers) ids.insert(each.id);
-    EXPECT_EQ(ids.size(), 40u) << "of the 45 ids five are reserved";
+    static_assert(std::size(qsn::detail::kProductTexts) + std::size(qsn::detail::kProductNumbers) == 40);
 }
 
 TEST_F(ClientTest, TellsInCallingOrderThroughTheExecutor) {
-    HeldExecutor executor;
-    m_options.executor = executor.Function();
-    m_options.notifications.serviceMessage = [&](const std::string& text) { m_journal.Add("message " + text); };
+    m_options.executor = Held();
     Client client = SignedIn();
-    Server().Rules().Once({.result = 6, .additionalMessage = "hello"});
+    Server().Rules().Once({.result = 6, .additionalMessage = "gr\xc3\xbcn"});
     client.QueryQuota([&](const Result<qsn::Quota>& quota) {
-        m_journal.Line<qsn::Quota>("quota")(quota);
-        client.SignOut(m_journal.Line<void>("out"));
+        m_journal.Line("quota")(quota);
+        client.SignOut(m_journal.Line("out"));
     });
-    client.SignIn(std::string(64, 'x'), m_journal.Line<qsn::SignInState>("long"));
-    client.GetUserInfo(m_journal.Line<qsn::UserInfo>("user"));
+    client.SignIn(std::string(64, 'x'), m_journal.Line("long"));
+    client.GetUserInfo(m_journal.Line("user"));
     EXPECT_TRUE(client.AccessToken()) << "it waits for all of them";
-    EXPECT_TRUE(m_journal.Lines().empty());
-    executor.RunAll();
+    EXPECT_EQ(m_journal.Take(), Lines());
+    RunHeldCalls();
     EXPECT_TRUE(client.AccessToken().Error()) << "signed out by a completion";
-    executor.RunAll();
-    EXPECT_EQ(m_journal.Lines(), (std::vector<std::string>{
-                                     "message hello", "quota " + qsn::ErrorOf(QSN_CALLBACK_SERVER_RESULT_6).message(),
-                                     "long " + kInvalid.message(), "user ok", "out ok"}));
+    RunHeldCalls();
+    EXPECT_EQ(m_journal.Take(),
+              (Lines{"message gr\xc3\xbcn", "quota " + qsn::ErrorOf(QSN_CALLBACK_SERVER_RESULT_6).message(),
+                     "long " + kInvalid.message(), "user ok", "out ok"}));
 }
 
 // What is queued behind a request that is under way ends once, as cancelled, whichever way the queue ends.
 TEST_F(ClientTest, CancelsWhatIsQueued) {
-    struct {
-        const char* name;
-        void (*end)(std::unique_ptr<Client>& client);
-        std::error_code after;
-    } const cases[] = {
-        {"Stop", [](std::unique_ptr<Client>& client) { client->Stop(); }, {}},
-        {"Close", [](std::unique_ptr<Client>& client) { EXPECT_TRUE(client->Close()); }, kNotOpen},
-        {"destruction", [](std::unique_ptr<Client>& client) { client.reset(); }, kNotOpen},
-        {"assignment", [](std::unique_ptr<Client>& client) { *client = Client(); }, kNotOpen},
+    const std::pair<const char*, void (*)(std::unique_ptr<Client>&)> ends[] = {
+        {"Stop", [](auto& client) { client->Stop(); }},
+        {"Close", [](auto& client) { EXPECT_TRUE(client->Close()); }},
+        {"destruction", [](auto& client) { client.reset(); }},
+        {"assignment", [](auto& client) { *client = Client(); }},
     };
-    for (const auto& each : cases) {
+    for (const auto& [name, end] : ends) {
+        SCOPED_TRACE(name);
         auto client = std::make_unique<Client>(SignedIn());
         Server().TakeRequests();
         Server().Rules().Once({.delay = 200ms});
         Journal journal;
-        client->GetUserInfo(journal.Line<qsn::UserInfo>("user"));
+        client->GetUserInfo(journal.Line("user"));
         ASSERT_TRUE(Server().WaitForRequests(1, 10s));
-        client->SignOut(journal.Line<void>("out"));
-        client->QueryQuota(journal.Line<qsn::Quota>("quota"));
+        client->SignOut(journal.Line("out"));
+        client->QueryQuota(journal.Line("quota"));
         std::future<Result<void>> future = client->LogDownload();
-        each.end(client);
-        if (each.after == kNotOpen) {
-            EXPECT_EQ(future.wait_for(0s), std::future_status::ready) << each.name;
-            EXPECT_EQ(GetModuleHandleW(L"qsn.dll"), nullptr) << each.name;
+        end(client);
+        const bool open = client && client->AccessToken();
+        EXPECT_EQ(open, std::string_view(name) == "Stop");
+        if (!open) {
+            EXPECT_EQ(future.wait_for(0s), std::future_status::ready);
+            EXPECT_EQ(GetModuleHandleW(L"qsn.dll"), nullptr);
         }
-        EXPECT_EQ(future.get().Error(), kCancelled) << each.name;
-        EXPECT_EQ(journal.Lines(),
-                  (std::vector<std::string>{"user ok", "out " + kCancelled.message(), "quota " + kCancelled.message()}))
-            << each.name;
-        EXPECT_EQ(Server().TakeRequests().size(), 1u) << each.name;
-        if (client) {
-            EXPECT_EQ(client->AccessToken().Error(), each.after) << each.name;
-        }
+        EXPECT_EQ(future.get().Error(), kCancelled);
+        EXPECT_EQ(journal.Take(), (Lines{"user ok", "out " + kCancelled.message(), "quota " + kCancelled.message()}));
+        EXPECT_EQ(Server().TakeRequests().size(), 1u);
     }
 }
 
 TEST_F(ClientTest, EndsEachRequestOnceWhateverHappens) {
-    std::atomic<int> made{0};
     std::atomic<int> ended{0};
     for (int round = 0; round < 5; ++round) {
         Client client = SignedIn();
-        std::thread threads[3];
+        std::vector<std::jthread> threads;
         for (int thread = 0; thread < 3; ++thread) {
-            threads[thread] = std::thread([&, thread] {
+            threads.emplace_back([&, thread] {
                 for (int i = 0; i < 30; ++i) {
-                    ++made;
                     const auto end = [&](const auto&) { ++ended; };
                     i % 3 == 0 ? client.SignIn(kToken, end) : client.LogDownload(end);
                     if (i % 10 == 9) thread == 0 ? client.Stop() : void(client.AccessToken());
@@ -226,9 +198,8 @@ TEST_F(ClientTest, EndsEachRequestOnceWhateverHappens) {
                 if (thread == 2) client.Close();
             });
         }
-        for (std::thread& each : threads) each.join();
     }
-    EXPECT_EQ(ended, made);
+    EXPECT_EQ(ended, 5 * 3 * 30);
 }
 
 TEST_F(ClientTest, NeverWaitsForItself) {
@@ -239,26 +210,24 @@ TEST_F(ClientTest, NeverWaitsForItself) {
                           client->SetMemberToken("x").Error(), client->Close().Error(),
                           client->GetUserInfo().get().Error()});
     });
-    EXPECT_EQ(errors.get_future().get(), std::vector(5, kDeadlock));
+    EXPECT_EQ(errors.get_future().get(),
+              std::vector(5, std::make_error_code(std::errc::resource_deadlock_would_occur)));
     EXPECT_TRUE(client->AccessToken()) << "it is open still";
 
     Client* const raw = client.release();
     raw->GetUserInfo([&, raw](const Result<qsn::UserInfo>&) {
-        raw->SignOut(m_journal.Line<void>("out"));
+        raw->SignOut(m_journal.Line("out"));
         delete raw;
         m_journal.Add("deleted");
     });
     ASSERT_TRUE(m_journal.Reaches(2));
-    EXPECT_EQ(m_journal.Lines(), (std::vector<std::string>{"deleted", "out " + kCancelled.message()}));
+    EXPECT_EQ(m_journal.Take(), (Lines{"deleted", "out " + kCancelled.message()}));
 }
 
 TEST_F(ClientTest, SurvivesHandlersThatThrow) {
     int failures = 0;
     m_options.notifications.serviceMessage = [](const std::string&) { throw 1; };
-    m_options.notifications.handlerFailed = [&](const std::exception_ptr&) {
-        ++failures;
-        throw std::runtime_error("and this one, too");
-    };
+    m_options.notifications.handlerFailed = [&](const std::exception_ptr&) { throw ++failures; };
     Client client = SignedIn();
     Server().Rules().Once({.result = 0, .additionalMessage = "hello"});
     client.LogDownload([](const Result<void>&) { throw std::runtime_error("from a completion"); });
@@ -269,24 +238,22 @@ TEST_F(ClientTest, SurvivesHandlersThatThrow) {
 }
 
 TEST_F(ClientTest, MayGoBeforeWhatItsExecutorHolds) {
-    HeldExecutor executor;
-    m_options.executor = executor.Function();
-    m_options.notifications.serviceMessage = [&](const std::string& text) { m_journal.Add(text); };
+    m_options.executor = Held();
     {
         Client client = SignedIn();
         Server().Rules().Once({.additionalMessage = "hello"});
-        client.GetUserInfo(m_journal.Line<qsn::UserInfo>("user"));
-        ASSERT_TRUE(Eventually([&] { return executor.Count() == 2; }));
+        client.GetUserInfo(m_journal.Line("user"));
+        ASSERT_TRUE(m_held.Reaches(2));
     }
-    executor.RunAll();
-    EXPECT_EQ(m_journal.Lines(), std::vector<std::string>{"user ok"}) << "a client that is gone notifies nobody";
+    RunHeldCalls();
+    EXPECT_EQ(m_journal.Take(), Lines{"user ok"}) << "a client that is gone notifies nobody";
 }
 
 TEST_F(ClientTest, HearsOfOtherApplications) {
     qsn::Notifications& to = m_options.notifications;
-    to.signedInElsewhere = m_journal.Line<qsn::SignInState>("in");
-    to.signedOutElsewhere = [&](const Result<void>&) { m_journal.Add("out"); };  // the service knows no more of it
-    to.memberTokenSet = [&](const std::string& token) { m_journal.Add("member " + token); };
+    to.signedInElsewhere = m_journal.Line("in");
+    to.signedOutElsewhere = [&](const auto&) { m_journal.Add("out"); };  // the service knows no more of it
+    to.memberTokenSet = m_journal.Text("member");
     Client client = Open();
     ASSERT_TRUE(client.EnableSingleSignOn(true));
     client.SignOut().get();  // makes the shared values known: the first look would only take note of them
@@ -298,10 +265,9 @@ TEST_F(ClientTest, HearsOfOtherApplications) {
     EXPECT_EQ(*client.AccessToken(), kToken);
     ASSERT_TRUE(other.SetMemberToken("m"));
     ASSERT_TRUE(m_journal.Reaches(2));
-    EXPECT_EQ(*client.MemberToken(), "m");
     other.SignOut().get();
     ASSERT_TRUE(m_journal.Reaches(3));
-    EXPECT_EQ(m_journal.Lines(), (std::vector<std::string>{"in ok", "member m", "out"}));
+    EXPECT_EQ(m_journal.Take(), (Lines{"in ok", "member m", "out"}));
 
     // The library drops a shared token of this length in silence.
     SharedValues::WriteToken("SSO", std::string(64, 'x'));
@@ -314,8 +280,7 @@ TEST_F(ClientTest, RefusesWhatTheLibraryWouldCutShort) {
     EXPECT_EQ(client.SignIn(std::string("a\0b", 3)).get().Error(), kInvalid);
     EXPECT_EQ(client.SetLanguage(std::wstring(L"a\0b", 3)).Error(), kInvalid);
     EXPECT_EQ(client.SetMemberToken(std::string("a\0b", 3)).Error(), kInvalid);
-    const std::string longToken(700, 't');
-    for (const std::string& token : {longToken, std::string()}) {
+    for (const std::string& token : {std::string(700, 't'), std::string()}) {
         ASSERT_TRUE(client.SetMemberToken(token));
         EXPECT_EQ(*client.MemberToken(), token);
     }
@@ -330,19 +295,15 @@ TEST_F(ClientTest, RefusesWhatTheLibraryWouldCutShort) {
     EXPECT_EQ(Client::Open(m_options).Error(), std::error_code(ERROR_MOD_NOT_FOUND, std::system_category()));
 }
 
-TEST(ClientErrors, EachCodeHasANameAndASentence) {
+TEST(ClientErrors, EachCodeHasANameOfItsOwn) {
     std::set<std::string> names;
     const auto expectText = [&](const std::error_code& code) {
-        const qsn::CodeText* const text = qsn::FindCodeText(code);
-        ASSERT_NE(text, nullptr) << code;
-        EXPECT_EQ(code.message(), std::string(text->name) + ": " + text->sentence);
-        EXPECT_EQ(code.message().back(), '.');
-        EXPECT_TRUE(names.insert(text->name).second) << text->name;
+        const auto* const text = qsn::FindCodeText(code);
+        EXPECT_TRUE(text && names.insert(text->name).second && code.message().starts_with(text->name)) << code;
     };
-    for (const HRESULT hr :
-         {E_NOTIMPL, E_NOINTERFACE, E_POINTER, E_FAIL, E_UNEXPECTED, E_OUTOFMEMORY, E_INVALIDARG, QSN_RETURN_E_NO_TOKEN,
-          QSN_RETURN_E_NOT_INITIALIZED, QSN_RETURN_E_ALREADY_INITIALIZED, QSN_RETURN_E_TIMEOUT})
+    for (const HRESULT hr : {E_NOTIMPL, E_NOINTERFACE, E_POINTER, E_FAIL, E_UNEXPECTED, E_OUTOFMEMORY, E_INVALIDARG})
         expectText(qsn::ErrorOf(hr));
+    for (const int code : {2, 4, 5, 6}) expectText(qsn::ErrorOf(static_cast<HRESULT>(0x86210000 + code)));
     for (const int code : {1, 2, 3, 4, 5, 8, 9, 10, 11, 101, 102, 103, 104, 105, 106, 107})
         expectText(qsn::ErrorOf(static_cast<QSN_CALLBACK_RESULT>(code)));
     EXPECT_NE(qsn::ErrorOf(static_cast<QSN_CALLBACK_RESULT>(99)).message().find("0x00000063"), std::string::npos);

@@ -1,4 +1,4 @@
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <algorithm>
 #include <functional>
@@ -11,89 +11,103 @@ namespace {
 
 using namespace std::chrono_literals;
 using namespace qsn::test;
+using namespace testing;
+using Lines = std::vector<std::string>;
 
-// The switch is the process's and never goes back, but it goes with the DLL.
-class Trace : public testing::Test {
+// The switch is read when the library object is made. It is the process's and never goes back, but it goes with the
+// DLL.
+class Trace : public SessionTest {
 protected:
-    Trace() { TestService::Instance().Reset(); }
-
-    void SignIn() {
-        ASSERT_EQ(m_qsn->Init(L"SID", &m_callback), S_OK);
-        ASSERT_EQ(m_qsn->SignIn(kToken), S_OK);
-        ASSERT_EQ(m_callback.ResultOf(QSN_ACTION_SIGNIN_RESULT), QSN_CALLBACK_OK);
+    void SetUp() override {}
+    void Start() {
+        m_qsn = Create(m_library);
+        SessionTest::SetUp();
+        SignIn();
     }
     // All lines of one request, from its first to the last word of its task; `end` ends what went before.
-    static std::vector<std::string> LinesOf(const std::function<void()>& act, const char* end) {
+    static Lines LinesOf(const std::function<void()>& act, const char* end) {
         const TraceCapture trace;
         act();
         EXPECT_TRUE(trace.WaitForLine(end, 10s));
         return trace.Lines();
     }
-    void SignInWithTrace() {
-        m_qsn = Create(m_library);
+    void StartWithTrace() {
+        const DumpSwitch dump(1);
         // The timer's thread says its word at any moment.
-        LinesOf([&] { SignIn(); }, "RoutineTimer thread: start");
+        LinesOf([&] { Start(); }, "RoutineTimer thread: start");
     }
-    std::vector<std::string> UserInfoLines() {
-        char token[64];
-        uint32_t length = 0;
-        LinesOf([&] { m_qsn->GetAccessToken(token, sizeof(token), &length); },
-                "BaseTask::GetAccTokenTask Destroyed.\n");
+    Lines UserInfoLines() {
+        LinesOf([&] { AccessToken(); }, "BaseTask::GetAccTokenTask Destroyed.\n");
         return LinesOf([&] { m_qsn->GetUserInfo(); }, "BaseTask::GetUserInfoTask Destroyed.\n");
     }
-
-    RecordingCallback m_callback;
-    Library m_library;
-    LibraryObject m_qsn;
 };
 
 TEST_F(Trace, IsSilentUnlessTheUserSwitchedItOn) {
     for (int value : {DumpSwitch::kAbsent, 0}) {
         const DumpSwitch dump(value);
         const TraceCapture trace;
-        m_qsn = Create(m_library);
-        SignIn();
+        Start();
         const DumpSwitch late(1);
         m_qsn->Uninit();
-        EXPECT_EQ(trace.Lines(), std::vector<std::string>{}) << value;
+        EXPECT_EQ(trace.Lines(), Lines{}) << value;
     }
 }
 
 TEST_F(Trace, ShowsOneUserInfoRequestStepByStep) {
-    const DumpSwitch dump(1);
-    SignInWithTrace();
-    EXPECT_EQ(UserInfoLines(), (std::vector<std::string>{
-                                   "Get User Info\n",
-                                   "BaseTask::GetUserInfoTask Created.\n",
-                                   "GetUserInfoCmdProc: start online to get user info \n",
-                                   "OnlineGetUserInfo\n",
-                                   "OnlineGetUserInfo: GenerateJSONData\n",
-                                   "OnlineGetUserInfo: CommunicateToServer\n",
-                                   "Start to communicate to Server\n",
-                                   "Send data to Server\n",
-                                   "Verify digest from Server\n",
-                                   "Verify result = 0\n",
-                                   "GetUserInfo, Server result = 0\n",
-                                   "ServerResult2HRESULT return hr = 0\n",
-                                   "OnlineGetUserInfo return hr = 0\n",
-                                   "DoCallback: action = 4\n",
-                                   "BaseTask::GetUserInfoTask Completed.\n",
-                                   "BaseTask::GetUserInfoTask Destroyed.\n",
-                               }));
+    StartWithTrace();
+    const Lines expected = {"Get User Info\n",
+                            "BaseTask::GetUserInfoTask Created.\n",
+                            "GetUserInfoCmdProc: start online to get user info \n",
+                            "OnlineGetUserInfo\n",
+                            "OnlineGetUserInfo: GenerateJSONData\n",
+                            "OnlineGetUserInfo: CommunicateToServer\n",
+                            "Start to communicate to Server\n",
+                            "Send data to Server\n",
+                            "Verify digest from Server\n",
+                            "Verify result = 0\n",
+                            "GetUserInfo, Server result = 0\n",
+                            "ServerResult2HRESULT return hr = 0\n",
+                            "OnlineGetUserInfo return hr = 0\n",
+                            "DoCallback: action = 4\n",
+                            "BaseTask::GetUserInfoTask Completed.\n",
+                            "BaseTask::GetUserInfoTask Destroyed.\n"};
+    EXPECT_EQ(UserInfoLines(), expected);
+}
+
+TEST_F(Trace, NamesTheOtherOperations) {
+    StartWithTrace();
+    Server().Accounts().Use([](auto& accounts) { accounts.users[0].quotas["*"] = {"20270101", 2}; });
+    const TraceCapture trace;
+    Server().Rules().Times(2, {.result = 0, .data = Json::Value(Json::arrayValue)});
+    m_qsn->GetProductList();
+    m_callback.ResultOf(QSN_ACTION_GET_PRODUCTLIST_RESULT);
+    m_qsn->GetProductListV2();
+    m_callback.ResultOf(QSN_ACTION_GET_PRODUCTLIST_V2_RESULT);
+    for (int item : {QSNCFG_GI_QUERY, QSNCFG_GI_LOG}) EXPECT_EQ(m_qsn->Config(item, nullptr, nullptr), S_OK);
+    const Lines expected = {"Get Product List\n",
+                            "GetProductList, Server result = 0\n",
+                            "Get Product List V2\n",
+                            "GetProductList V2, Server result = 0\n",
+                            "OnlineQueryGIInfo: CommunicateToServer\n",
+                            "OnlineQueryGIInfo resetDate:20270101, remain_dl:2\n",
+                            "Callback: QSN_ACTION_GI_QUERY_RESULT, result = 0\n",
+                            "GILogProc: start OnlineGILog \n",
+                            "OnlineQueryGIInfo: CommunicateToServer\n",  // the wrong name, as ever
+                            "Callback: QSN_ACTION_GI_LOG_RESULT, result = 0\n"};
+    Lines lines = trace.Lines();
+    std::erase_if(lines, [&](const auto& line) { return std::ranges::find(expected, line) == expected.end(); });
+    EXPECT_EQ(lines, expected);
 }
 
 TEST_F(Trace, NamesTheFailedCall) {
-    const DumpSwitch dump(1);
-    SignInWithTrace();
-    TestService::Instance().Server().Rules().Once({.status = 503});
-    const auto lines = UserInfoLines();
-    const auto has = [&](std::string_view start, std::string_view end) {
-        return std::ranges::any_of(lines, [&](const auto& l) { return l.starts_with(start) && l.ends_with(end); });
-    };
-    EXPECT_TRUE(has("HTTP error: code = 503\n", ""));
-    EXPECT_TRUE(has("Send http request to server failed hr = 80004005, https://account.quillfern.example/", "\n"));
-    EXPECT_TRUE(has("FAILED: 0x80004005 @ QSNThreadContext_ToServer:",
-                    " CommunicateToServer(strJsonData, &strServerResponse, &strToken, &strDigest, serverapi)\n"));
+    StartWithTrace();
+    Server().Rules().Once({.status = 503});
+    EXPECT_THAT(UserInfoLines(),
+                AllOf(Contains("HTTP error: code = 503\n"),
+                      Contains(StartsWith("Send http request to server failed hr = 80004005, https://account.")),
+                      Contains(AllOf(StartsWith("FAILED: 0x80004005 @ QSNThreadContext_ToServer:"),
+                                     EndsWith(" CommunicateToServer(strJsonData, &strServerResponse, &strToken, "
+                                              "&strDigest, serverapi)\n")))));
 }
 
 }  // namespace

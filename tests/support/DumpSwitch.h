@@ -4,7 +4,7 @@
 
 namespace qsn::test {
 
-// The user's trace switch, set to `value` or taken away, and put back at the end.
+// The user's trace switch, set to `value`; taken away at the end.
 class DumpSwitch {
 public:
     static constexpr int kAbsent = -1;
@@ -15,15 +15,10 @@ public:
     }
     DumpSwitch(const DumpSwitch&) = delete;
     DumpSwitch& operator=(const DumpSwitch&) = delete;
-    ~DumpSwitch() {
-        SharedValues::Delete(kName);
-        if (m_old) SharedValues::Write(kName, m_old->data, m_old->type);
-    }
+    ~DumpSwitch() { SharedValues::Delete(kName); }
 
 private:
     static constexpr char kName[] = "DumpQSN";
-
-    std::optional<SharedValues::Raw> m_old = SharedValues::Read(kName);
 };
 
 }  // namespace qsn::test
