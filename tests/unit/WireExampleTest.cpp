@@ -20,32 +20,28 @@
 namespace qsn::test {
 namespace {
 
+std::span<const std::uint8_t> AsBytes(const std::string& bytes) {
+    return {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()};
+}
+
 std::string FromHex(const std::string& hex) {
     std::string bytes;
     EXPECT_TRUE(HexToBytes(hex, &bytes)) << hex;
     return bytes;
 }
 
-std::span<const std::uint8_t> AsBytes(const std::string& bytes) {
-    return {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()};
-}
-
 std::string ToHex(const std::string& bytes) { return BytesToHex(AsBytes(bytes)); }
 
-std::string Reversed(std::string bytes) {
-    std::ranges::reverse(bytes);
-    return bytes;
-}
+std::string Reversed(const std::string& bytes) { return {bytes.rbegin(), bytes.rend()}; }
 
 std::string Power(const std::string& base, const std::string& exponent, const std::string& modulus) {
-    const std::unique_ptr<BN_CTX, decltype(&BN_CTX_free)> context(BN_CTX_new(), &BN_CTX_free);
     const auto number = [](const std::string& bytes) {
-        return std::unique_ptr<BIGNUM, decltype(&BN_free)>(
-            BN_bin2bn(AsBytes(bytes).data(), static_cast<int>(bytes.size()), nullptr), &BN_free);
+        BIGNUM* const made = BN_bin2bn(AsBytes(bytes).data(), static_cast<int>(bytes.size()), nullptr);
+        return std::unique_ptr<BIGNUM, decltype(&BN_free)>(made, &BN_free);
     };
+    const std::unique_ptr<BN_CTX, decltype(&BN_CTX_free)> context(BN_CTX_new(), &BN_CTX_free);
     const auto result = number("");
-    EXPECT_TRUE(
-        BN_mod_exp(result.get(), number(base).get(), number(exponent).get(), number(modulus).get(), context.get()));
+    BN_mod_exp(result.get(), number(base).get(), number(exponent).get(), number(modulus).get(), context.get());
     std::string bytes(modulus.size(), '\0');
     BN_bn2binpad(result.get(), reinterpret_cast<unsigned char*>(bytes.data()), static_cast<int>(bytes.size()));
     return bytes;
@@ -58,34 +54,24 @@ protected:
         std::ifstream page(QSN_TEST_DOCS_DIR "/wire-example.md");
         ASSERT_TRUE(page);
         static const std::regex start("([A-Za-z_]+) =(?: (.+))?");
-        std::string* current = nullptr;
+        std::string name;
+        std::smatch match;
         for (std::string line; std::getline(page, line);) {
-            std::smatch match;
             if (std::regex_match(line, match, start)) {
-                current = &m_values[match[1]];
-                *current = match[2];
-            } else if (current && line.starts_with("    ")) {
-                current->append(line, 4);
-            } else {
-                current = nullptr;
+                name = match[1];
+                m_values[name] = match[2];
+            } else if (!line.starts_with("    ")) {
+                name.clear();
+            } else if (!name.empty()) {
+                m_values[name].append(line, 4);
             }
         }
     }
 
-    std::string Text(const std::string& name) const {
-        const auto found = m_values.find(name);
-        EXPECT_TRUE(found != m_values.end()) << "the page has no " << name;
-        return found == m_values.end() ? "" : found->second;
-    }
+    // Throws where the page has no such value.
+    const std::string& Text(const std::string& name) const { return m_values.at(name); }
     std::string Bytes(const std::string& name) const { return FromHex(Text(name)); }
     std::string Line(const std::string& name) const { return Text(name) + '\n'; }
-    AesKey Key() const {
-        AesKey key{};
-        const std::string bytes = Bytes("aes_key");
-        EXPECT_EQ(key.size(), bytes.size());
-        std::copy_n(bytes.begin(), std::min(bytes.size(), key.size()), key.begin());
-        return key;
-    }
 
 private:
     std::map<std::string, std::string> m_values;
@@ -136,7 +122,7 @@ TEST_F(WireExample, TheRenewalOfAMemberToken) {
     AesKey key{};
     EXPECT_EQ(16, RSA_padding_check_PKCS1_OAEP_mgf1(key.data(), 16, AsBytes(padded).data(), size, size, nullptr, 0,
                                                     EVP_sha256(), EVP_sha256()));
-    EXPECT_EQ(Key(), key);
+    EXPECT_EQ(ToHex({key.begin(), key.end()}), Text("aes_key"));
     std::vector<std::uint8_t> wrapped(padded.size());
     RSA_public_encrypt(size, AsBytes(padded).data(), wrapped.data(), rsa.get(), RSA_NO_PADDING);
     std::string encoded;
@@ -147,13 +133,13 @@ TEST_F(WireExample, TheRenewalOfAMemberToken) {
     EXPECT_EQ(S_OK, WriteMemberRefreshSecret("demo-refresh-token-ada", 20417, &secret));
     EXPECT_EQ(secret, Line("secret"));
     EXPECT_EQ("ZTHarborKeys", Bytes("iv"));
-    EXPECT_EQ(S_OK, EncryptByAESKey(Key(), Bytes("iv"), secret, &encoded));
+    EXPECT_EQ(S_OK, EncryptByAESKey(key, Bytes("iv"), secret, &encoded));
     EXPECT_EQ(encoded, Text("data"));
     EXPECT_EQ(S_OK, Base64Encode(AsBytes(Bytes("sealed")), &encoded));
     EXPECT_EQ(encoded, Text("data"));
 
     std::string token, claims;
-    EXPECT_EQ(S_OK, DecryptByAESKey(Key(), Bytes("iv"), Text("info"), &secret));
+    EXPECT_EQ(S_OK, DecryptByAESKey(key, Bytes("iv"), Text("info"), &secret));
     EXPECT_EQ(secret, Line("reply_secret"));
     EXPECT_EQ(S_OK, ReadRenewedMemberToken(secret, &token));
     EXPECT_EQ(S_OK, DecodeJWT(token, &claims));
