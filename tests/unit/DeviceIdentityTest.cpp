@@ -42,15 +42,14 @@ TEST(DeviceIdentity, LeavesTheThreadsApartmentAsItWas) {
 }
 
 TEST(DeviceIdentity, ReadsPropertiesByType) {
-    VARIANT value = {};
-    value.vt = VT_I4;
-    EXPECT_EQ(L"", WmiPropertyText(value));
-    value.vt = VT_BSTR;
-    EXPECT_EQ(L"", WmiPropertyText(value)) << "of no text";
     const UniqueBstr text(SysAllocString(L"one"));
-    value.bstrVal = text.get();
-    EXPECT_EQ(L"one", WmiPropertyText(value));
-
+    VARIANT value = {};
+    for (const auto& [type, bytes, expected] :
+         {std::tuple(VT_I4, text.get(), L""), {VT_BSTR, text.get(), L"one"}, {VT_BSTR, nullptr, L""}}) {
+        value.vt = static_cast<VARTYPE>(type);
+        value.bstrVal = bytes;
+        EXPECT_EQ(expected, WmiPropertyText(value));
+    }
     value.vt = VT_ARRAY | VT_BSTR;
     value.parray = SafeArrayCreateVector(VT_BSTR, 0, 3);
     for (LONG index : {0, 2}) SafeArrayPutElement(value.parray, &index, text.get());
