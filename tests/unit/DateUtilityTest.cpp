@@ -12,16 +12,13 @@ namespace {
 
 constexpr std::int64_t kDay = 86400;
 
-SYSTEMTIME DateOf(std::time_t time) {
-    const std::tm& t = *std::localtime(&time);
-    SYSTEMTIME date = {};
-    date.wYear = static_cast<WORD>(t.tm_year + 1900);
-    date.wMonth = static_cast<WORD>(t.tm_mon + 1);
-    date.wDay = static_cast<WORD>(t.tm_mday);
-    date.wHour = static_cast<WORD>(t.tm_hour);
-    date.wMinute = static_cast<WORD>(t.tm_min);
-    date.wSecond = static_cast<WORD>(t.tm_sec);
-    return date;
+SYSTEMTIME DateOf(std::int64_t time) {
+    const std::int64_t ticks = (time + 11644473600) * 10000000;
+    const FILETIME fileTime = {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
+    SYSTEMTIME utc, local;
+    FileTimeToSystemTime(&fileTime, &utc);
+    SystemTimeToTzSpecificLocalTime(nullptr, &utc, &local);
+    return local;
 }
 
 TEST(ParseDate, FillsTheWholeRecordOrLeavesIt) {
@@ -37,7 +34,7 @@ TEST(ParseDate, FillsTheWholeRecordOrLeavesIt) {
 }
 
 TEST(MakeTime, IsTheInverseOfTheLocalTimeAndRefusesBadFields) {
-    for (const std::time_t time : {90000, 951782400, 1784000000}) {
+    for (const int time : {90000, 951782400, 1784000000}) {
         const SYSTEMTIME d = DateOf(time);
         EXPECT_EQ(time, MakeTime(d.wYear, d.wMonth, d.wDay, d.wHour, d.wMinute, d.wSecond));
     }

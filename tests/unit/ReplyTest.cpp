@@ -41,53 +41,42 @@ UniqueCom<IQSNDataSet> Item(IQSNList& list, uint32_t index) {
 }
 
 TEST(ProductPayload, ReadsEveryMemberOfEveryTypeOrAsMissing) {
-    const struct {
-        const char* value;
-        const char* text;
-        int32_t number;
-    } cases[] = {{"\"7\"", "7", 0},
-                 {"-7", "-7", -7},
-                 {"2147483648", "2147483648", 0},
-                 {"7.9", "7.9000000000000004", 7},
-                 {"1e300", "1.0000000000000001e+300", 0},
-                 {"true", "true", 1},
-                 {"null", "", 0},
-                 {"[1]", "", 0}};
-    const auto productOf = [](const char* value) {
+    const std::tuple<const char*, const char*, int32_t> cases[] = {{"\"7\"", "7", 0},
+                                                                   {"-7", "-7", -7},
+                                                                   {"2147483648", "2147483648", 0},
+                                                                   {"7.9", "7.9000000000000004", 7},
+                                                                   {"1e300", "1.0000000000000001e+300", 0},
+                                                                   {"true", "true", 1},
+                                                                   {"null", "", 0},
+                                                                   {"[1]", "", 0}};
+    for (const auto& [value, text, number] : cases) {
         // Names that the fields' names begin with, or that begin with them, are others.
-        std::string product = R"({"":"x","A":"x","FileSizes":"x","demoUr":"x","demoUrl ":"x","sid2":"x","zzz":"x")";
+        std::string data = R"([{"":"x","A":"x","FileSizes":"x","demoUr":"x","demoUrl ":"x","sid2":"x","zzz":"x")";
         for (const ProductField& field : kProductFields)
-            if (field.member) product += std::string(",\"") + field.member + "\":" + value;
-        return product + "}";
-    };
-    for (const auto& each : cases) {
-        // Between two sound products, which must not be mixed up with it.
-        const auto data = Parsed("[" + productOf("1") + "," + productOf(each.value) + R"(,{"demoUrl":2,"x":"x"}])");
-        const auto list = ReadProductList(data);
-        ASSERT_EQ(list->GetCount(), 3u);
-        const auto item = Item(*list, 1);
+            if (field.member) data += std::string(",\"") + field.member + "\":" + value;
+        const auto list = ReadProductList(Parsed(data + R"(},{"demoUrl":2,"x":"x"}])"));
+        ASSERT_EQ(list->GetCount(), 2u);
+        const auto item = Item(*list, 0), next = Item(*list, 1);
         for (const ProductField& field : kProductFields) {
-            int32_t number = -1;
+            int32_t read = -1;
             if (field.kind == ProductFieldKind::kText) {
-                EXPECT_EQ(Text(*item, field.id), field.member ? each.text : "") << each.value;
+                EXPECT_EQ(Text(*item, field.id), field.member ? text : "") << value;
             } else {
-                EXPECT_EQ(item->GetInt(field.id, &number), S_OK);
-                EXPECT_EQ(number, each.number) << each.value << " " << field.id;
+                EXPECT_EQ(item->GetInt(field.id, &read), S_OK);
+                EXPECT_EQ(read, number) << value << " " << field.id;
             }
         }
-        EXPECT_EQ(Text(*Item(*list, 2), QSN_PRODUCT_DEMO_URL), "2");
-        EXPECT_EQ(Text(*Item(*list, 2), QSN_PRODUCT_NAME), "");
+        EXPECT_EQ(Text(*next, QSN_PRODUCT_DEMO_URL), "2");
+        EXPECT_EQ(Text(*next, QSN_PRODUCT_NAME), "") << "nothing of the one before it";
     }
 }
 
 TEST(PackedFieldTexts, KeepTheirBytesWhateverTheirLength) {
     for (std::size_t length : {0u, 127u, 128u, 16384u, 3000000u}) {
         const std::string text(length, '\0');
-        const PackedFields::Field fields[] = {
-            {.id = 3, .isText = true, .text = text},
-            {.id = 127, .number = INT32_MIN},
-            {.id = 1, .isText = true, .text = "last"},
-        };
+        const PackedFields::Field fields[] = {{.id = 3, .isText = true, .text = text},
+                                              {.id = 127, .number = INT32_MIN},
+                                              {.id = 1, .isText = true, .text = "last"}};
         std::vector<char> block(PackedFields::SizeOf(fields));
         PackedFields::Pack(fields, block.data());
         const PackedFields packed(block.data());
@@ -102,23 +91,20 @@ TEST(ResultObjects, FollowTheRulesOfCom) {
     const ReplyPayload payload = ReadUser(R"({"userMenu":[{"item":"A"}]})");
     const auto menu = Menu(payload), products = ReadProductList(Parsed("[{}]"));
     const auto menuItem = Item(*menu, 0), product = Item(*products, 0);
-    const std::pair<IUnknown*, std::vector<IID>> cases[] = {
-        {payload.userInfo.get(), {IID_IQSNDataSet, IID_IQSNUserInfo}},
-        {menu.get(), {IID_IQSNList}},
-        {menuItem.get(), {IID_IQSNDataSet}},
-        {product.get(), {IID_IQSNDataSet}},
-    };
-    for (const auto& [object, interfaces] : cases) {
-        UniqueCom<IUnknown> identity, start, back;
+    const std::pair<IUnknown*, IID> cases[] = {{payload.userInfo.get(), IID_IQSNDataSet},
+                                               {payload.userInfo.get(), IID_IQSNUserInfo},
+                                               {menu.get(), IID_IQSNList},
+                                               {menuItem.get(), IID_IQSNDataSet},
+                                               {product.get(), IID_IQSNDataSet}};
+    for (const auto& [object, interfaceId] : cases) {
+        UniqueCom<IUnknown> identity, other, back;
         ASSERT_EQ(object->QueryInterface(IID_IUnknown, Out(identity)), S_OK);
-        for (const IID& interfaceId : interfaces) {
-            ASSERT_EQ(identity->QueryInterface(interfaceId, Out(start)), S_OK);
-            ASSERT_EQ(start->QueryInterface(IID_IUnknown, Out(back)), S_OK);
-            EXPECT_EQ(back.get(), identity.get());
-        }
-        void* other = object;
-        EXPECT_EQ(object->QueryInterface(IID_IPVSubscription, &other), E_NOINTERFACE);
-        EXPECT_EQ(other, nullptr);
+        ASSERT_EQ(identity->QueryInterface(interfaceId, Out(other)), S_OK);
+        ASSERT_EQ(other->QueryInterface(IID_IUnknown, Out(back)), S_OK);
+        EXPECT_EQ(back, identity);
+        void* none = object;
+        EXPECT_EQ(object->QueryInterface(IID_IPVSubscription, &none), E_NOINTERFACE);
+        EXPECT_EQ(none, nullptr);
         EXPECT_EQ(object->QueryInterface(IID_IUnknown, nullptr), E_POINTER);
     }
 }

@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
-#include <condition_variable>
 #include <mutex>
 
 #include "sso/CheckSingleSignOn.h"
+#include "support/ProcessState.h"
 #include "support/SharedValues.h"
 
 namespace qsn::test {
@@ -91,20 +91,21 @@ public:
     HRESULT SSOCallbackEvent(int id, const char* data) override {
         const std::lock_guard lock(m_mutex);
         m_events.push_back(std::to_string(id) + (data ? std::string(" ") + data : ""));
-        m_changed.notify_all();
         return S_OK;
     }
     // All events up to and with `last`, which is waited for.
     std::vector<std::string> Until(const std::string& last) {
-        std::unique_lock lock(m_mutex);
-        m_changed.wait_for(lock, std::chrono::seconds(10),
-                           [&] { return !m_events.empty() && m_events.back() == last; });
-        return std::exchange(m_events, {});
+        std::vector<std::string> events;
+        Eventually([&] {
+            const std::lock_guard lock(m_mutex);
+            for (std::string& event : std::exchange(m_events, {})) events.push_back(std::move(event));
+            return !events.empty() && events.back() == last;
+        });
+        return events;
     }
 
 private:
     std::mutex m_mutex;
-    std::condition_variable m_changed;
     std::vector<std::string> m_events;
 };
 

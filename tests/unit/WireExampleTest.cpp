@@ -34,17 +34,12 @@ std::string ToHex(const std::string& bytes) { return BytesToHex(AsBytes(bytes));
 
 std::string Reversed(const std::string& bytes) { return {bytes.rbegin(), bytes.rend()}; }
 
-std::string Power(const std::string& base, const std::string& exponent, const std::string& modulus) {
-    const auto number = [](const std::string& bytes) {
-        BIGNUM* const made = BN_bin2bn(AsBytes(bytes).data(), static_cast<int>(bytes.size()), nullptr);
-        return std::unique_ptr<BIGNUM, decltype(&BN_free)>(made, &BN_free);
-    };
-    const std::unique_ptr<BN_CTX, decltype(&BN_CTX_free)> context(BN_CTX_new(), &BN_CTX_free);
-    const auto result = number("");
-    BN_mod_exp(result.get(), number(base).get(), number(exponent).get(), number(modulus).get(), context.get());
-    std::string bytes(modulus.size(), '\0');
-    BN_bn2binpad(result.get(), reinterpret_cast<unsigned char*>(bytes.data()), static_cast<int>(bytes.size()));
-    return bytes;
+std::string EncryptWithoutPadding(const UniqueRsa& rsa, const std::string& padded) {
+    std::string encrypted(padded.size(), '\0');
+    const int size = RSA_public_encrypt(static_cast<int>(padded.size()), AsBytes(padded).data(),
+                                        reinterpret_cast<unsigned char*>(encrypted.data()), rsa.get(), RSA_NO_PADDING);
+    EXPECT_EQ(encrypted.size(), static_cast<std::size_t>(size));
+    return encrypted;
 }
 
 // Computes the documentation's worked example again, each value from others on the page.
@@ -91,7 +86,12 @@ TEST_F(WireExample, TheRequestsPair) {
     const std::size_t zero = padded.find('\0', 1);
     EXPECT_EQ(std::string("\0\2", 2), padded.substr(0, 2));
     EXPECT_EQ(block, padded.substr(zero + 1));
-    EXPECT_EQ(ToHex(Power(padded, Bytes("exponent"), modulus)), Text("ciphertext"));
+    const auto number = [](const std::string& bytes) {
+        return BN_bin2bn(AsBytes(bytes).data(), static_cast<int>(bytes.size()), nullptr);
+    };
+    const UniqueRsa rsa(RSA_new());
+    RSA_set0_key(rsa.get(), number(modulus), number(Bytes("exponent")), nullptr);
+    EXPECT_EQ(ToHex(EncryptWithoutPadding(rsa, padded)), Text("ciphertext"));
     EXPECT_EQ(ToHex(Reversed(Bytes("ciphertext"))), Text("X_token"));
 
     RequestValues values;
@@ -117,16 +117,13 @@ TEST_F(WireExample, TheRenewalOfAMemberToken) {
     ASSERT_EQ(S_OK, CreateRSAFromPEM("-----BEGIN PUBLIC KEY-----\n" + Text("public_key") + "\n-----END PUBLIC KEY-----",
                                      &rsa));
     const std::string padded = Bytes("oaep");
-    const int size = RSA_size(rsa.get());
-    ASSERT_EQ(static_cast<std::size_t>(size), padded.size());
+    const auto size = static_cast<int>(padded.size());
     AesKey key{};
     EXPECT_EQ(16, RSA_padding_check_PKCS1_OAEP_mgf1(key.data(), 16, AsBytes(padded).data(), size, size, nullptr, 0,
                                                     EVP_sha256(), EVP_sha256()));
     EXPECT_EQ(ToHex({key.begin(), key.end()}), Text("aes_key"));
-    std::vector<std::uint8_t> wrapped(padded.size());
-    RSA_public_encrypt(size, AsBytes(padded).data(), wrapped.data(), rsa.get(), RSA_NO_PADDING);
     std::string encoded;
-    EXPECT_EQ(S_OK, Base64Encode(wrapped, &encoded));
+    EXPECT_EQ(S_OK, Base64Encode(AsBytes(EncryptWithoutPadding(rsa, padded)), &encoded));
     EXPECT_EQ(encoded, Text("a"));
 
     std::string secret;
