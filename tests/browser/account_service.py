@@ -28,12 +28,12 @@ class WineProgram:
         self.process = subprocess.Popen([session, "run", prefix, program, *arguments], stdin=subprocess.PIPE,
                                         stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
         self.lines = queue.Queue()
-        self.reader = threading.Thread(target=self._read, daemon=True)
-        self.reader.start()
+        threading.Thread(target=self._read, daemon=True).start()
 
     def _read(self):
-        for line in self.process.stdout:
-            self.lines.put(line.strip())
+        with self.process.stdout as output:
+            for line in output:
+                self.lines.put(line.strip())
         self.lines.put(None)
 
     def line(self, pattern):
@@ -48,13 +48,9 @@ class WineProgram:
     def end(self):
         self.process.stdin.close()
         try:
-            return self.process.wait(20)
+            self.process.wait(20)
         finally:
             self.process.kill()
-            self.reader.join(20)
-            # What still reads holds the stream, and closing it would wait for that for ever.
-            if not self.reader.is_alive():
-                self.process.stdout.close()
 
 
 class AccountService(WineProgram):

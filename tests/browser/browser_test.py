@@ -20,9 +20,9 @@ from selenium.webdriver.support.ui import WebDriverWait
 
 from account_service import FILE_TOKEN, PASSWORD, AccountService, WineProgram
 
+LOGIN = "/qsn/page/login"
 STATE = "AbCdEfGhIjKlMnOpQrStUv-_.~"
 HOSTILE = "\"'></textarea><script>document.title='run'</script><img src=x onerror=\"document.title='run'\">"
-WAIT = 20
 
 
 def start_browser(service, host, folder):
@@ -53,19 +53,25 @@ class PagesTest(unittest.TestCase):
     def find(self, selector):
         return self.browser.find_element(By.CSS_SELECTOR, selector)
 
-    def has(self, selector):
-        return bool(self.browser.find_elements(By.CSS_SELECTOR, selector))
+    def find_all(self, selector):
+        return self.browser.find_elements(By.CSS_SELECTOR, selector)
+
+    def value(self, selector):
+        return self.find(selector).get_attribute("value")
 
     def until(self, condition):
         """The page may change under the condition."""
         passing = (NoSuchElementException, StaleElementReferenceException)
-        WebDriverWait(self.browser, WAIT, 0.05, ignored_exceptions=passing).until(lambda _: condition())
+        WebDriverWait(self.browser, 20, 0.05, ignored_exceptions=passing).until(lambda _: condition())
 
-    def text(self):
-        return self.find("body").text
+    def assert_shows(self, text):
+        self.assertIn(text, self.find("body").text)
+        # Nothing that came from outside has run.
+        self.assertNotEqual(self.browser.title, "run")
+        self.assertFalse(self.find_all("main img"))
 
-    def open_login(self, base, **query):
-        self.browser.get(f"{base}/qsn/page/login?{urllib.parse.urlencode({'SID': 'demo'} | query)}")
+    def open_login(self, base, sid="demo"):
+        self.browser.get(f"{base}{LOGIN}?{urllib.parse.urlencode({'SID': sid})}")
 
     def leave_by(self, act):
         """Does what loads another page, and waits for that."""
@@ -74,31 +80,26 @@ class PagesTest(unittest.TestCase):
         self.until(lambda: self.find("html") != old and
                    self.browser.execute_script("return document.readyState") == "complete")
 
+    def leave_by_keys(self, *keys):
+        self.leave_by(webdriver.ActionChains(self.browser).send_keys(*keys).perform)
+
+    def press(self, button):
+        self.leave_by(self.find(f"button[value={button}]").click)
+
     def sign_in(self, name="Tova Lind", password=PASSWORD):
-        for field, value in (("name", name), ("password", password)):
-            self.find("#" + field).clear()
-            self.find("#" + field).send_keys(value)
-        self.leave_by(self.find("button[value=sign-in]").click)
+        for field, value in (("#name", name), ("#password", password)):
+            self.find(field).clear()
+            self.find(field).send_keys(value)
+        self.press("sign-in")
 
-    def cancel(self):
-        self.leave_by(self.find("button[value=cancel]").click)
-
-    def press(self, fault):
+    def set_fault(self, fault):
         self.browser.get(self.service.local + "/")
-        self.leave_by(self.find(f"button[value={fault}]").click)
-
-    def request(self, text):
-        """The newest in the list that has such a text in its line."""
-        rows = self.browser.find_elements(By.CSS_SELECTOR, "#requests summary")
-        return next((row for row in rows if text in row.text), None)
+        self.press(fault)
 
     def open_request(self, text):
-        row = self.request(text)
+        """The newest in the list that has such a text in its line."""
+        row = next((row for row in self.find_all("#requests summary") if text in row.text), None)
         return row and (row.send_keys(Keys.ENTER) or True)
-
-    def assert_nothing_ran(self):
-        self.assertNotEqual(self.browser.title, "run")
-        self.assertFalse(self.has("main img"))
 
     def test_wrong_and_good_password(self):
         # A page that belongs to neither site hands out a token for both.
@@ -106,84 +107,75 @@ class PagesTest(unittest.TestCase):
             self.open_login(base)
             self.sign_in(password=PASSWORD.upper())
             self.assertEqual(self.find("[role=alert]").text, "The name or the password is wrong.")
-            self.assertEqual([self.find(field).get_attribute("value") for field in ("#name", "#password")],
-                             ["Tova Lind", ""])
+            self.assertEqual([self.value("#name"), self.value("#password")], ["Tova Lind", ""])
             self.sign_in(name="TOVA@x.example")
-            self.assertIn("Tova Lind", self.text())
-            token = self.find("#token").get_attribute("value")
+            self.assert_shows("Tova Lind")
+            token = self.value("#token")
             self.assertLessEqual(len(token), 63)
             self.assertEqual([self.service.result(host, token) for host in (self.host, self.staging_host)], results)
 
     def test_what_comes_from_outside_is_text(self):
-        self.open_login(self.bases[0], SID="S & <b>")
+        self.open_login(self.bases[0], "S & <b>")
         self.assertEqual(self.find("strong").text, "S & <b>")
         self.sign_in(name=HOSTILE)
-        self.assertEqual(self.find("#name").get_attribute("value"), HOSTILE)
-        self.assert_nothing_ran()
-        for sid in ("other", HOSTILE, ""):
-            self.open_login(self.bases[0], SID=sid)
-            self.assertIn(f'"{sid}"' if sid else "names no product", self.text())
-            self.assertFalse(self.has("form"))
-            self.assert_nothing_ran()
+        self.assertEqual(self.value("#name"), HOSTILE)
+        self.assert_shows("The name or the password is wrong.")
+        for sid in (HOSTILE, ""):
+            self.open_login(self.bases[0], sid)
+            self.assert_shows(f'"{sid}"' if sid else "names no product")
+            self.assertFalse(self.find_all("form"))
 
     def test_form_is_good_once_and_not_for_ever(self):
         self.open_login(self.bases[1])
-        used = self.find("[name=ticket]").get_attribute("value")
+        used = self.value("[name=ticket]")
         self.sign_in()
-        self.assertTrue(self.has("#token"))
+        self.assertTrue(self.value("#token"))
         self.open_login(self.bases[1])
         self.browser.execute_script("document.querySelector('[name=ticket]').value = arguments[0]", used)
         self.sign_in()
-        self.assertIn("has expired", self.text())
+        self.assert_shows("has expired")
 
         self.open_login(self.bases[1])
         form = self.browser.current_window_handle
         self.browser.switch_to.new_window("tab")
-        self.press("expire")
+        self.set_fault("expire")
         self.browser.close()
         self.browser.switch_to.window(form)
         self.sign_in()
-        self.assertIn("has expired", self.text())
-
-    def host_login(self):
-        """A host that waits for its user, and the address that it wants opened."""
-        host = WineProgram(*self.in_prefix, self.host_program, "login", "--no-browser")
-        self.addCleanup(host.end)
-        return host, host.line(r"^https://\S+$").group(0)
+        self.assert_shows("has expired")
 
     def test_host_program_takes_its_own_login_only(self):
-        cancelled, old = self.host_login()
-        self.browser.get(old)
-        self.cancel()
-        cancelled.line("cancelled")
-        host, address = self.host_login()
-        self.browser.get(re.sub("state=[^&]+", re.search("state=[^&]+", old).group(0), address))
+        hosts, addresses = [], []
+        for _ in range(2):
+            hosts.append(WineProgram(*self.in_prefix, self.host_program, "login", "--no-browser"))
+            self.addCleanup(hosts[-1].end)
+            addresses.append(hosts[-1].line(r"^https://\S+$").group(0))
+        self.browser.get(addresses[0])
+        self.press("cancel")
+        hosts[0].line("cancelled")
+        self.browser.get(re.sub("state=[^&]+", re.search("state=[^&]+", addresses[0]).group(0), addresses[1]))
         self.sign_in()
-        self.assertIn("This sign-in has expired", self.text())
+        self.assert_shows("This sign-in has expired")
         # As a browser without the proxy reaches the page.
-        self.browser.get(address.replace(*self.bases))
+        self.browser.get(addresses[1].replace(*self.bases))
         self.sign_in(password="wrong")
         self.sign_in()
-        self.assertIn("You are signed in", self.text())
+        self.assert_shows("You are signed in")
         # The token is in no address that the browser keeps.
         self.assertTrue(self.browser.current_url.endswith("/done"), self.browser.current_url)
-        host.line(r"^Signed in as Tova Lind <tova@x\.example>\.$")
+        hosts[1].line(r"^Signed in as Tova Lind <tova@x\.example>\.$")
 
     def test_keyboard_is_enough(self):
-        def keys(*text):
-            return lambda: webdriver.ActionChains(self.browser).send_keys(*text).perform()
-
         self.open_login(self.bases[1])
-        for field in self.browser.find_elements(By.CSS_SELECTOR, "input:not([type=hidden])"):
+        for field in self.find_all("input:not([type=hidden])"):
             self.assertTrue(self.find(f"label[for={field.get_attribute('id')}]").text)
-        self.leave_by(keys("Tova Lind", Keys.TAB, "wrong", Keys.ENTER))
-        problem = self.find("[role=alert]").get_attribute("id")
-        self.assertEqual(self.find("#name").get_attribute("aria-describedby"), problem)
-        self.leave_by(keys(Keys.TAB, PASSWORD, Keys.TAB, Keys.SPACE))
+        self.leave_by_keys("Tova Lind", Keys.TAB, "wrong", Keys.ENTER)
+        self.assertEqual(self.find("#name").get_attribute("aria-describedby"), self.find("[role=alert]").get_attribute("id"))
+        self.leave_by_keys(Keys.TAB, PASSWORD, Keys.TAB, Keys.SPACE)
         self.assertEqual(self.browser.switch_to.active_element.get_attribute("id"), "token")
         self.open_login(self.bases[1])
-        self.leave_by(keys(Keys.TAB, Keys.TAB, Keys.TAB, Keys.ENTER))
-        self.assertIn("Cancelled", self.text())
+        self.leave_by_keys(Keys.TAB, Keys.TAB, Keys.TAB, Keys.ENTER)
+        self.assert_shows("Cancelled")
 
     def test_requests_appear_as_text(self):
         self.browser.get(self.service.local + "/")
@@ -194,21 +186,12 @@ class PagesTest(unittest.TestCase):
             self.until(lambda: self.open_request(outcome))
         for part in (HOSTILE.replace('"', '\\"'), "holds: X-token and X-digest accepted", '"userName" : "Tova Lind"',
                      "does not hold: X-token is missing", '"accessToken" : "a-toke… (19 bytes)"'):
-            self.assertIn(part, self.text())
+            self.assert_shows(part)
         self.assertNotIn(FILE_TOKEN, self.browser.page_source)
-        self.assert_nothing_ran()
         # What was opened stays open when more comes.
         self.service.result(self.host, FILE_TOKEN, "verifyToken")
-        self.until(lambda: self.request("verifyToken"))
-        self.assertEqual(len(self.browser.find_elements(By.CSS_SELECTOR, "#requests details[open]")), 3)
-
-    def test_page_follows_without_scripts(self):
-        command = "Emulation.setScriptExecutionDisabled"
-        self.browser.execute_cdp_cmd(command, {"value": True})
-        self.addCleanup(self.browser.execute_cdp_cmd, command, {"value": False})
-        self.browser.get(self.service.local + "/")
-        self.service.result(self.host, "a-token-without-scripts")
-        self.until(lambda: self.request("result 1"))
+        self.until(lambda: "verifyToken" in self.find("#requests summary").text)
+        self.assertEqual(len(self.find_all("#requests details[open]")), 3)
 
     def test_fault_buttons_have_their_effect(self):
         def result():
@@ -218,59 +201,57 @@ class PagesTest(unittest.TestCase):
             with self.service.tunnel(self.member_host) as connection:
                 return self.service.call(connection, {}, "/member-auth/v1/init")["info"]
 
-        def seconds():
+        def takes_long():
             start = time.monotonic()
             self.assertEqual(result(), 0)
-            return time.monotonic() - start
+            return time.monotonic() - start >= 3
 
-        self.addCleanup(self.press, "normal")
-        self.press("refuse")
-        self.assertIn("the next request is refused", self.find("#state").text)
+        self.addCleanup(self.set_fault, "normal")
+        self.set_fault("refuse")
+        self.assert_shows("the next request is refused")
         self.assertEqual([result(), result()], ["status 403", 0])
-        self.press("revoke")
+        self.set_fault("revoke")
         self.assertEqual(result(), 1)
         before = member_key()
-        self.press("rotate")
+        self.set_fault("rotate")
         self.assertEqual(member_key()["id"], before["id"] + 1)
         self.assertNotEqual(member_key()["public_key"], before["public_key"])
-        self.press("normal")
-        self.assertLess(seconds(), 3)
-        self.press("slow")
-        self.assertGreaterEqual(seconds(), 3)
+        self.set_fault("slow")
+        self.assertTrue(takes_long())
         with self.service.tunnel(self.host) as kept:
-            self.press("down")
+            self.set_fault("down")
             with self.assertRaises(OSError):
                 self.service.call(kept, {"requestType": "getUserInfo"})
         with self.assertRaisesRegex(OSError, "503"):
             result()
-        self.press("normal")
-        self.assertLess(seconds(), 3)
+        self.set_fault("normal")
+        self.assertFalse(takes_long())
 
     def test_port_answers_only_to_itself(self):
         own = {"Host": f"127.0.0.1:{self.service.port}"}
-        login = "/qsn/page/login"
-        for method, path, headers, status in (
-                ("GET", "/", {"Host": f"LocalHost:{self.service.port}"}, 200),
-                ("GET", "/", {"Host": f"elsewhere.example:{self.service.port}"}, 403),
-                ("GET", "/requests", {"Host": "127.0.0.1"}, 403),
-                ("GET", login + "?SID=demo", {"Host": self.host}, 403),
-                ("GET", self.service.local, own, 400),
-                ("GET", "/qsn/service/request", own, 404),
-                ("DELETE", login, own, 405),
-                ("POST", login, own | {"Origin": self.service.local}, 410),
-                ("POST", login, own | {"Origin": "https://elsewhere.example"}, 403),
-                ("POST", login, own | {"Origin": "null", "Sec-Fetch-Site": "cross-site"}, 403),
-                ("POST", "/faults", own, 403)):
-            self.assertEqual(self.service.direct(method, path, "", headers)[0], status, f"{method} {path} {headers}")
-        ticket = re.search('name="ticket" value="(.*?)"', self.service.direct("GET", "/")[2]).group(1)
-        for form, headers, status in (("fault=down", {"Origin": "http://127.0.0.1:1"}, 403), ("fault=none", {}, 400)):
-            self.assertEqual(self.service.direct("POST", "/faults", f"{form}&ticket={ticket}", headers)[0], status)
+        page = self.service.direct("GET", "/")[2]
+        self.assertIn('<noscript><meta http-equiv="refresh"', page)
+        ticket = re.search('name="ticket" value="(.*?)"', page).group(1)
+        for method, path, body, headers, status in (
+                ("GET", "/", "", {"Host": f"LocalHost:{self.service.port}"}, 200),
+                ("GET", "/", "", {"Host": f"elsewhere.example:{self.service.port}"}, 403),
+                ("GET", "/requests", "", {"Host": "127.0.0.1"}, 403),
+                ("GET", self.service.local, "", own, 400),
+                ("GET", "/qsn/service/request", "", own, 404),
+                ("DELETE", LOGIN, "", own, 405),
+                ("POST", LOGIN, "", own | {"Origin": self.service.local}, 410),
+                ("POST", LOGIN, "", own | {"Origin": "https://elsewhere.example"}, 403),
+                ("POST", LOGIN, "", own | {"Origin": "null", "Sec-Fetch-Site": "cross-site"}, 403),
+                ("POST", "/faults", "fault=down", own, 403),
+                ("POST", "/faults", f"fault=down&ticket={ticket}", {"Origin": "http://127.0.0.1:1"}, 403),
+                ("POST", "/faults", f"fault=none&ticket={ticket}", own, 400)):
+            self.assertEqual(self.service.direct(method, path, body, headers)[0], status, (method, path, body, headers))
 
     def test_login_page_leads_to_this_machine_only(self):
         for port, state in (("0", STATE), ("65536", STATE), ("080", STATE), ("80@elsewhere.example", STATE), ("", STATE),
                             ("80", ""), ("80", "short"), ("80", STATE + "\r\nX: y"), ("80", "x" * 257)):
             query = urllib.parse.urlencode({"SID": "demo", "redirect_port": port, "state": state})
-            status, headers, page = self.service.direct("GET", "/qsn/page/login?" + query)
+            status, headers, page = self.service.direct("GET", f"{LOGIN}?{query}")
             self.assertEqual((status, "<form" in page), (400, False), query)
         self.assertNotIn("script-src", headers["Content-Security-Policy"])
         self.assertEqual([headers[name] for name in ("Cache-Control", "Referrer-Policy", "X-Frame-Options")],

@@ -17,39 +17,36 @@ public:
         STARTUPINFOW startup = {};
         startup.cb = sizeof(startup);
         std::wstring command = L"\"" QSN_TEST_PANEL L"\" " + arguments;
-        if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
-                            &m_process)) {
-            return;
-        }
-        CloseHandle(m_process.hThread);
-        Eventually([this] { return (m_window = Find()) != nullptr; }, 30000);
+        CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &m_process);
+        const auto isThere = [this] {
+            m_window = FindWindowW(L"" PANEL_CLASS, nullptr);
+            DWORD process = 0;
+            GetWindowThreadProcessId(m_window, &process);
+            return process == m_process.dwProcessId && IsWindowVisible(m_window);
+        };
+        EXPECT_TRUE(Eventually(isThere, 30000)) << "no window";
     }
     PanelProcess(const PanelProcess&) = delete;
     PanelProcess& operator=(const PanelProcess&) = delete;
     ~PanelProcess() {
         TerminateProcess(m_process.hProcess, 3);
         WaitForSingleObject(m_process.hProcess, 10000);
+        CloseHandle(m_process.hThread);
         CloseHandle(m_process.hProcess);
     }
 
     HWND Window() const { return m_window; }
-    std::wstring Text(int id) const {
-        wchar_t text[512] = L"";
-        Ask(GetDlgItem(m_window, id), WM_GETTEXT, 512, reinterpret_cast<LPARAM>(text));
-        return text;
-    }
+    HWND Control(int id) const { return GetDlgItem(m_window, id); }
+    std::wstring Text(int id) const { return TextBy(id, WM_GETTEXT, 512); }
     bool Shows(int id, const std::wstring& text, DWORD milliseconds = 20000) const {
         return Eventually([&] { return Text(id).find(text) != std::wstring::npos; }, milliseconds);
     }
-    LRESULT Products() const { return Ask(GetDlgItem(m_window, IDC_PRODUCTS), LVM_GETITEMCOUNT); }
-    LRESULT News() const { return Ask(GetDlgItem(m_window, IDC_NEWS), LB_GETCOUNT); }
-    std::wstring LatestNews() const {
-        wchar_t text[512] = L"";
-        Ask(GetDlgItem(m_window, IDC_NEWS), LB_GETTEXT, static_cast<WPARAM>(News() - 1),
-            reinterpret_cast<LPARAM>(text));
-        return text;
+    LRESULT Products() const { return Ask(IDC_PRODUCTS, LVM_GETITEMCOUNT); }
+    LRESULT News() const { return Ask(IDC_NEWS, LB_GETCOUNT); }
+    bool LatestNewsAre(const std::wstring& text) const {
+        return TextBy(IDC_NEWS, LB_GETTEXT, static_cast<WPARAM>(News() - 1)).find(text) != std::wstring::npos;
     }
-    bool IsEnabled(int id) const { return IsWindowEnabled(GetDlgItem(m_window, id)) != FALSE; }
+    bool IsEnabled(int id) const { return IsWindowEnabled(Control(id)) != FALSE; }
     void Press(int id) const {
         EXPECT_TRUE(Eventually([&] { return id >= IDM_ACCOUNT_FIRST || IsEnabled(id); })) << "button " << id;
         PostMessageW(m_window, WM_COMMAND, static_cast<WPARAM>(id), 0);
@@ -57,11 +54,6 @@ public:
     // To whichever control has the keyboard.
     void Type(WPARAM key) const { PostMessageW(FocusWindow(), WM_KEYDOWN, key, 0); }
     int Focus() const { return GetDlgCtrlID(FocusWindow()); }
-    // Whether the window's thread takes messages at all.
-    bool Answers(UINT milliseconds) const {
-        DWORD_PTR answer = 0;
-        return SendMessageTimeoutW(m_window, WM_NULL, 0, 0, SMTO_NORMAL, milliseconds, &answer) != 0;
-    }
     // The exit code; STILL_ACTIVE where it has not ended in time.
     DWORD Close(DWORD milliseconds) const {
         PostMessageW(m_window, WM_CLOSE, 0, 0);
@@ -72,25 +64,21 @@ public:
     }
 
 private:
-    static LRESULT Ask(HWND control, UINT message, WPARAM wParam = 0, LPARAM lParam = 0) {
+    LRESULT Ask(int id, UINT message, WPARAM wParam = 0, LPARAM lParam = 0) const {
         DWORD_PTR answer = 0;
-        SendMessageTimeoutW(control, message, wParam, lParam, SMTO_NORMAL, 10000, &answer);
+        SendMessageTimeoutW(Control(id), message, wParam, lParam, SMTO_NORMAL, 10000, &answer);
         return static_cast<LRESULT>(answer);
     }
-
+    std::wstring TextBy(int id, UINT message, WPARAM wParam) const {
+        wchar_t text[512] = L"";
+        Ask(id, message, wParam, reinterpret_cast<LPARAM>(text));
+        return text;
+    }
     HWND FocusWindow() const {
         GUITHREADINFO info = {};
         info.cbSize = sizeof(info);
         GetGUIThreadInfo(GetWindowThreadProcessId(m_window, nullptr), &info);
         return info.hwndFocus ? info.hwndFocus : m_window;
-    }
-    HWND Find() const {
-        for (HWND each = nullptr; (each = FindWindowExW(nullptr, each, L"" PANEL_CLASS, nullptr)) != nullptr;) {
-            DWORD process = 0;
-            GetWindowThreadProcessId(each, &process);
-            if (process == m_process.dwProcessId && IsWindowVisible(each)) return each;
-        }
-        return nullptr;
     }
 
     PROCESS_INFORMATION m_process = {};

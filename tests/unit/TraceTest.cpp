@@ -7,25 +7,21 @@
 namespace qsn::test {
 namespace {
 
-TEST(Trace, OffWritesNothingAndEvaluatesNoArgument) {
+TEST(Trace, EvaluatesNothingWhileOffAndEndsALongLineThatItCutWithALineFeed) {
     const TraceCapture trace;
     int evaluated = 0;
     TraceA("%d\n", ++evaluated);
     TraceW(L"%d\n", ++evaluated);
-    EXPECT_THAT(trace.Lines(), testing::IsEmpty());
     EXPECT_EQ(0, evaluated);
-}
-
-TEST(Trace, CutsLongTextAndEndsItWithALineFeed) {
     g_traceEnabled = true;
-    for (const std::size_t length : {2039, 2040, 2041, 5000, 5}) {
-        const TraceCapture trace;
+    std::vector<std::string> expected;
+    for (const std::size_t length : {2039, 2040, 2041, 5}) {
         TraceA("%s", std::string(length, 'x').c_str());
         TraceW(L"%s", std::wstring(length, L'x').c_str());
-        const std::string expected = length < 2040 ? std::string(length, 'x') : std::string(2040, 'x') + '\n';
-        EXPECT_THAT(trace.Lines(), testing::ElementsAre(expected, expected)) << length;
+        expected.insert(expected.end(), 2, length < 2040 ? std::string(length, 'x') : std::string(2040, 'x') + '\n');
     }
     g_traceEnabled = false;
+    EXPECT_EQ(expected, trace.Lines());
 }
 
 }  // namespace

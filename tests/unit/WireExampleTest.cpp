@@ -20,35 +20,26 @@
 namespace qsn::test {
 namespace {
 
+std::span<const std::uint8_t> AsBytes(const std::string& bytes) {
+    return {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()};
+}
+
 std::string FromHex(const std::string& hex) {
     std::string bytes;
     EXPECT_TRUE(HexToBytes(hex, &bytes)) << hex;
     return bytes;
 }
 
-std::span<const std::uint8_t> AsBytes(const std::string& bytes) {
-    return {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()};
-}
-
 std::string ToHex(const std::string& bytes) { return BytesToHex(AsBytes(bytes)); }
 
-std::string Reversed(std::string bytes) {
-    std::ranges::reverse(bytes);
-    return bytes;
-}
+std::string Reversed(const std::string& bytes) { return {bytes.rbegin(), bytes.rend()}; }
 
-std::string Power(const std::string& base, const std::string& exponent, const std::string& modulus) {
-    const std::unique_ptr<BN_CTX, decltype(&BN_CTX_free)> context(BN_CTX_new(), &BN_CTX_free);
-    const auto number = [](const std::string& bytes) {
-        return std::unique_ptr<BIGNUM, decltype(&BN_free)>(
-            BN_bin2bn(AsBytes(bytes).data(), static_cast<int>(bytes.size()), nullptr), &BN_free);
-    };
-    const auto result = number("");
-    EXPECT_TRUE(
-        BN_mod_exp(result.get(), number(base).get(), number(exponent).get(), number(modulus).get(), context.get()));
-    std::string bytes(modulus.size(), '\0');
-    BN_bn2binpad(result.get(), reinterpret_cast<unsigned char*>(bytes.data()), static_cast<int>(bytes.size()));
-    return bytes;
+std::string EncryptWithoutPadding(const UniqueRsa& rsa, const std::string& padded) {
+    std::string encrypted(padded.size(), '\0');
+    const int size = RSA_public_encrypt(static_cast<int>(padded.size()), AsBytes(padded).data(),
+                                        reinterpret_cast<unsigned char*>(encrypted.data()), rsa.get(), RSA_NO_PADDING);
+    EXPECT_EQ(encrypted.size(), static_cast<std::size_t>(size));
+    return encrypted;
 }
 
 // Computes the documentation's worked example again, each value from others on the page.
@@ -58,34 +49,24 @@ protected:
         std::ifstream page(QSN_TEST_DOCS_DIR "/wire-example.md");
         ASSERT_TRUE(page);
         static const std::regex start("([A-Za-z_]+) =(?: (.+))?");
-        std::string* current = nullptr;
+        std::string name;
+        std::smatch match;
         for (std::string line; std::getline(page, line);) {
-            std::smatch match;
             if (std::regex_match(line, match, start)) {
-                current = &m_values[match[1]];
-                *current = match[2];
-            } else if (current && line.starts_with("    ")) {
-                current->append(line, 4);
-            } else {
-                current = nullptr;
+                name = match[1];
+                m_values[name] = match[2];
+            } else if (!line.starts_with("    ")) {
+                name.clear();
+            } else if (!name.empty()) {
+                m_values[name].append(line, 4);
             }
         }
     }
 
-    std::string Text(const std::string& name) const {
-        const auto found = m_values.find(name);
-        EXPECT_TRUE(found != m_values.end()) << "the page has no " << name;
-        return found == m_values.end() ? "" : found->second;
-    }
+    // Throws where the page has no such value.
+    const std::string& Text(const std::string& name) const { return m_values.at(name); }
     std::string Bytes(const std::string& name) const { return FromHex(Text(name)); }
     std::string Line(const std::string& name) const { return Text(name) + '\n'; }
-    AesKey Key() const {
-        AesKey key{};
-        const std::string bytes = Bytes("aes_key");
-        EXPECT_EQ(key.size(), bytes.size());
-        std::copy_n(bytes.begin(), std::min(bytes.size(), key.size()), key.begin());
-        return key;
-    }
 
 private:
     std::map<std::string, std::string> m_values;
@@ -105,7 +86,12 @@ TEST_F(WireExample, TheRequestsPair) {
     const std::size_t zero = padded.find('\0', 1);
     EXPECT_EQ(std::string("\0\2", 2), padded.substr(0, 2));
     EXPECT_EQ(block, padded.substr(zero + 1));
-    EXPECT_EQ(ToHex(Power(padded, Bytes("exponent"), modulus)), Text("ciphertext"));
+    const auto number = [](const std::string& bytes) {
+        return BN_bin2bn(AsBytes(bytes).data(), static_cast<int>(bytes.size()), nullptr);
+    };
+    const UniqueRsa rsa(RSA_new());
+    RSA_set0_key(rsa.get(), number(modulus), number(Bytes("exponent")), nullptr);
+    EXPECT_EQ(ToHex(EncryptWithoutPadding(rsa, padded)), Text("ciphertext"));
     EXPECT_EQ(ToHex(Reversed(Bytes("ciphertext"))), Text("X_token"));
 
     RequestValues values;
@@ -131,29 +117,26 @@ TEST_F(WireExample, TheRenewalOfAMemberToken) {
     ASSERT_EQ(S_OK, CreateRSAFromPEM("-----BEGIN PUBLIC KEY-----\n" + Text("public_key") + "\n-----END PUBLIC KEY-----",
                                      &rsa));
     const std::string padded = Bytes("oaep");
-    const int size = RSA_size(rsa.get());
-    ASSERT_EQ(static_cast<std::size_t>(size), padded.size());
+    const auto size = static_cast<int>(padded.size());
     AesKey key{};
     EXPECT_EQ(16, RSA_padding_check_PKCS1_OAEP_mgf1(key.data(), 16, AsBytes(padded).data(), size, size, nullptr, 0,
                                                     EVP_sha256(), EVP_sha256()));
-    EXPECT_EQ(Key(), key);
-    std::vector<std::uint8_t> wrapped(padded.size());
-    RSA_public_encrypt(size, AsBytes(padded).data(), wrapped.data(), rsa.get(), RSA_NO_PADDING);
+    EXPECT_EQ(ToHex({key.begin(), key.end()}), Text("aes_key"));
     std::string encoded;
-    EXPECT_EQ(S_OK, Base64Encode(wrapped, &encoded));
+    EXPECT_EQ(S_OK, Base64Encode(AsBytes(EncryptWithoutPadding(rsa, padded)), &encoded));
     EXPECT_EQ(encoded, Text("a"));
 
     std::string secret;
     EXPECT_EQ(S_OK, WriteMemberRefreshSecret("demo-refresh-token-ada", 20417, &secret));
     EXPECT_EQ(secret, Line("secret"));
     EXPECT_EQ("ZTHarborKeys", Bytes("iv"));
-    EXPECT_EQ(S_OK, EncryptByAESKey(Key(), Bytes("iv"), secret, &encoded));
+    EXPECT_EQ(S_OK, EncryptByAESKey(key, Bytes("iv"), secret, &encoded));
     EXPECT_EQ(encoded, Text("data"));
     EXPECT_EQ(S_OK, Base64Encode(AsBytes(Bytes("sealed")), &encoded));
     EXPECT_EQ(encoded, Text("data"));
 
     std::string token, claims;
-    EXPECT_EQ(S_OK, DecryptByAESKey(Key(), Bytes("iv"), Text("info"), &secret));
+    EXPECT_EQ(S_OK, DecryptByAESKey(key, Bytes("iv"), Text("info"), &secret));
     EXPECT_EQ(secret, Line("reply_secret"));
     EXPECT_EQ(S_OK, ReadRenewedMemberToken(secret, &token));
     EXPECT_EQ(S_OK, DecodeJWT(token, &claims));
