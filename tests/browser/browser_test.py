@@ -216,6 +216,7 @@ class PagesTest(unittest.TestCase):
         self.set_fault("rotate")
         self.assertEqual(member_key()["id"], before["id"] + 1)
         self.assertNotEqual(member_key()["public_key"], before["public_key"])
+        self.set_fault("normal")
         self.set_fault("slow")
         self.assertTrue(takes_long())
         with self.service.tunnel(self.host) as kept:
