@@ -96,6 +96,7 @@ const Fault kFaults[] = {
     {"unknownAuthority", kWay, 1, {}, TlsFault::kUnknownAuthority},
     {"slowHeader", kHttp, 0, {.delay = 100ms}},
     {"slowBody", kHttp, 0, {.gzip = GzipMode::kNever, .pieceSize = 40, .pause = 5ms}},
+    {"inChunks", kHttp, 0, {.gzip = GzipMode::kAlways, .chunks = {1, 7, 64}}},
     {"closedInHeader", kHttp, 1, {.closeAfterHeaderBytes = 20}},
     {"closedInBody", kHttp, 1, {.closeAfterBodyBytes = 8}, {}, 0, nullptr, true},
     {"closedInChunk", kHttp, 1, {.chunks = {10}, .closeAfterBodyBytes = 8}},

@@ -4,7 +4,6 @@
 
 #include "support/Library.h"
 #include "support/RecordingCallback.h"
-#include "support/Slots.h"
 
 namespace {
 
@@ -70,7 +69,13 @@ TEST_F(LibraryObjects, WantInitFirst) {
     EXPECT_EQ(m_callback.References(), 1);
     ASSERT_EQ(m_qsn->Init(L"SID", &m_callback), S_OK) << "it may be initialised anew";
     EXPECT_EQ(m_qsn->GetAccessToken(text, 8, &length), QSN_RETURN_E_NO_TOKEN) << "and knows no former session";
-    for (int slot : {6, 8, 9, 12, 18, 19, 20, 21}) EXPECT_EQ(CallSlot(m_qsn.get(), slot), E_NOTIMPL) << slot;
+    using Method = HRESULT (STDMETHODCALLTYPE IPVSubscription2::*)();
+    for (const Method reserved : std::initializer_list<Method>{
+             &IPVSubscription2::Reserved6, &IPVSubscription2::Reserved8, &IPVSubscription2::Reserved9,
+             &IPVSubscription2::Reserved12, &IPVSubscription2::Reserved18, &IPVSubscription2::Reserved19,
+             &IPVSubscription2::Reserved20, &IPVSubscription2::Reserved21}) {
+        EXPECT_EQ((m_qsn.get()->*reserved)(), E_NOTIMPL);
+    }
 }
 
 TEST_F(LibraryObjects, TextsNeedRoomForTheirTerminator) {

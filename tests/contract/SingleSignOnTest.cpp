@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <memory>
 #include <sstream>
 #include <vector>
 
@@ -30,6 +31,12 @@ HRESULT SetToken(IPVSubscription2& qsn, QSN_CONFIG item, const char* token) {
     return qsn.Config(item, token ? copy.data() : nullptr, &length);
 }
 
+std::string GetToken(IPVSubscription2& qsn, QSN_CONFIG item) {
+    char buffer[2048] = {};
+    uint32_t length = sizeof(buffer);
+    return qsn.Config(item, buffer, &length) == S_OK ? std::string(buffer, length) : "(unreadable)";
+}
+
 // The library as another application of the suite has it, on command of the test's own process.
 class Application {
 public:
@@ -55,12 +62,21 @@ private:
         if (command == "notified") return NextNotification();
         if (command == "pending") return std::to_string(m_callback.Pending());
         if (command == "outcome") return std::to_string(m_callback.ResultOf(std::stoi(text)));
+        if (command == "write") WriteWithoutEnd();
         if (command == "change") ChangeEvery20Milliseconds();
         return "unknown command";
     }
     std::string NextNotification() {
         const auto event = m_callback.WaitFor(QSN_ACTION_NOTIFY);
         return event ? std::to_string(event->result) + " " + event->text : "none";
+    }
+    void WriteWithoutEnd() {
+        for (unsigned round = 0;; ++round) {
+            const std::string token = "token-" + std::to_string(round);
+            SetToken(*m_qsn, QSNCFG_SET_MEMBER_TOKEN, round % 3 == 2 ? nullptr : token.c_str());
+            SetToken(*m_qsn, QSNCFG_SET_REFRESH_TOKEN, round % 5 == 4 ? nullptr : token.c_str());
+            if (round == 2) OtherApplication::Reply("writing");
+        }
     }
     void ChangeEvery20Milliseconds() {
         OtherApplication::Reply("changing");
@@ -150,6 +166,27 @@ TEST_F(SingleSignOn, TwoApplicationsFollowEachOther) {
     std::ranges::sort(m_latencies);
     EXPECT_LT(m_latencies[m_latencies.size() / 2], 1500ms);
     RecordProperty("slowestMilliseconds", std::to_string(m_latencies.back() / 1ms));
+}
+
+TEST_F(SingleSignOn, AnApplicationKilledWhileItWritesLeavesTheStoreUsable) {
+    ASSERT_EQ(EnableSingleSignOn(*m_qsn), S_OK);
+    auto other = std::make_unique<OtherApplication>(kApplication);
+    for (int round = 0; round < 50; ++round) {
+        auto next = std::make_unique<OtherApplication>(kApplication);  // takes its time to start
+        ASSERT_EQ(other->Do("write"), "writing");
+        // Both write for a moment that is different each time.
+        for (int i = 0; i < round % 7; ++i) SetToken(*m_qsn, QSNCFG_SET_MEMBER_TOKEN, "mine");
+        other->Kill();
+        const std::string token = std::to_string(round);
+        ASSERT_EQ(SetToken(*m_qsn, QSNCFG_SET_MEMBER_TOKEN, token.c_str()), S_OK);
+        ASSERT_EQ(SetToken(*m_qsn, QSNCFG_SET_REFRESH_TOKEN, token.c_str()), S_OK);
+        ASSERT_EQ(GetToken(*m_qsn, QSNCFG_GET_MEMBER_TOKEN), token);
+        ASSERT_EQ(GetToken(*m_qsn, QSNCFG_GET_REFRESH_TOKEN), token);
+        other = std::move(next);
+    }
+    SharedValues::Delete("mTok");
+    const auto cleared = [](const auto& event) { return event && event->result == QSN_NOTIFY_MEMBER_TOKEN_CLEAR; };
+    EXPECT_TRUE(Eventually([&] { return cleared(m_callback.WaitFor(QSN_ACTION_NOTIFY)); })) << "it still watches";
 }
 
 TEST_F(SingleSignOn, IsSwitchedWhileAnotherApplicationChangesTheValues) {

@@ -20,12 +20,11 @@ private:
 };
 
 std::wstring g_record;
-std::int32_t g_result = 0;
 
 std::int32_t Record(const std::wstring& line) {
     const RecordLock lock;
     g_record += line + L'\n';
-    return g_result;
+    return 0;
 }
 
 }  // namespace
@@ -49,8 +48,7 @@ FAKE_EXPORT(std::size_t) FakeRecord(wchar_t* buffer, std::size_t size) {
     return g_record.size();
 }
 
-FAKE_EXPORT(void) FakeReset(std::int32_t result) {
+FAKE_EXPORT(void) FakeReset() {
     const RecordLock lock;
     std::wstring().swap(g_record);
-    g_result = result;
 }

@@ -49,8 +49,8 @@ public:
             text.resize(length);
         return text;
     }
-    // Forgets the record; the stand-in's functions give `result` from here on.
-    void Reset(std::int32_t result = 0) { m_module.Find<void WINAPI(std::int32_t)>("FakeReset")(result); }
+    // Forgets the record.
+    void Reset() { m_module.Find<void WINAPI()>("FakeReset")(); }
     std::wstring Path() const { return m_module.Path(); }
 
 private:

@@ -12,7 +12,6 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <vector>
 
 namespace qsn::test {
 
@@ -21,12 +20,8 @@ struct Event {
     int action = 0;
     int result = 0;
     bool hasData = false;
-    std::string text;               // sign-in and notify
-    std::vector<std::string> user;  // id, name, e-mail
-    std::vector<std::string> menu;  // items
+    std::string text;  // sign-in and notify
     DWORD threadId = 0;
-
-    bool operator==(const Event& other) const { return action == other.action && result == other.result; }
 };
 
 inline std::string ReadText(IQSNDataSet& record, int32_t id) {
@@ -91,24 +86,11 @@ private:
         event.hasData = data != nullptr;
         event.threadId = GetCurrentThreadId();
         if (!data) return event;
-        if (action == QSN_ACTION_GET_USERINFO_RESULT) DescribeUser(*static_cast<IQSNUserInfo*>(data), event);
         if (action == QSN_ACTION_SIGNIN_RESULT || action == QSN_ACTION_SSO_SIGNIN_RESULT ||
             action == QSN_ACTION_NOTIFY) {
             event.text = static_cast<const char*>(data);
         }
         return event;
-    }
-    static void DescribeUser(IQSNUserInfo& user, Event& event) {
-        for (int32_t id : {QSN_USER_ID, QSN_USER_NAME, QSN_USER_EMAIL}) event.user.push_back(ReadText(user, id));
-        IQSNList* menu = nullptr;
-        if (FAILED(user.GetUserMenu(&menu))) return;
-        for (uint32_t i = 0; i < menu->GetCount(); ++i) {
-            void* item = nullptr;
-            if (FAILED(menu->GetItem(i, &item))) continue;
-            event.menu.push_back(ReadText(*static_cast<IQSNDataSet*>(item), QSN_MENU_ITEM));
-            static_cast<IQSNDataSet*>(item)->Release();
-        }
-        menu->Release();
     }
 
     std::mutex m_mutex;
