@@ -1,7 +1,7 @@
 # shellcheck shell=bash
 # Formatting, static analysis, scripts.
 
-readonly CODE_FOLDERS=(include src service samples tests bench fuzz)
+readonly CODE_FOLDERS=(include src service samples tests bench fuzz soak)
 readonly CXX_HEADERS=/usr/lib/gcc/$CROSS/12-posix/include/c++
 readonly TIDY=(
     clang-tidy-14 -quiet "-extra-arg-before=--target=$CROSS" "-extra-arg=-isystem$CXX_HEADERS"

@@ -188,6 +188,7 @@ TEST_F(ClientTest, EndsEachRequestOnceWhateverHappens) {
     for (int round = 0; round < 5; ++round) {
         Client client = SignedIn();
         std::vector<std::jthread> threads;
+        threads.reserve(3);
         for (int thread = 0; thread < 3; ++thread) {
             threads.emplace_back([&, thread] {
                 for (int i = 0; i < 30; ++i) {

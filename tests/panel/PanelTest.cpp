@@ -112,7 +112,7 @@ TEST_F(AccountPanel, IsWalkedByKeysAndLeftAgain) {
     std::array order = {IDC_MENU, IDC_SIGN_OUT, IDC_PRODUCTS, IDC_REFRESH, IDC_NEWS, IDC_STATUS};
     if (panel.Focus() == 0) panel.Type(VK_TAB);
     ASSERT_TRUE(Eventually([&] { return panel.Focus() != 0; }));
-    std::ranges::rotate(order, std::ranges::find(order, panel.Focus()));
+    std::rotate(order.begin(), std::find(order.begin(), order.end(), panel.Focus()), order.end());
     for (std::size_t step = 1; step <= order.size(); ++step) {
         const int next = order[step % order.size()];
         panel.Type(VK_TAB);
