@@ -20,12 +20,15 @@ struct Fault {
     bool member = false;  // of the member hosts, else of the others
 };
 
+// A connection is broken after its handshake only: where that is cut off behind a proxy, Wine's WinINet connects again
+// to the host itself, which it has never resolved, and ends the process by an assertion.
 std::vector<Fault> AllFaults() {
     return {
         {"slow", 40, {.delay = 300ms}},
         {"very slow", 4, {.delay = 3s}},
         {"in pieces", 20, {.pieceSize = 40, .pause = 5ms}},
-        {"never replying", 2, {.neverReply = true}},
+        {"no reply in 20 s", 2, {.delay = 20s, .closeBeforeReply = true}},
+        {"closed before reply", 20, {.closeBeforeReply = true}},
         {"closed in body", 20, {.closeAfterBodyBytes = 10}},
         {"status 500", 10, {.status = 500}},
         {"status 302", 10, {.status = 302, .headers = {{"Location", "https://elsewhere.example/"}}}},

@@ -67,7 +67,6 @@ public:
     void Tick(unsigned second) {
         if (second % 2 == 0) HandTokensIn();
         if (second % 7 == 0) m_server.Members().RotateKey();
-        if (second % 20 == 0) m_server.DropConnections();  // those that are never replied to
     }
     void PrintTotals() {
         Print("service: " + std::to_string(m_server.Count().requests) + " requests, faults in " +
