@@ -1,0 +1,12 @@
+#include <windows.h>
+
+// Crashes on a thread that is not the first: for the test that such an end is seen as the failure that it is.
+static DWORD WINAPI Crash(void* nothing) {
+    *(volatile int*)nothing = 1;
+    return 0;
+}
+
+int main(void) {
+    WaitForSingleObject(CreateThread(NULL, 0, Crash, NULL, 0, NULL), INFINITE);
+    return 0;
+}
