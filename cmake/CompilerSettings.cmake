@@ -17,8 +17,8 @@ endif()
 add_library(qsn_options INTERFACE)
 target_compile_definitions(
     qsn_options
-    INTERFACE _WIN32_WINNT=0x0601
-              WINVER=0x0601
+    INTERFACE _WIN32_WINNT=0x0A00
+              WINVER=0x0A00
               UNICODE
               _UNICODE
               NOMINMAX
@@ -48,7 +48,8 @@ if(QSN_COVERAGE)
     set(counted qsn qsn_core qsn_unit_tests)
     # With the names that files have on this machine, which other settings shorten.
     set(counters --coverage -fprofile-update=atomic)
-    foreach(folder IN ITEMS "${PROJECT_SOURCE_DIR}/" "${QSN_OPENSSL_DIR}" "${QSN_JSONCPP_DIR}")
+    foreach(folder IN ITEMS "${PROJECT_SOURCE_DIR}/" "${QSN_OPENSSL_DIR}" "${QSN_JSONCPP_DIR}"
+            "${QSN_CURL_DIR}")
         list(APPEND counters "-fprofile-prefix-map=${folder}=${folder}")
     endforeach()
     set(isCounted "$<AND:$<COMPILE_LANGUAGE:CXX>,$<IN_LIST:$<TARGET_PROPERTY:NAME>,${counted}>>")

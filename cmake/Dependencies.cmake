@@ -1,8 +1,9 @@
-# ./dev builds OpenSSL and jsoncpp into its cache and names the folders here. All headers are system headers, so that
+# ./dev builds OpenSSL, jsoncpp and libcurl into its cache and names the folders here. All headers are system headers, so that
 # their warnings are not ours.
 
 set(QSN_OPENSSL_DIR "" CACHE PATH "Folder with include/ and lib/ of OpenSSL 3.0 for MinGW-w64")
 set(QSN_JSONCPP_DIR "" CACHE PATH "Folder with include/ and lib/ of jsoncpp 1.9.5 for MinGW-w64")
+set(QSN_CURL_DIR "" CACHE PATH "Folder with include/ and lib/ of libcurl 7.88 for MinGW-w64, Schannel beneath it")
 
 function(qsn_import name archive includeDir)
     foreach(path IN ITEMS "${archive}" "${includeDir}")
@@ -23,6 +24,10 @@ qsn_import(qsn::json "${QSN_JSONCPP_DIR}/lib/libjsoncpp.a" "${QSN_JSONCPP_DIR}/i
 qsn_import(qsn::zlib /usr/x86_64-w64-mingw32/lib/libz.a /usr/x86_64-w64-mingw32/include)
 # MinGW-w64's own folder: the compiler knows it already, and naming it again would change the search order.
 set_property(TARGET qsn::zlib PROPERTY INTERFACE_INCLUDE_DIRECTORIES "")
+
+qsn_import(qsn::curl "${QSN_CURL_DIR}/lib/libcurl.a" "${QSN_CURL_DIR}/include")
+target_link_libraries(qsn::curl INTERFACE qsn::zlib ws2_32 crypt32 bcrypt advapi32 secur32)
+target_compile_definitions(qsn::curl INTERFACE CURL_STATICLIB)
 
 # Boost is headers only here, but they lie among Linux ones, which a Windows program must not see.
 file(MAKE_DIRECTORY "${PROJECT_BINARY_DIR}/inc")

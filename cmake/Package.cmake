@@ -67,6 +67,7 @@ dll=$<TARGET_FILE:qsn>
 service=$<TARGET_FILE:${serviceProgram}>
 openssl=${QSN_OPENSSL_DIR}
 jsoncpp=${QSN_JSONCPP_DIR}
+curl=${QSN_CURL_DIR}
 strip=${CMAKE_STRIP}
 nm=${CMAKE_NM}
 ")

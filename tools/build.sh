@@ -26,7 +26,7 @@ configure() {
     lock_build_folder
     say "configuring"
     cmake --preset "$PRESET" -S "$QSN_ROOT" -B "$BUILD_DIR" --log-level=STATUS \
-        -DQSN_OPENSSL_DIR="$OPENSSL_DIR" -DQSN_JSONCPP_DIR="$JSONCPP_DIR" "$@" >"$BUILD_DIR/configure.log" 8>&- || {
+        -DQSN_OPENSSL_DIR="$OPENSSL_DIR" -DQSN_JSONCPP_DIR="$JSONCPP_DIR" -DQSN_CURL_DIR="$CURL_DIR" "$@" >"$BUILD_DIR/configure.log" 8>&- || {
         cat "$BUILD_DIR/configure.log" >&2
         die "configuring failed"
     }

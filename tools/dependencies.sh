@@ -14,6 +14,18 @@ readonly OPENSSL_OPTIONS=(
     no-sm2 no-sm3 no-sm4 no-dh no-dsa no-ec
 )
 
+# HTTPS through Windows' own TLS and nothing else; the names are resolved by the caller, so that no thread of libcurl's stays
+# behind. tests/dll-surface looks whether the rest is really out.
+readonly CURL_OPTIONS=(
+    --with-schannel --with-zlib --disable-shared --enable-static --disable-threaded-resolver --disable-pthreads
+    --disable-ldap --disable-ldaps --disable-rtsp --disable-dict --disable-telnet --disable-tftp --disable-pop3 --disable-imap
+    --disable-smtp --disable-gopher --disable-mqtt --disable-ftp --disable-file --disable-smb --disable-manual
+    --disable-libcurl-option --disable-cookies --disable-alt-svc --disable-hsts --disable-netrc --disable-progress-meter
+    --disable-dateparse --disable-doh --disable-aws --disable-headers-api --disable-websockets --disable-mime
+    --disable-form-api --disable-unix-sockets --disable-tls-srp --disable-get-easy-options
+    --without-libpsl --without-brotli --without-zstd --without-libidn2 --without-nghttp2 --without-librtmp
+)
+
 recipe_hash() {
     { printf '%s\n' "$@"; "$CROSS-g++-posix" --version | head -n 1; } | sha256sum | cut -c 1-12
 }
@@ -59,6 +71,27 @@ build_library() {
 
 build_jsoncpp() { build_library "$1" "$2" jsoncpp libjsoncpp 1.9.5 'json_*.cpp' -std=c++20; }
 
+build_curl() {
+    local result=$1 work=$2 source version found
+    say "libcurl: fetching the source"
+    found=$(fetch_source curl 7.88. "$work")
+    read -r source version <<<"$found"
+    cd "$source" || return
+    say "libcurl $version: configuring and compiling (1 to 3 minutes)"
+    run_logged "$work/configure.log" ./configure "--host=$CROSS" "CC=$CROSS-gcc-posix" \
+        "CFLAGS=-O2 -D_WIN32_WINNT=0x0A00 -ffile-prefix-map=$source/=" "${CURL_OPTIONS[@]}"
+    run_logged "$work/build.log" make -C lib -j"$JOBS"
+    mkdir "$result/lib" "$result/include"
+    cp -r include/curl "$result/include/curl"
+    find "$result/include" ! -type d ! -name '*.h' -delete
+    cp lib/.libs/libcurl.a "$result/lib/"
+    # The package's own text, which the binary packages of this series carry too.
+    cp debian/copyright "$result/copyright"
+    "$CROSS-strip" --strip-debug "$result"/lib/*.a
+    echo "$version" >"$result/VERSION"
+    say "libcurl $version: done"
+}
+
 # For the benchmarks only.
 build_benchmark() {
     build_library "$1" "$2" benchmark benchmark 1.7 '*.cc' -std=c++17 -DBENCHMARK_STATIC_DEFINE -DHAVE_STD_REGEX \
@@ -75,7 +108,9 @@ require_benchmark() {
 require_dependencies() {
     OPENSSL_DIR=openssl-3.0-$(recipe_hash "$(declare -f build_openssl)" "${OPENSSL_OPTIONS[@]}")
     JSONCPP_DIR=jsoncpp-1.9.5-$(recipe_hash "$(declare -f build_library build_jsoncpp)")
+    CURL_DIR=curl-7.88-$(recipe_hash "$(declare -f build_curl)" "${CURL_OPTIONS[@]}")
     build_once "$OPENSSL_DIR" build_openssl
     build_once "$JSONCPP_DIR" build_jsoncpp
-    OPENSSL_DIR=$QSN_CACHE/$OPENSSL_DIR JSONCPP_DIR=$QSN_CACHE/$JSONCPP_DIR
+    build_once "$CURL_DIR" build_curl
+    OPENSSL_DIR=$QSN_CACHE/$OPENSSL_DIR JSONCPP_DIR=$QSN_CACHE/$JSONCPP_DIR CURL_DIR=$QSN_CACHE/$CURL_DIR
 }

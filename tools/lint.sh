@@ -70,7 +70,7 @@ tidy_units() {
     local environment
     environment=$({
         cat "$QSN_ROOT"/{.clang-tidy,tests/.clang-tidy,cmake/CompilerSettings.cmake,cmake/BuildConstants.h.in}
-        printf '%s\n' "${TIDY[@]}" "${OPENSSL_DIR##*/}" "${JSONCPP_DIR##*/}"
+        printf '%s\n' "${TIDY[@]}" "${OPENSSL_DIR##*/}" "${JSONCPP_DIR##*/}" "${CURL_DIR##*/}"
         clang-tidy-14 --version
     } | sha256sum)
     (cd "$BUILD_DIR" && ninja -t deps) | awk -v root="$QSN_ROOT/" -v build="$BUILD_DIR/" '

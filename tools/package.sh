@@ -14,11 +14,12 @@ sdk_components() {
     printf '%s\t%s\t%s\t%s\t%s\n' \
         openssl Apache-2.0 openssl "$(<"$(setting openssl)/VERSION")" "$both" \
         jsoncpp MIT libjsoncpp "$(<"$(setting jsoncpp)/VERSION")" "$both" \
+        libcurl curl curl "$(<"$(setting curl)/VERSION")" dll \
         mingw-w64-runtime ZPL-2.1 mingw-w64 "$mingw" "$both" \
         gcc-runtime 'GPL-3.0-or-later WITH GCC-exception-3.1' gcc-mingw-w64 "$(package_version $gcc)" "$both" \
         winpthreads 'MIT AND BSD-3-Clause' mingw-w64 "$mingw" "$(programs_with __pthread_self_lite)" \
         boost BSL-1.0 "boost${boost%.*}" "$boost" service \
-        zlib Zlib libz-mingw-w64 "$(package_version libz-mingw-w64-dev)" service
+        zlib Zlib libz-mingw-w64 "$(package_version libz-mingw-w64-dev)" "$both"
 }
 
 # The package of the Boost headers has a version in its name.
@@ -38,6 +39,7 @@ add_licenses() {
     mkdir "$folder"
     cat $doc/openssl/copyright $common/Apache-2.0 >"$folder/openssl.txt"
     cat $doc/libjsoncpp25/copyright >"$folder/jsoncpp.txt"
+    cat "$(setting curl)/copyright" >"$folder/libcurl.txt"
     cat $doc/mingw-w64-x86-64-dev/copyright >"$folder/mingw-w64-runtime.txt"
     cat $doc/gcc-mingw-w64-x86-64-posix-runtime/copyright $common/GPL-3 >"$folder/gcc-runtime.txt"
     cat $doc/mingw-w64-x86-64-dev/copyright >"$folder/winpthreads.txt"
@@ -79,7 +81,8 @@ make_package() {
     run_logged "$folder/install.log" cmake --install "$BUILD_DIR" --prefix "$stage" --component sdk
     "$(setting strip)" --preserve-dates --strip-all "$stage/bin/$(basename "$(setting service)")"
     # The linker writes where each object file lay.
-    "$QSN_ROOT/tools/hide-folders" "$stage/symbols/qsn.pdb" "$BUILD_DIR" "$QSN_ROOT" "$(setting openssl)" "$(setting jsoncpp)"
+    "$QSN_ROOT/tools/hide-folders" "$stage/symbols/qsn.pdb" "$BUILD_DIR" "$QSN_ROOT" "$(setting openssl)" "$(setting jsoncpp)" \
+        "$(setting curl)"
     llvm-dlltool-14 -m i386:x86-64 -d "$QSN_ROOT/src/qsn.def" -D qsn.dll -l "$stage/lib/qsn.lib"
     [ ! -d "$BUILD_DIR/docs/html" ] || cp -r "$BUILD_DIR/docs/html" "$stage/docs/"
     add_licenses "$stage/licenses"

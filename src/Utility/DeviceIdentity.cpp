@@ -16,8 +16,10 @@ namespace qsn {
 namespace {
 
 constexpr wchar_t kPropertyName[] = L"UUID";
+constexpr LONG kSlice = 100;  // ms
+constexpr int kSlices = 100;
 // The headers give these as unsigned enumerators.
-constexpr LONG kWaitWithoutLimit = -1;
+constexpr LONG kTimedOut = WBEM_S_TIMEDOUT;
 constexpr HRESULT kNotFound = static_cast<HRESULT>(WBEM_E_NOT_FOUND);
 
 // COM on the calling thread, which may belong to an apartment of either kind already.
@@ -55,7 +57,19 @@ HRESULT Connect(UniqueCom<IWbemServices>& services) {
                              RPC_C_IMP_LEVEL_IMPERSONATE, nullptr, EOAC_NONE);
 }
 
-HRESULT FirstInstance(IWbemServices* services, const wchar_t* className, UniqueCom<IWbemClassObject>& instance) {
+// WMI can be ill for minutes.
+HRESULT Next(IEnumWbemClassObject* instances, HANDLE giveUp, UniqueCom<IWbemClassObject>& instance) {
+    for (int slice = 0; slice < kSlices; ++slice) {
+        ULONG count = 0;
+        const HRESULT hr = instances->Next(kSlice, 1, Out(instance), &count);
+        if (hr != kTimedOut) return hr;
+        if (giveUp && WaitForSingleObject(giveUp, 0) == WAIT_OBJECT_0) break;
+    }
+    return E_ABORT;
+}
+
+HRESULT FirstInstance(IWbemServices* services, const wchar_t* className, HANDLE giveUp,
+                      UniqueCom<IWbemClassObject>& instance) {
     const UniqueBstr language(SysAllocString(L"WQL"));
     const UniqueBstr query(SysAllocString((std::wstring(L"SELECT * FROM ") + className).c_str()));
     if (!language || !query) return E_OUTOFMEMORY;
@@ -63,8 +77,7 @@ HRESULT FirstInstance(IWbemServices* services, const wchar_t* className, UniqueC
     HRESULT hr = services->ExecQuery(language.get(), query.get(), WBEM_FLAG_FORWARD_ONLY | WBEM_FLAG_RETURN_IMMEDIATELY,
                                      nullptr, Out(instances));
     if (FAILED(hr)) return hr;
-    ULONG count = 0;
-    hr = instances->Next(kWaitWithoutLimit, 1, Out(instance), &count);
+    hr = Next(instances.get(), giveUp, instance);
     if (FAILED(hr)) return hr;
     return instance ? S_OK : kNotFound;
 }
@@ -97,7 +110,7 @@ std::wstring JoinedElements(SAFEARRAY* array) {
     return text;
 }
 
-HRESULT Query(const wchar_t* className, std::wstring* text) {
+HRESULT Query(const wchar_t* className, HANDLE giveUp, std::wstring* text) {
     const ComOnThread com;
     if (FAILED(com.Result())) return com.Result();
     HRESULT hr = InitialiseSecurity();
@@ -106,7 +119,7 @@ HRESULT Query(const wchar_t* className, std::wstring* text) {
     hr = Connect(services);
     if (FAILED(hr)) return hr;
     UniqueCom<IWbemClassObject> instance;
-    hr = FirstInstance(services.get(), className, instance);
+    hr = FirstInstance(services.get(), className, giveUp, instance);
     return FAILED(hr) ? hr : ReadProperty(instance.get(), text);
 }
 
@@ -135,19 +148,19 @@ std::wstring WmiPropertyText(const VARIANT& value) {
     return value.vt == (VT_ARRAY | VT_BSTR) ? JoinedElements(value.parray) : std::wstring();
 }
 
-HRESULT QueryWmiProperty(const wchar_t* className, DeviceText* value) {
+HRESULT QueryWmiProperty(const wchar_t* className, DeviceText* value, HANDLE giveUp) {
     if (!value) return E_INVALIDARG;
     return Guarded([&] {
         std::wstring text;
-        const HRESULT hr = Query(className, &text);
+        const HRESULT hr = Query(className, giveUp, &text);
         if (SUCCEEDED(hr)) Place(text, *value);
         return hr;
     });
 }
 
-HRESULT GetDeviceId(DeviceText& identifier, DeviceText* rawUuid) {
+HRESULT GetDeviceId(DeviceText& identifier, DeviceText* rawUuid, HANDLE giveUp) {
     DeviceText uuid = {};
-    const HRESULT hr = QueryWmiProperty(L"Win32_ComputerSystemProduct", &uuid);
+    const HRESULT hr = QueryWmiProperty(L"Win32_ComputerSystemProduct", &uuid, giveUp);
     if (FAILED(hr)) return hr;
     return Guarded([&] {
         const std::string hash = MD5HexOfString(NarrowByCodeUnit(uuid));

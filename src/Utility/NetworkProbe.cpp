@@ -1,9 +1,6 @@
 #include "Utility/NetworkProbe.h"
 
-#include "Utility/Win32Owners.h"
-
 namespace qsn {
-
 namespace {
 
 // The host's own folder and the system's, but not the current folder, where anybody's file may lie.
@@ -11,12 +8,19 @@ constexpr DWORD kTrustedFolders = LOAD_LIBRARY_SEARCH_APPLICATION_DIR | LOAD_LIB
 
 }  // namespace
 
-BOOL IsNetworkAlive() {
-    const UniqueModule library(LoadLibraryExW(L"Sensapi.DLL", nullptr, kTrustedFolders));
-    if (!library) return FALSE;
-    const auto probe = FindFunction<BOOL WINAPI(DWORD*)>(library.Get(), "IsNetworkAlive");
+BOOL NetworkProbe::IsNetworkAlive() noexcept {
+    if (!m_library) {
+        m_library.Reset(LoadLibraryExW(L"Sensapi.DLL", nullptr, kTrustedFolders));
+        if (!m_library) return FALSE;
+        m_probe = FindFunction<BOOL WINAPI(DWORD*)>(m_library.Get(), "IsNetworkAlive");
+    }
     DWORD flags = 0;
-    return probe ? probe(&flags) : FALSE;
+    return m_probe ? m_probe(&flags) : FALSE;
+}
+
+void NetworkProbe::Close() noexcept {
+    m_probe = nullptr;
+    m_library.Reset();
 }
 
 }  // namespace qsn

@@ -2,10 +2,21 @@
 
 #include <windows.h>
 
+#include "Utility/Win32Owners.h"
+
 namespace qsn {
 
-// Non-zero where the platform reports a network connection; 0 also where the platform's probe is missing. The probe's
-// library is loaded and freed at each call.
-BOOL IsNetworkAlive();
+// The platform's word on whether there is a network. Its library is loaded at the first question and kept: to load and
+// free it costs more than a whole exchange.
+class NetworkProbe {
+public:
+    // Non-zero if the platform reports a connection; 0 also if the library is missing.
+    BOOL IsNetworkAlive() noexcept;
+    void Close() noexcept;
+
+private:
+    UniqueModule m_library;
+    BOOL(WINAPI* m_probe)(DWORD* flags) = nullptr;
+};
 
 }  // namespace qsn

@@ -20,11 +20,15 @@ using OrbUninit = std::int32_t WINAPI(std::uint32_t reason);
 
 }  // namespace
 
-OrbLogger::OrbLogger() noexcept : m_module(LoadLibraryExW(L"Orb.dll", nullptr, LOAD_WITH_ALTERED_SEARCH_PATH)) {}
-
 OrbLogger::~OrbLogger() {
     const std::lock_guard lock(m_lock);
     if (m_initialised) Uninit(1);
+}
+
+std::int32_t OrbLogger::Load() noexcept {
+    const std::lock_guard lock(m_lock);
+    m_module.Reset(LoadLibraryExW(L"Orb.dll", nullptr, LOAD_WITH_ALTERED_SEARCH_PATH));
+    return IsLoaded() ? S_OK : HRESULT{kNotLoaded};
 }
 
 std::int32_t OrbLogger::Load(const wchar_t* folder) noexcept {

@@ -18,13 +18,14 @@ public:
     static constexpr std::int32_t kNotLoaded = -2;
     static constexpr std::int32_t kNoEntryPoint = -3;
 
-    // Loads "Orb.dll" by bare name; a failure leaves the log empty.
-    OrbLogger() noexcept;
+    OrbLogger() noexcept = default;
     OrbLogger(const OrbLogger&) = delete;
     OrbLogger& operator=(const OrbLogger&) = delete;
     // Reports `Orb_Uninit(1)` where an `Init` has not been followed by `Uninit`.
     ~OrbLogger();
 
+    // Loads "Orb.dll" by bare name; a failure leaves the log empty.
+    std::int32_t Load() noexcept;
     // Exchanges the module for the one in `folder`. The old module goes only when the new file exists.
     std::int32_t Load(const wchar_t* folder) noexcept;
     std::int32_t Init(const wchar_t* parameters) noexcept;

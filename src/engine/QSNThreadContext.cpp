@@ -54,16 +54,26 @@ HRESULT QSNThreadContext::Init(const char* productSID, IQSNCallbackFunc* callbac
     m_strSID = productSID;
     m_spCallback = AddReference(callback);
 
-    DeviceText deviceId = {};
-    GetDeviceId(deviceId, nullptr);
-    m_strDeviceId = deviceId;
-    m_usageLog.Init((L"HWID=" + m_strDeviceId + L"&sid=" + Utf8ToWide(m_strSID)).c_str());
-    m_usageLog.LogA("QSN Init");
     m_nInitialised = 1;
     return S_OK;
 }
 
+bool QSNThreadContext::InitOnThread() {
+    return SUCCEEDED(Guarded([&] {
+        m_usageLog.Load();
+        if (!m_strUsageLogFolder.empty()) m_usageLog.Load(m_strUsageLogFolder.c_str());
+        DeviceText deviceId = {};
+        GetDeviceId(deviceId, nullptr, m_httpsClient.BreakOffEvent());
+        m_strDeviceId = deviceId;
+        m_usageLog.Init((L"HWID=" + m_strDeviceId + L"&sid=" + Utf8ToWide(m_strSID)).c_str());
+        m_usageLog.LogA("QSN Init");
+        return S_OK;
+    }));
+}
+
 HRESULT QSNThreadContext::Uninit() {
+    m_httpsClient.Close();
+    m_networkProbe.Close();
     m_usageLog.Log(L"QSN Uninit");
     m_usageLog.Uninit(0);
     m_nInitialised = 0;
@@ -81,6 +91,8 @@ HRESULT QSNThreadContext::DoCallback(int action, int result, void* data) {
         KeepStatus(action, result);
         return S_OK;
     });
+    // A request that was given up has nobody to tell.
+    if (m_httpsClient.IsBrokenOff()) return S_OK;
     // A reference of its own, because the host may end the session inside the callback.
     const UniqueCom<IQSNCallbackFunc> callback = AddReference(m_spCallback.get());
     return callback ? callback->Callback(action, result, data) : S_OK;

@@ -9,12 +9,13 @@
 
 #include "Utility/ComOwners.h"
 #include "Utility/MemberCrypto.h"
+#include "Utility/NetworkProbe.h"
 #include "Utility/OrbLogger.h"
 #include "Utility/SecretText.h"
 #include "engine/Endpoints.h"
-#include "engine/ExchangeGate.h"
 #include "engine/Reply.h"
 #include "engine/RoutineTimer.h"
+#include "protocol/HttpsClient.h"
 #include "thread/BaseThreadContext.h"
 
 namespace qsn {
@@ -24,23 +25,28 @@ struct OnlineOperation;
 
 // The session engine: holds the signed-in session and carries out every operation against the service.
 //
-// After `Init` only the worker thread touches it; `Init` is called while no worker thread runs. Outcomes
-// reach the host through `DoCallback`; the result codes returned here become the results of the tasks.
+// After `Init` only the worker thread touches it, but for `BreakOff`; `Init` is called while no worker thread runs.
+// Outcomes reach the host through `DoCallback`; the result codes returned here become the results of the tasks.
 class QSNThreadContext : public BaseThread::BaseThreadContext {
 public:
     QSNThreadContext();
     ~QSNThreadContext() override;
 
-    // `productSID` is UTF-8. QSN_RETURN_E_ALREADY_INITIALIZED, with the session untouched, where `Init` came before.
+    // Waits for nothing: what takes its time is left to `InitOnThread`. `productSID` is UTF-8.
+    // QSN_RETURN_E_ALREADY_INITIALIZED, with the session untouched, where `Init` came before.
     HRESULT Init(const char* productSID, IQSNCallbackFunc* callback);
-    // Takes place on the worker thread, or where that has ended or has been left behind in an exchange.
+    // Asks for the device's identity and starts the usage log, with its first line.
+    bool InitOnThread() override;
+    // On the worker thread, or when that has ended.
     HRESULT Uninit();
 
-    // For the thread that ends the session: see ExchangeGate. The session makes no exchange any more.
-    ExchangeGate& Gate() noexcept { return m_exchangeGate; }
+    // For the thread that ends the session: the running request is given up. Its exchange ends at once, nothing of it
+    // is told or stored, and no other exchange begins. Any thread; for good.
+    void BreakOff() noexcept { m_httpsClient.BreakOff(); }
 
-    // Takes the usage log from `folder`; before `Init`, which writes its first line. The log is optional, as ever.
-    void LoadUsageLog(const wchar_t* folder) { m_usageLog.Load(folder); }
+    // Where the usage log is to be taken from, empty: from its usual place; before the worker thread runs. The log is
+    // optional, as ever.
+    void SetUsageLogFolder(std::wstring folder) noexcept { m_strUsageLogFolder = std::move(folder); }
 
     // Configuration item `id`: `data` is a wide text or a 32-bit value. E_INVALIDARG: null data for a known item.
     // E_NOTIMPL: unknown item.
@@ -139,13 +145,15 @@ private:
                                const std::string& strDigest);
     std::wstring MachineID() const;
 
-    ExchangeGate m_exchangeGate;
+    HttpsClient m_httpsClient;
+    NetworkProbe m_networkProbe;
     UniqueCom<IQSNCallbackFunc> m_spCallback;
     std::string m_strSID;
     std::uint32_t m_nInitialised = 0;
     SecretText m_strAccessToken;  // at most 63 characters
     int m_nLastCallbackResult = 0;
     std::string m_strStatus;  // the last reported action in words, for a look into a dump
+    std::wstring m_strUsageLogFolder;
     OrbLogger m_usageLog;
     std::string m_strLanguage;
     std::string m_strExtendData;
@@ -153,7 +161,7 @@ private:
     std::uint32_t m_nCheckTokenRoutine = 0;
     RoutineTimer* m_pRoutineTimer = nullptr;
     std::uint32_t m_nUseTestbed = 0;
-    std::wstring m_strDeviceId;  // empty where the machine has not told it at Init
+    std::wstring m_strDeviceId;  // empty if the machine has not told it at the start
     std::string m_strMemberId;   // as the member-auth address carries it; empty until user info has been read
 };
 

@@ -1,5 +1,4 @@
 #include "Utility/Guard.h"
-#include "Utility/NetworkProbe.h"
 #include "Utility/Trace.h"
 #include "engine/QSNThreadContext.h"
 #include "engine/ResultCodes.h"
@@ -76,7 +75,7 @@ template <class Exchange>
 HRESULT QSNThreadContext::RunCommandProcedure(const CommandProcedure& procedure, Exchange&& exchange) {
     if (procedure.usageLogName) m_usageLog.LogA(procedure.usageLogName);
     if (m_strAccessToken.IsEmpty()) return DoCallback(procedure.action, QSN_CALLBACK_NOT_SIGNED_IN, nullptr);
-    if (!IsNetworkAlive()) {
+    if (!m_networkProbe.IsNetworkAlive()) {
         TraceA("%s", procedure.noNetworkTrace);
         m_usageLog.Log(procedure.noNetworkLog);
         DoCallback(procedure.action, QSN_CALLBACK_NETWORK_OR_UNKNOWN, nullptr);

@@ -1,5 +1,4 @@
 #include "Utility/Guard.h"
-#include "Utility/NetworkProbe.h"
 #include "Utility/Trace.h"
 #include "engine/Endpoints.h"
 #include "engine/QSNThreadContext.h"
@@ -40,7 +39,7 @@ HRESULT QSNThreadContext::SignOut(bool bySingleSignOn, const std::string& member
         return QSN_RETURN_E_NO_TOKEN;
     }
     int code = QSN_CALLBACK_NETWORK_OR_UNKNOWN;
-    if (IsNetworkAlive()) {
+    if (m_networkProbe.IsNetworkAlive()) {
         code = HRESULT2CallbackResult(Guarded([&] { return OnlineSignOut(memberToken, refreshToken); }));
     } else {
         TraceA("Sign Out: network not available!! \n");

@@ -2,17 +2,19 @@
 
 #include <cwchar>
 #include <utility>
+#include <vector>
 
 #include "Utility/DeviceIdentity.h"
 #include "Utility/Text.h"
 #include "Utility/Trace.h"
 #include "Utility/WipeAtEnd.h"
-#include "engine/HttpsClient.h"
 #include "engine/KeyProvider.h"
 #include "engine/MessageAuthentication.h"
 #include "engine/QSNThreadContext.h"
 #include "engine/RequestBodies.h"
 #include "engine/ResultCodes.h"
+#include "protocol/HttpsClient.h"
+#include "protocol/ServerURL.h"
 
 namespace qsn {
 
@@ -56,29 +58,11 @@ std::wstring MachineName() {
 
 bool NamesTheDevice(RequestType type) { return type == RequestType::kSignOut || type == RequestType::kVerifyToken; }
 
-std::string HeaderBlock(const AuthenticationPair& pair) {
-    std::string headers =
-        "Content-Type: application/json; charset=UTF-8\r\n"
-        "Accept: application/json; charset=UTF-8\r\n"
-        "Accept-Encoding: gzip, deflate\r\n";
-    headers.append("X-token: ").append(pair.token).append("\r\n");
-    headers.append("X-digest: ").append(pair.digest).append("\r\n");
-    return headers;
-}
-
-HttpRequestInfo MakeRequest(const std::string& url, std::string headers, const std::string& body) {
-    SplitURL parts = SplitServerURL(url);
-    HttpRequestInfo request;
-    request.hostName = std::move(parts.host);
-    request.verb = "POST";
-    request.objectPath = std::move(parts.path);
-    request.headers = std::move(headers);
-    request.headerLength = static_cast<std::uint32_t>(request.headers.size());
-    request.body = body;
-    request.bodyLength = static_cast<std::uint32_t>(request.body.size());
-    request.port = 443;
-    request.flags = 0x00800000;  // INTERNET_FLAG_SECURE
-    return request;
+// No User-Agent unless it is asked for: the service takes one for a member-auth call.
+std::vector<std::string> Headers(const AuthenticationPair& pair) {
+    return {"Content-Type: application/json; charset=UTF-8", "Accept: application/json; charset=UTF-8",
+            "Accept-Encoding: gzip, deflate", std::string("X-token: ") + pair.token,
+            std::string("X-digest: ") + pair.digest};
 }
 
 }  // namespace
@@ -186,7 +170,7 @@ HRESULT QSNThreadContext::GenerateJSONData(RequestType type, const std::string& 
 std::wstring QSNThreadContext::MachineID() const {
     if (!m_strDeviceId.empty()) return m_strDeviceId;
     DeviceText identifier = {};
-    return SUCCEEDED(GetDeviceId(identifier, nullptr)) ? identifier : L"DefaultHWID";
+    return SUCCEEDED(GetDeviceId(identifier, nullptr, m_httpsClient.BreakOffEvent())) ? identifier : L"DefaultHWID";
 }
 
 HRESULT QSNThreadContext::CommunicateToServer(const std::string& strJsonData, std::string* strServerResponse,
@@ -196,25 +180,21 @@ HRESULT QSNThreadContext::CommunicateToServer(const std::string& strJsonData, st
     AuthenticationPair pair;
     const ProvidedKey requestKey(KeySlot::kRequest);
     if (FAILED(GenerateTokenAndDigest(requestKey.Blob(), strJsonData, &pair))) return kRequestNotSigned;
-    std::string headers = HeaderBlock(pair);
-    if (userAgent) headers.append("User-Agent: Quillfern/").append(m_strSID).append("\r\n");
+    SplitURL url = SplitServerURL(serverapi);
+    HttpRequestInfo request{std::move(url.host), std::move(url.path), Headers(pair), strJsonData};
+    if (userAgent) request.headers.push_back("User-Agent: Quillfern/" + m_strSID);
 
     TraceA("Send data to Server\n");
-    std::string body;
-    std::string token;
-    std::string digest;
-    HttpRequestInfo request = MakeRequest(serverapi, std::move(headers), strJsonData);
-    const WipeAtEnd wipeBody(request.body);
-    const HRESULT hr = SendHttpsRequest(request, m_exchangeGate, &body, &token, &digest);
-    if (hr == E_ABORT) return hr;  // the session is gone, the usage log with it
+    HttpReply reply;
+    const HRESULT hr = m_httpsClient.SendHttpsRequest(request, &reply);
     if (FAILED(hr)) {
         TraceA("Send http request to server failed hr = %x, %s\n", static_cast<unsigned>(hr), serverapi.c_str());
         m_usageLog.Log(L"Send http request to server failed");
         return hr;
     }
-    *strServerResponse = std::move(body);
-    *strToken = std::move(token);
-    *strDigest = std::move(digest);
+    *strServerResponse = std::move(reply.body);
+    *strToken = std::move(reply.token);
+    *strDigest = std::move(reply.digest);
     return hr;
 }
 

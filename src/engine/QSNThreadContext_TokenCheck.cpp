@@ -1,5 +1,4 @@
 #include "Utility/Guard.h"
-#include "Utility/NetworkProbe.h"
 #include "Utility/Trace.h"
 #include "engine/QSNThreadContext.h"
 #include "engine/ResultCodes.h"
@@ -12,7 +11,7 @@ HRESULT QSNThreadContext::CheckTokenValidCmdProc(bool singleSignOn) {
         TraceA("CheckTokenValidCmdProc: no user token to check \n");
         return S_FALSE;
     }
-    if (!IsNetworkAlive()) {
+    if (!m_networkProbe.IsNetworkAlive()) {
         TraceA("CheckTokenValidCmdProc: no network \n");
         DoCallback(QSN_ACTION_CHECK_TOKEN_ROUTINE_RESULT, QSN_CALLBACK_NETWORK_OR_UNKNOWN, nullptr);
         return S_FALSE;

@@ -24,9 +24,17 @@ HRESULT CopyText(std::string_view text, char* buffer, uint32_t bufferLength, uin
 
 PVQSNLib::PVQSNLib() { ReadDumpSwitch(); }
 
+// Ended as a whole before any member goes, because a callback may be using them. As `Uninit` does it, without its trace
+// lines.
 PVQSNLib::~PVQSNLib() {
-    // Only stopped, see m_routineTimer.
-    m_routineTimer.Uninit();
+    RunningSession running;
+    {
+        const std::lock_guard lock(m_sourceLock);
+        m_singleSignOn.Uninit();
+        m_routineTimer.Uninit();
+        running = TakeRunning();
+    }
+    running.End();
 }
 
 HRESULT STDMETHODCALLTYPE PVQSNLib::NonDelegatingQueryInterface(REFIID iid, void** ppv) {
@@ -51,8 +59,7 @@ HRESULT PVQSNLib::Start(const wchar_t* productSID, IQSNCallbackFunc* callback) {
     if (Worker()) return QSN_RETURN_E_ALREADY_INITIALIZED;
     RunningSession running;
     running.context = std::make_shared<QSNThreadContext>();
-    const std::wstring logFolder = LogFolder();
-    if (!logFolder.empty()) running.context->LoadUsageLog(logFolder.c_str());
+    running.context->SetUsageLogFolder(LogFolder());
     const HRESULT hr = running.context->Init(WideToUtf8(productSID).c_str(), callback);
     if (FAILED(hr)) {
         // The line number is part of the text that the support staff look for, it does not follow this file.

@@ -5,27 +5,24 @@
 namespace qsn {
 namespace {
 
-constexpr DWORD kExchangeTimeToEnd = 1000;  // ms
+constexpr DWORD kRequestTimeToEnd = 1000;  // ms
 
 }  // namespace
 
 HRESULT RunningSession::End() {
     if (!worker) return QSN_RETURN_E_NOT_INITIALIZED;
     worker->RequestQuit();
-    context->Gate().Close();
-    HRESULT hr = S_OK;
-    const auto endSession = [&] { hr = Guarded([&] { return context->Uninit(); }); };
+    // Inside the host's callback the thread ends when that has returned.
     if (worker->IsCurrentThread()) {
-        // Inside the host's callback: the thread ends when that has returned.
-        endSession();
-        worker->LeaveBehind();
-    } else if (!worker->JoinFor(kExchangeTimeToEnd) && context->Gate().Abandon(endSession)) {
-        worker->DropRunning();
         worker->LeaveBehind();
     } else {
-        worker->Quit();  // not held up by a server, so by the host's callback at most
-        endSession();
+        if (!worker->JoinFor(kRequestTimeToEnd)) {
+            worker->DropRunning();
+            context->BreakOff();
+        }
+        worker->Quit();  // waits for a running callback of the host at most
     }
+    const HRESULT hr = Guarded([&] { return context->Uninit(); });
     worker.reset();
     context.reset();
     return hr;

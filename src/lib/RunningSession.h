@@ -18,10 +18,11 @@ public:
     RunningSession& operator=(RunningSession&&) = default;  // onto an empty one only
     ~RunningSession() { End(); }
 
-    // Once this has returned the host's callback is not called any more, and is not referenced. It takes as long as a
-    // callback that is running, and otherwise little more than a second, whatever a server does. Inside the callback it
-    // returns at once. Not left to the destructors of the parts, because others may hold a reference for a moment
-    // longer.
+    // Once this has returned the host's callback is not called any more and is not referenced, and the worker thread
+    // has ended. The running request has a second to end by itself; then it is broken off, whatever a server does. Only
+    // a running callback is waited for as long as it takes. Inside the callback this returns at once, and the thread
+    // ends after the callback. Not left to the destructors of the parts, because others may hold a reference for a
+    // moment longer.
     HRESULT End();
 
     std::shared_ptr<QSNThreadContext> context;

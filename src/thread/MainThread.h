@@ -18,9 +18,9 @@ namespace BaseThread {
 // The worker thread: runs posted tasks one at a time, in posting order, against its context.
 //
 // Any thread may call `PostTask` and `Stop`. `Quit` and the destructor wait for the running task without limit; on the
-// worker thread itself they do not, and then the thread ends by itself once the task has. A thread that is to be left
-// behind keeps the object alive, which a shared pointer must own for that. Lock order: state lock, then the queue's
-// own. `Run` of a task is called under no lock.
+// worker thread itself they do not, and then the thread ends by itself once the task has. For that it keeps the object
+// alive, which a shared pointer must own. Lock order: state lock, then the queue's own. `Run` of a task is called under
+// no lock.
 template <class Context>
 class MainThread : public qsn::PVWorkerThread, public std::enable_shared_from_this<MainThread<Context>> {
 public:
@@ -45,6 +45,8 @@ public:
     // Drops what is queued and asks the running task to give up; the thread goes on.
     void Stop() {
         const std::lock_guard lock(m_stateLock);
+        // It has been emptied for good, and to clear it again would take the wake-up that the thread ends with.
+        if (m_quit) return;
         m_spQueue->Clear();
         AbortCurrent();
     }
@@ -61,7 +63,7 @@ public:
         RequestQuit();
         IsCurrentThread() ? LeaveBehind() : Join();
     }
-    // For a thread that is left behind: who waits for its running task need not do so to the end.
+    // For a running task that is given up: who waits for it need not do so to the end.
     void DropRunning() {
         const std::lock_guard lock(m_stateLock);
         if (m_spCurrentTask) m_spCurrentTask->Drop();

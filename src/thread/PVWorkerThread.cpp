@@ -6,6 +6,12 @@
 #include "Utility/LibCrypto.h"
 
 namespace qsn {
+namespace {
+
+// The host's program may want tens of megabytes for its own threads, or next to nothing.
+constexpr SIZE_T kStackSize = SIZE_T{1} << 20;  // bytes
+
+}  // namespace
 
 PVWorkerThread::~PVWorkerThread() { Join(); }
 
@@ -20,7 +26,8 @@ bool PVWorkerThread::Start() noexcept {
     } catch (const std::bad_alloc&) {
         return false;
     }
-    m_thread = CreateThread(nullptr, 0, &ThreadEntry, launch.get(), 0, nullptr);
+    m_thread =
+        CreateThread(nullptr, kStackSize, &ThreadEntry, launch.get(), STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr);
     if (m_thread.load() == nullptr) return false;
     static_cast<void>(launch.release());  // the thread's now
     return true;
@@ -40,11 +47,7 @@ bool PVWorkerThread::JoinFor(DWORD milliseconds) const noexcept {
 void PVWorkerThread::LeaveBehind() noexcept {
     const UniqueHandle thread(m_thread.exchange(nullptr));
     if (!thread) return;
-    HMODULE module = nullptr;
-    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, reinterpret_cast<LPCWSTR>(&ThreadEntry), &module);
-    m_run->module = module;
-    // Where it has ended in this moment there is nobody to give the reference back.
-    if (m_run->endedOrLeft.exchange(true) && module) FreeLibrary(module);
+    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, reinterpret_cast<LPCWSTR>(&ThreadEntry), &m_run->module);
 }
 
 DWORD WINAPI PVWorkerThread::ThreadEntry(void* argument) noexcept {
@@ -53,7 +56,7 @@ DWORD WINAPI PVWorkerThread::ThreadEntry(void* argument) noexcept {
     const DWORD result = RunInComApartment(launch->body);
     launch->run->threadId = 0;
     LeaveLibCryptoThread();
-    const HMODULE module = launch->run->endedOrLeft.exchange(true) ? launch->run->module : nullptr;
+    const HMODULE module = launch->run->module;
     launch.reset();
     if (module) FreeLibraryAndExitThread(module, result);
     return result;

@@ -33,15 +33,15 @@ protected:
     void Join() noexcept;
     // True where the thread has ended, or none is there to wait for. Not beside another `Join`.
     bool JoinFor(DWORD milliseconds) const noexcept;
-    // Nobody waits for the thread any more. It keeps the DLL loaded until it ends; its body must keep itself alive.
+    // On the thread itself: nobody waits for it any more. It keeps the DLL loaded until it ends; its body must keep
+    // itself alive.
     void LeaveBehind() noexcept;
 
 private:
     // Of one start, shared with the thread, which may outlive the object.
     struct Run {
         std::atomic<DWORD> threadId{0};  // 0 once it has ended: the system gives numbers out again
-        std::atomic<bool> endedOrLeft{false};
-        HMODULE module = nullptr;  // a reference for the thread to give back
+        HMODULE module = nullptr;        // a reference for the thread to give back at its end; the thread's own
     };
     struct Launch {
         ThreadBody* body;

@@ -1,0 +1,81 @@
+#pragma once
+
+#include <windows.h>
+
+#include <atomic>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Utility/Win32Owners.h"
+#include "protocol/CurlLibrary.h"
+#include "protocol/CurlOwners.h"
+#include "protocol/PeerCheck.h"
+#include "protocol/ProxySettings.h"
+#include "protocol/ReplyReader.h"
+#include "protocol/TransferError.h"
+
+namespace qsn {
+
+// A POST to port 443.
+struct HttpRequestInfo {
+    std::string hostName;
+    std::string objectPath;
+    std::vector<std::string> headers;  // "Name: value" each, in the order in which they leave
+    std::string_view body;
+};
+
+// The HTTPS client of one session: libcurl with the system's TLS. Nothing but https, no redirect, no cookie, no cache;
+// TLS 1.2 at least; the user's proxy settings as they are at the time of each exchange. A connection is kept for the
+// next exchange. One thread makes exchanges; any thread may break the one under way off.
+class HttpsClient {
+public:
+    HttpsClient();
+    HttpsClient(const HttpsClient&) = delete;
+    HttpsClient& operator=(const HttpsClient&) = delete;
+    ~HttpsClient();
+
+    // Ends by itself at last: connecting takes 30 s at most for each way that the proxy settings name, and 60 s without
+    // a byte end an exchange. `reply` holds what came of it until then. E_FAIL: no connection, TLS or certificate
+    // refused, status other than 200. E_UNEXPECTED: the body is broken, ends too early, or has more than 256 MiB.
+    // E_OUTOFMEMORY. E_ABORT: broken off.
+    HRESULT SendHttpsRequest(const HttpRequestInfo& request, HttpReply* reply) noexcept;
+
+    // Ends the exchange under way within milliseconds, and every later one at its beginning. For good; any thread.
+    void BreakOff() noexcept;
+    bool IsBrokenOff() const noexcept { return m_isBrokenOff; }
+    // Signalled from `BreakOff` on, for other waits that are to end with it. Null if the system had no event left.
+    HANDLE BreakOffEvent() const noexcept { return m_breakOff.Get(); }
+
+    // Ends what is left of the session's connections. On the exchanging thread, or when that has ended; there is no
+    // exchange afterwards.
+    void Close() noexcept;
+
+private:
+    struct Address {
+        std::string name;
+        std::string numbers;
+        ULONGLONG since;
+    };
+    struct Exchange;
+
+    HRESULT RunExchange(const HttpRequestInfo& request, HttpReply* reply);
+    bool Open();
+    TransferError TryWay(const std::string& proxy, Exchange& exchange);
+    std::string AddressesFor(const std::string& host, const std::string& port);
+    TransferError Perform(Exchange& exchange);
+    long long Progress() const;
+
+    UniqueHandle m_breakOff;
+    std::atomic<bool> m_isBrokenOff{false};
+    std::optional<CurlLibrary> m_library;  // ahead of what needs it
+    SlimLock m_multiLock;                  // guards m_multi against `BreakOff`; held for a moment only
+    UniqueMulti m_multi;
+    UniqueEasy m_easy;
+    ProxySettings m_proxySettings;
+    PeerCheck m_peerCheck;
+    std::vector<Address> m_addresses;
+};
+
+}  // namespace qsn

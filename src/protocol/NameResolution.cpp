@@ -1,0 +1,109 @@
+#include "protocol/NameResolution.h"
+
+#include <winsock2.h>
+#include <ws2tcpip.h>
+
+#include <algorithm>
+#include <array>
+#include <memory>
+#include <new>
+
+#include "Utility/Text.h"
+#include "Utility/Win32Owners.h"
+
+// These headers lack the two.
+extern "C" {
+WINSOCK_API_LINKAGE int WSAAPI GetAddrInfoExCancel(LPHANDLE handle);
+WINSOCK_API_LINKAGE int WSAAPI GetAddrInfoExOverlappedResult(LPOVERLAPPED overlapped);
+}
+
+namespace qsn {
+namespace {
+
+constexpr std::size_t kMaxNameLength = 255;
+constexpr DWORD kTimeToCancel = 50;  // ms; the system says at once that it gave up
+
+// What the system reads and writes while it asks. On its own heap, for a query that cannot be cancelled (Wine's) is
+// left to the system for good, even if the DLL is freed meanwhile.
+struct Query {
+    OVERLAPPED overlapped{};
+    ADDRINFOEXW hints{};
+    wchar_t name[kMaxNameLength + 1]{};
+    ADDRINFOEXW* result = nullptr;
+    HANDLE cancel = nullptr;
+};
+
+struct QueryDeleter {
+    void operator()(Query* query) const noexcept {
+        if (query->result) FreeAddrInfoExW(query->result);
+        if (query->overlapped.hEvent) CloseHandle(query->overlapped.hEvent);
+        HeapFree(GetProcessHeap(), 0, query);
+    }
+};
+using UniqueQuery = std::unique_ptr<Query, QueryDeleter>;
+
+UniqueQuery MakeQuery(const std::wstring& name) {
+    void* const memory = HeapAlloc(GetProcessHeap(), 0, sizeof(Query));
+    if (!memory) throw std::bad_alloc();
+    UniqueQuery query(new (memory) Query);
+    query->overlapped.hEvent = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    if (!query->overlapped.hEvent) throw std::bad_alloc();
+    query->hints.ai_family = AF_UNSPEC;
+    query->hints.ai_socktype = SOCK_STREAM;
+    query->hints.ai_protocol = IPPROTO_TCP;
+    std::ranges::copy(name, query->name);
+    return query;
+}
+
+// Lets go of a query that is still running.
+void GiveUp(UniqueQuery query) noexcept {
+    if (query->cancel) GetAddrInfoExCancel(&query->cancel);
+    if (WaitForSingleObject(query->overlapped.hEvent, query->cancel ? kTimeToCancel : 0) == WAIT_OBJECT_0) return;
+    static_cast<void>(query.release());  // the system's now
+}
+
+std::string TextOf(const sockaddr& address) {
+    std::array<char, INET6_ADDRSTRLEN> text{};
+    if (address.sa_family == AF_INET) {
+        const auto& v4 = reinterpret_cast<const sockaddr_in&>(address);
+        return inet_ntop(AF_INET, &v4.sin_addr, text.data(), text.size()) ? text.data() : "";
+    }
+    if (address.sa_family != AF_INET6) return {};
+    const auto& v6 = reinterpret_cast<const sockaddr_in6&>(address);
+    const char* const digits = inet_ntop(AF_INET6, &v6.sin6_addr, text.data(), text.size());
+    return digits ? '[' + std::string(digits) + ']' : std::string();
+}
+
+std::vector<std::string> AddressesIn(const ADDRINFOEXW* entry) {
+    std::vector<std::string> addresses;
+    while (entry) {
+        std::string text = entry->ai_addr ? TextOf(*entry->ai_addr) : std::string();
+        if (!text.empty()) addresses.push_back(std::move(text));
+        // These headers spell the type in two ways.
+        entry = reinterpret_cast<const ADDRINFOEXW*>(entry->ai_next);
+    }
+    return addresses;
+}
+
+}  // namespace
+
+std::vector<std::string> ResolveName(const std::string& host, HANDLE breakOff, DWORD milliseconds) {
+    const std::wstring name = Utf8ToWide(host);
+    if (name.empty() || name.size() > kMaxNameLength) return {};
+    UniqueQuery query = MakeQuery(name);
+    const int error = GetAddrInfoExW(query->name, nullptr, NS_ALL, nullptr, &query->hints, &query->result, nullptr,
+                                     &query->overlapped, nullptr, &query->cancel);
+    if (error == WSA_IO_PENDING) {
+        const std::array events{query->overlapped.hEvent, breakOff};
+        if (WaitForMultipleObjects(events.size(), events.data(), FALSE, milliseconds) != WAIT_OBJECT_0) {
+            GiveUp(std::move(query));
+            return {};
+        }
+        if (GetAddrInfoExOverlappedResult(&query->overlapped) != NO_ERROR) return {};
+    } else if (error != NO_ERROR) {
+        return {};
+    }
+    return AddressesIn(query->result);
+}
+
+}  // namespace qsn
