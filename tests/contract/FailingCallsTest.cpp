@@ -51,7 +51,11 @@ public:
         const HRESULT hr = m_library.Factory()(&object);
         if (FAILED(hr)) return false;
         m_qsn.reset(static_cast<IPVSubscription2*>(object));
-        return m_qsn->Init(L"SID-TEST", &m_callback) == S_OK;
+        if (m_qsn->Init(L"SID-TEST", &m_callback) != S_OK) return false;
+        // What the worker thread does first is part of it.
+        char url[256];
+        uint32_t length = 0;
+        return m_qsn->GetSignInURL(url, sizeof(url), &length) == S_OK;
     }
     void Session() {
         if (!m_qsn) m_qsn = Create(m_library);

@@ -1,12 +1,16 @@
 #include "support/FailingCalls.h"
 
+#include <winsock2.h>
 #include <windows.h>
+#include <ws2tcpip.h>
 
+#define SECURITY_WIN32  // which of its interfaces the header is to show
+#include <bcrypt.h>
 #include <dpapi.h>
 #include <objbase.h>
 #include <oleauto.h>
+#include <security.h>
 #include <wincrypt.h>
-#include <wininet.h>
 
 #include <algorithm>
 #include <array>
@@ -15,18 +19,32 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <mutex>
+#include <set>
 #include <string_view>
 #include <type_traits>
+
+#include "support/ImportTable.h"
 
 namespace qsn::test {
 namespace {
 
 using Kind = FailingCalls::Kind;
 
-enum Resource { kBlocks, kHandles, kRegistryKeys, kProviders, kCryptKeys, kHashes, kInternet, kSystemMemory, kModules };
-constexpr std::array<const char*, 9> kResourceNames{"blocks",           "handles",       "registry keys",
-                                                    "crypto providers", "crypto keys",   "hashes",
-                                                    "internet handles", "system memory", "modules"};
+enum Resource {
+    kBlocks,
+    kHandles,
+    kRegistryKeys,
+    kProviders,
+    kCryptKeys,
+    kHashes,
+    kSockets,
+    kChains,
+    kSystemMemory,
+    kModules
+};
+constexpr std::array kResourceNames{"blocks", "handles", "registry keys",      "crypto providers", "crypto keys",
+                                    "hashes", "sockets", "certificate chains", "system memory",    "modules"};
 std::array<std::atomic<long>, kResourceNames.size()> g_held;
 
 std::atomic<int> g_kind{-1};  // of the calls that are to fail
@@ -50,7 +68,7 @@ struct Name {
     consteval Name(const char (&literal)[size]) {  // NOLINT(google-explicit-constructor): stands for a literal
         std::copy_n(literal, size, text);
     }
-    char text[32] = {};
+    char text[40] = {};
 };
 
 // Whether a call has handed something out: registry functions give 0 then, the others anything else.
@@ -69,6 +87,22 @@ std::size_t SizeOf(Arguments...) {
     return 0;
 }
 
+// libcurl also frees modules that it got in a way which does not lead through here.
+std::mutex g_modulesLock;
+std::multiset<HMODULE> g_modules;
+
+void NoteModule(HMODULE module) {
+    const std::lock_guard lock(g_modulesLock);
+    g_modules.insert(module);
+}
+bool ForgetModule(HMODULE module) {
+    const std::lock_guard lock(g_modulesLock);
+    const auto found = g_modules.find(module);
+    if (found == g_modules.end()) return false;
+    g_modules.erase(found);
+    return true;
+}
+
 template <Name name, class Function>
 struct Thunk;
 template <Name name, class Result, class... Arguments>
@@ -85,7 +119,9 @@ struct Thunk<name, Result(Arguments...)> {
     template <Kind kind, auto failure, DWORD error, Resource resource>
     static Result Open(Arguments... arguments) {
         const Result result = Fail<kind, failure, error>(arguments...);
-        if (HasOpened(result)) ++g_held[resource];
+        if (!HasOpened(result) || result == static_cast<Result>(failure)) return result;
+        ++g_held[resource];
+        if constexpr (resource == kModules) NoteModule(result);
         return result;
     }
     template <Resource resource>
@@ -94,6 +130,12 @@ struct Thunk<name, Result(Arguments...)> {
         return original(arguments...);
     }
 };
+
+using Free = Thunk<"FreeLibrary", decltype(FreeLibrary)>;
+BOOL WINAPI FreeNoted(HMODULE module) {
+    if (ForgetModule(module)) --g_held[kModules];
+    return Free::original(module);
+}
 
 using Realloc = Thunk<"realloc", decltype(realloc)>;
 void* Reallocate(void* block, std::size_t size) {
@@ -133,8 +175,8 @@ Import Closes() {
 constexpr DWORD kNoMemory = ERROR_NOT_ENOUGH_MEMORY;
 constexpr DWORD kNoCryptoMemory = static_cast<DWORD>(NTE_NO_MEMORY);
 
-// What can fail for want of something. What only gives back, waits or answers from memory that it is handed is not
-// here.
+// What can fail for want of something, but for WSACreateEvent: libcurl keeps a block each time that it does. What only
+// gives back, waits or answers from memory that it is handed is not here.
 const std::array kImports{
     Allocates<OF(malloc)>(),
     Allocates<OF(calloc)>(),
@@ -142,10 +184,12 @@ const std::array kImports{
     MakeImport<OF(realloc)>(&Reallocate),
     Closes<OF(free), kBlocks>(),
     Opens<OF(CreateThread), nullptr, kNoMemory, kHandles>(),
+    Opens<OF(CreateEventW), nullptr, kNoMemory, kHandles>(),
     Closes<OF(CloseHandle), kHandles>(),
+    Opens<OF(LoadLibraryA), nullptr, kNoMemory, kModules>(),
     Opens<OF(LoadLibraryW), nullptr, kNoMemory, kModules>(),
     Opens<OF(LoadLibraryExW), nullptr, kNoMemory, kModules>(),
-    Closes<OF(FreeLibrary), kModules>(),
+    MakeImport<OF(FreeLibrary)>(&FreeNoted),
     Opens<OF(LocalAlloc), nullptr, kNoMemory, kSystemMemory>(),
     Closes<OF(LocalFree), kSystemMemory>(),
     Fails<OF(GetComputerNameW), FALSE, kNoMemory>(),
@@ -176,47 +220,23 @@ const std::array kImports{
     Fails<OF(CoCreateInstance), E_OUTOFMEMORY, kNoMemory>(),
     Fails<OF(CoSetProxyBlanket), E_OUTOFMEMORY, kNoMemory>(),
     Fails<OF(SysAllocString), nullptr, kNoMemory>(),
-    Opens<OF(InternetOpenA), nullptr, kNoMemory, kInternet>(),
-    Opens<OF(InternetConnectA), nullptr, kNoMemory, kInternet>(),
-    Opens<OF(HttpOpenRequestA), nullptr, kNoMemory, kInternet>(),
-    Closes<OF(InternetCloseHandle), kInternet>(),
-    Fails<OF(InternetSetOptionW), FALSE, kNoMemory>(),
-    Fails<OF(HttpSendRequestA), FALSE, ERROR_INTERNET_CANNOT_CONNECT>(),
-    Fails<OF(HttpQueryInfoA), FALSE, kNoMemory>(),
-    Fails<OF(HttpQueryInfoW), FALSE, kNoMemory>(),
-    Fails<OF(InternetQueryDataAvailable), FALSE, ERROR_INTERNET_CONNECTION_RESET>(),
-    Fails<OF(InternetReadFile), FALSE, ERROR_INTERNET_CONNECTION_RESET>(),
+    Fails<OF(WSAStartup), WSASYSNOTREADY, WSASYSNOTREADY>(),
+    Opens<OF(socket), INVALID_SOCKET, WSAENOBUFS, kSockets>(),
+    Closes<OF(closesocket), kSockets>(),
+    Fails<OF(ioctlsocket), SOCKET_ERROR, WSAENOBUFS>(),
+    Fails<OF(setsockopt), SOCKET_ERROR, WSAENOBUFS>(),
+    Fails<OF(getsockopt), SOCKET_ERROR, WSAENOBUFS>(),
+    Fails<OF(connect), SOCKET_ERROR, WSAENOBUFS>(),
+    Fails<OF(send), SOCKET_ERROR, WSAECONNRESET>(),
+    Fails<OF(recv), SOCKET_ERROR, WSAECONNRESET>(),
+    Fails<OF(WSAEventSelect), SOCKET_ERROR, WSAENOBUFS>(),
+    Fails<OF(QueryContextAttributesW), SEC_E_INSUFFICIENT_MEMORY, kNoMemory>(),
+    Opens<OF(CertGetCertificateChain), FALSE, kNoMemory, kChains>(),
+    Closes<OF(CertFreeCertificateChain), kChains>(),
+    Fails<OF(CertVerifyCertificateChainPolicy), FALSE, kNoMemory>(),
+    Fails<OF(BCryptGenRandom), STATUS_NO_MEMORY, kNoMemory>(),
 };
 #undef OF
-
-void Write(ULONGLONG& entry, void* function) {
-    DWORD before = 0;
-    VirtualProtect(&entry, sizeof(entry), PAGE_READWRITE, &before);
-    entry = reinterpret_cast<ULONGLONG>(function);
-    VirtualProtect(&entry, sizeof(entry), before, &before);
-}
-
-// Calls `visit(name, entry)` for each function that the DLL imports by name.
-template <class Visit>
-void ForEachImport(Visit&& visit) {
-    auto* const base = reinterpret_cast<std::byte*>(GetModuleHandleW(L"qsn.dll"));
-    if (!base) return;
-    const auto at = [base]<class T>(ULONGLONG offset, T*) { return reinterpret_cast<T*>(base + offset); };
-    const auto* const dos = reinterpret_cast<IMAGE_DOS_HEADER*>(base);
-    const auto* const headers = at(static_cast<ULONGLONG>(dos->e_lfanew), static_cast<IMAGE_NT_HEADERS64*>(nullptr));
-    const auto& directory = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
-    auto* module = at(directory.VirtualAddress, static_cast<IMAGE_IMPORT_DESCRIPTOR*>(nullptr));
-    for (; module->Name != 0; ++module) {
-        const auto* names = at(module->OriginalFirstThunk, static_cast<IMAGE_THUNK_DATA64*>(nullptr));
-        auto* entries = at(module->FirstThunk, static_cast<IMAGE_THUNK_DATA64*>(nullptr));
-        for (; names->u1.AddressOfData != 0; ++names, ++entries) {
-            if (IMAGE_SNAP_BY_ORDINAL64(names->u1.Ordinal)) continue;
-            visit(
-                reinterpret_cast<char*>(at(names->u1.AddressOfData, static_cast<IMAGE_IMPORT_BY_NAME*>(nullptr))->Name),
-                entries->u1.Function);
-        }
-    }
-}
 
 }  // namespace
 
@@ -227,7 +247,7 @@ FailingCalls::FailingCalls() {
         if (import == kImports.end()) return;
         // The runtime imports some functions more than once.
         if (!*import->original) *import->original = reinterpret_cast<void*>(entry);
-        Write(entry, import->thunk);
+        WriteImport(entry, import->thunk);
     });
 }
 
@@ -235,7 +255,7 @@ FailingCalls::~FailingCalls() {
     Stop();
     ForEachImport([](std::string_view name, ULONGLONG& entry) {
         const auto import = std::ranges::find(kImports, name, &Import::name);
-        if (import != kImports.end()) Write(entry, *import->original);
+        if (import != kImports.end()) WriteImport(entry, *import->original);
     });
 }
 
