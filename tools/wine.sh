@@ -14,11 +14,13 @@ in_prefix() {
     "${WINE_ENV[@]}" WINEPREFIX="$prefix" "$@"
 }
 
-wine_template_name() { echo "wine-template-no-debugger-$(dpkg-query -W -f '${Version}' wine64 | tr -c 'A-Za-z0-9.\n' -)"; }
+wine_template_name() { echo "wine-template-windows-10-no-debugger-$(dpkg-query -W -f '${Version}' wine64 | tr -c 'A-Za-z0-9.\n' -)"; }
 
 make_wine_template() {
     say "preparing Wine (10 to 20 seconds)"
     in_prefix "$1" wineboot -i </dev/null >/dev/null 2>&1
+    # The oldest Windows that the library is for; by itself Wine says 7.
+    in_prefix "$1" wine winecfg -v win10 </dev/null >/dev/null 2>&1
     # A program whose thread crashes under Wine's debugger ends with 0, and what calls it takes that for success.
     in_prefix "$1" wine reg add 'HKLM\Software\Microsoft\Windows NT\CurrentVersion\AeDebug' /v Debugger /t REG_SZ /d '' \
         /f </dev/null >/dev/null 2>&1
