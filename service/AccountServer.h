@@ -28,7 +28,7 @@ struct ServerOptions {
     std::size_t historySize = 0;                                                // requests on the developer page
     bool keepRequests = true;                                                   // false: TakeRequests stays empty
     std::function<void(const RecordedRequest&)> onRequest = {};                 // on the connection's thread
-    std::function<void(const std::string& target, int status)> onRefused = {};  // by the proxy
+    std::function<void(const std::string& target, int status)> onRefused = {};  // by the proxy; 0: without an answer
 };
 
 // The account service on one port of 127.0.0.1: a proxy that accepts CONNECT for its own hosts only and speaks TLS and
@@ -56,7 +56,9 @@ public:
     void SetTlsFault(TlsFault fault);
     void DropConnections();
 
-    // The status that the next tunnels are refused with; 0 accepts them again.
+    static constexpr int kNoAnswer = -1;
+    // The status that the next tunnels are refused with; 407 asks for a login, kNoAnswer keeps the client waiting, and
+    // 0 accepts them again.
     void RefuseTunnels(int status);
 
     // All requests since the last call, in order of arrival. A request is listed before its reply is sent.

@@ -10,8 +10,16 @@ namespace qsn::service {
 namespace {
 
 constexpr std::string_view kTunnelOpen = "HTTP/1.1 200 Connection established\r\n\r\n";
+constexpr int kLoginNeeded = 407;
+constexpr std::array kLogins{"Negotiate", "NTLM", "Basic realm=\"proxy\""};
 
 std::string HostIn(const std::string& target) { return LowerCase(target.substr(0, target.find(':'))); }
+
+void WaitForTheEnd(ByteStream& stream) {
+    std::array<char, 256> ignored;
+    while (stream.ReadSome(ignored.data(), ignored.size()) > 0) {
+    }
+}
 
 }  // namespace
 
@@ -26,7 +34,7 @@ void Connection::Run() {
     const RecordedRequest& request = first->request;
     if (request.method == "CONNECT") {
         const std::string host = HostIn(request.target);
-        if (OpenTunnel(stream, request, host)) ServeTunnel(host);
+        if (OpenTunnel(stream, request, host)) ServeTunnel(stream, host);
     } else if (request.target.starts_with('/')) {
         ServeLocal(stream, reader, std::move(*first));
     } else {
@@ -41,32 +49,47 @@ bool Connection::OpenTunnel(PlainStream& stream, const RecordedRequest& request,
         RefuseTunnel(stream, request, 403);
     } else {
         context_.log.CountOne(&Counters::tunnels);
-        if (!stream.WriteAll(kTunnelOpen)) return false;
-        if (generation_->fault != TlsFault::kCloseInHandshake) return true;
-        // Closing with the client's first message unread would reset the connection instead of ending it.
-        std::array<char, 4096> hello;
-        stream.ReadSome(hello.data(), hello.size());
-        return true;
+        return stream.WriteAll(kTunnelOpen);
     }
     return false;
 }
 
 void Connection::RefuseTunnel(PlainStream& stream, const RecordedRequest& request, int status) {
+    const bool silent = status == AccountServer::kNoAnswer;
+    if (silent) status = 0;
     context_.log.AddRefused(request.target);
     if (context_.options.onRefused) context_.options.onRefused(request.target, status);
-    const HttpReply reply = HttpReply::Text(status, "this proxy serves the account service's hosts on port 443 only\n");
     // A browser behind this proxy asks for many hosts by itself; the developer's host does not.
     if (context_.options.hosts.Contains(HostIn(request.target))) {
         RecordedRequest refused = request;
         refused.status = status;
         context_.history.Add(refused);
     }
+    if (silent) return WaitForTheEnd(stream);
+    HttpReply reply = HttpReply::Text(status, "this proxy serves the account service's hosts on port 443 only\n");
+    if (status == kLoginNeeded) {
+        for (const char* scheme : kLogins) reply.headers.emplace_back("Proxy-Authenticate", scheme);
+    }
     Send(Compose(reply, {}, false), {}, stream, generation_->ended);
 }
 
-void Connection::ServeTunnel(const std::string& host) {
+bool Connection::SpoilHandshake(PlainStream& stream) const {
+    const TlsFault fault = generation_->fault;
+    if (fault != TlsFault::kCloseInHandshake && fault != TlsFault::kSilenceInHandshake && fault != TlsFault::kPlainText)
+        return false;
+    // Closing with the client's first message unread would reset the connection instead of ending it.
+    std::array<char, 4096> hello;
+    stream.ReadSome(hello.data(), hello.size());
+    if (fault == TlsFault::kSilenceInHandshake) WaitForTheEnd(stream);
+    if (fault == TlsFault::kPlainText) {
+        Send(Compose(HttpReply::Text(400, "this port speaks HTTP\n"), {}, false), {}, stream, generation_->ended);
+    }
+    return true;
+}
+
+void Connection::ServeTunnel(PlainStream& plain, const std::string& host) {
     TlsStream stream(generation_->tls.get(), socket_, generation_->ended);
-    if (generation_->fault == TlsFault::kCloseInHandshake || !stream.Handshake()) {
+    if (SpoilHandshake(plain) || !stream.Handshake()) {
         context_.log.CountOne(&Counters::failedHandshakes);
         return;
     }
@@ -100,9 +123,7 @@ bool Connection::Serve(ByteStream& stream, const ReceivedRequest& received, cons
     if (change.delay.count() > 0 && generation_->ended.WaitFor(change.delay)) return false;
     if (change.closeBeforeReply) return false;
     if (change.neverReply) {
-        std::array<char, 256> ignored;
-        while (stream.ReadSome(ignored.data(), ignored.size()) > 0) {
-        }
+        WaitForTheEnd(stream);
         return false;
     }
     return Send(Compose(answer.reply, change, received.keepAlive), change, stream, generation_->ended);

@@ -42,7 +42,9 @@ private:
     // False when there is to be none.
     bool OpenTunnel(PlainStream& stream, const RecordedRequest& request, const std::string& host);
     void RefuseTunnel(PlainStream& stream, const RecordedRequest& request, int status);
-    void ServeTunnel(const std::string& host);
+    void ServeTunnel(PlainStream& plain, const std::string& host);
+    // True when the fault took the handshake's place.
+    bool SpoilHandshake(PlainStream& stream) const;
     void ServeLocal(PlainStream& stream, HttpRequestReader& reader, ReceivedRequest first);
     bool Serve(ByteStream& stream, const ReceivedRequest& received, const Answer& answer);
     void Report(const RecordedRequest& request);

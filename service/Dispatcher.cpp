@@ -12,25 +12,36 @@ namespace qsn::service {
 namespace {
 
 constexpr std::size_t kWorthGzip = 512;
+constexpr std::size_t kGzipEnd = 8;  // checksum and length
+constexpr std::size_t kEndlessPiece = 1 << 20;
 
 void SetHeader(HeaderList& headers, const std::string& name, const std::string& value) {
     std::erase_if(headers, [&](const auto& header) { return EqualIgnoringCase(header.first, name); });
     headers.emplace_back(name, value);
 }
 
-void Compress(HttpReply& reply, const RecordedRequest& request, GzipMode mode) {
+bool WantsGzip(const HttpReply& reply, const RecordedRequest& request) {
     const std::string* accepted = request.Header("Accept-Encoding");
-    const bool wanted = mode == GzipMode::kWhenAccepted
-                            ? reply.body.size() >= kWorthGzip && accepted && AcceptsGzip(*accepted)
-                            : mode != GzipMode::kNever;
-    if (!wanted) return;
-    reply.body = Gzip(reply.body);
-    if (mode == GzipMode::kBroken) {
+    return reply.body.size() >= kWorthGzip && accepted && AcceptsGzip(*accepted);
+}
+
+void Compress(HttpReply& reply, const RecordedRequest& request, Compression how) {
+    if (how == Compression::kWhenAccepted) how = WantsGzip(reply, request) ? Compression::kGzip : Compression::kNone;
+    if (how == Compression::kNone) return;
+    SetHeader(reply.headers, "Content-Encoding", how == Compression::kDeflate ? "deflate" : "gzip");
+    if (!reply.more.empty()) {
+        OpenGzip open = GzipWithoutEnd(reply.body, reply.more);
+        reply.body = std::move(open.text);
+        reply.more = std::move(open.more);
+        return;
+    }
+    reply.body = how == Compression::kDeflate ? Deflate(reply.body) : Gzip(reply.body);
+    if (how == Compression::kCutGzip) reply.body.resize(reply.body.size() - kGzipEnd);
+    if (how == Compression::kBrokenGzip) {
         // The frame's head stays good, so that decoding starts before it fails.
         std::fill(reply.body.begin() + static_cast<std::ptrdiff_t>(std::min<std::size_t>(12, reply.body.size())),
                   reply.body.end(), '\xff');
     }
-    SetHeader(reply.headers, "Content-Encoding", "gzip");
 }
 
 void Apply(const ReplyChange& change, Envelope& envelope) {
@@ -76,7 +87,8 @@ Answer Dispatcher::Run(RecordedRequest& request) const {
     // A page of the login may hold a token to copy.
     if (path != kLoginPagePath) request.replyBody = answer.reply.body;
     if (answer.change.status) answer.reply.status = *answer.change.status;
-    Compress(answer.reply, request, answer.change.gzip);
+    if (answer.change.endless) answer.reply.more.assign(kEndlessPiece, ' ');
+    Compress(answer.reply, request, answer.change.compression);
     for (const auto& [name, value] : answer.change.headers) SetHeader(answer.reply.headers, name, value);
     request.status = answer.change.closeBeforeReply || answer.change.neverReply ? 0 : answer.reply.status;
     return answer;

@@ -21,6 +21,7 @@ constexpr std::array kReasons{StatusReason{200, "OK"},
                               StatusReason{403, "Forbidden"},
                               StatusReason{404, "Not Found"},
                               StatusReason{405, "Method Not Allowed"},
+                              StatusReason{407, "Proxy Authentication Required"},
                               StatusReason{410, "Gone"},
                               StatusReason{413, "Content Too Large"},
                               StatusReason{500, "Internal Server Error"},
@@ -74,12 +75,16 @@ HttpReply HttpReply::Text(int status, std::string text) {
 }
 
 WireReply Compose(const HttpReply& reply, const ReplyChange& change, bool keepAlive) {
-    WireReply wire{"HTTP/1.1 " + std::to_string(reply.status) + ' ' + std::string(ReasonOf(reply.status)) + "\r\n",
-                   {},
-                   !keepAlive};
+    WireReply wire;
+    wire.closeAfter = !keepAlive;
+    wire.header = change.before + "HTTP/1.1 " + std::to_string(reply.status) + ' ';
+    wire.header.append(ReasonOf(reply.status)).append("\r\n");
     for (const auto& [name, value] : reply.headers) wire.header.append(name).append(": ").append(value).append("\r\n");
     if (!keepAlive) wire.header += "Connection: close\r\n";
-    if (!change.chunks.empty()) {
+    if (!reply.more.empty()) {
+        wire.body = reply.body;
+        wire.more = reply.more;
+    } else if (!change.chunks.empty()) {
         wire.header += "Transfer-Encoding: chunked\r\n";
         wire.body = Chunked(reply.body, change);
     } else if (!HasNoBody(reply.status)) {
@@ -102,6 +107,9 @@ bool Send(const WireReply& reply, const ReplyChange& change, ByteStream& stream,
     for (std::size_t sent = 0; sent < bytes.size(); sent += piece) {
         if (sent > 0 && change.pause.count() > 0 && stop.WaitFor(change.pause)) return false;
         if (!stream.WriteAll(std::string_view(bytes).substr(sent, piece))) return false;
+    }
+    while (!reply.more.empty()) {
+        if (!stream.WriteAll(reply.more)) return false;
     }
     return !reply.closeAfter;
 }

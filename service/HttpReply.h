@@ -12,6 +12,7 @@ struct HttpReply {
     int status = 200;
     HeaderList headers = {};
     std::string body = {};
+    std::string more = {};  // not empty: follows the body over and over
 
     static HttpReply Text(int status, std::string text);
 };
@@ -20,6 +21,7 @@ struct HttpReply {
 struct WireReply {
     std::string header;
     std::string body;
+    std::string more;
     bool closeAfter = false;
 };
 

@@ -28,11 +28,13 @@ struct RequestMatch {
 // How one header of the reply pair is spoilt.
 enum class PairFault { kNone, kOmitted, kEmpty, kWrong, kUpperCase, kOddLength, kNoHex, kTooLong };
 
-enum class GzipMode {
-    kWhenAccepted,  // when the request takes it and the body is worth it
-    kAlways,
-    kNever,
-    kBroken  // labelled gzip, damaged in the middle
+enum class Compression {
+    kWhenAccepted,  // gzip when the request takes it and the body is worth it
+    kNone,
+    kGzip,
+    kDeflate,
+    kBrokenGzip,  // damaged in the middle
+    kCutGzip      // all of the body, but neither checksum nor length behind it
 };
 
 // What to change in the reply that the service would give. Each member left alone keeps the service's own behaviour.
@@ -55,10 +57,12 @@ struct ReplyChange {
     // HTTP.
     std::optional<int> status = {};
     HeaderList headers = {};
-    GzipMode gzip = GzipMode::kWhenAccepted;
+    Compression compression = Compression::kWhenAccepted;
     std::vector<std::size_t> chunks = {};  // not empty: chunked transfer; the last size repeats to the end of the body
     bool breakChunking = false;            // the second chunk starts with a size that is no number
     std::optional<std::uint64_t> contentLength = {};  // a false Content-Length
+    std::string before = {};  // these very bytes ahead of the reply, for instance replies of status 1xx
+    bool endless = false;     // blanks follow the body for as long as the client reads
 
     // The way.
     std::chrono::milliseconds delay{0};  // before the first byte

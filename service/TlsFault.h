@@ -8,10 +8,11 @@ enum class TlsFault {
     kOtherHostCertificate,
     kSelfSignedCertificate,
     kUnknownAuthority,
-    // Nothing above TLS 1.1. WinINet of Wine 8 accepts that.
-    kOldProtocolOnly,
-    // WinINet of Wine 8 aborts its process when a handshake through a proxy fails like this.
-    kCloseInHandshake
+    kOldProtocolOnly,  // nothing above TLS 1.1
+    // What the client's first message meets:
+    kCloseInHandshake,
+    kSilenceInHandshake,
+    kPlainText  // a refusal in clear, as from a server without TLS
 };
 
 }  // namespace qsn::service

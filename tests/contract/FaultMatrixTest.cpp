@@ -13,7 +13,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using namespace qsn::test;
-using qsn::service::GzipMode;
+using qsn::service::Compression;
 using qsn::service::PairFault;
 using qsn::service::ReplyChange;
 using qsn::service::TlsFault;
@@ -95,12 +95,12 @@ const Fault kFaults[] = {
     {"selfSigned", kWay, 1, {}, TlsFault::kSelfSignedCertificate},
     {"unknownAuthority", kWay, 1, {}, TlsFault::kUnknownAuthority},
     {"slowHeader", kHttp, 0, {.delay = 100ms}},
-    {"slowBody", kHttp, 0, {.gzip = GzipMode::kNever, .pieceSize = 40, .pause = 5ms}},
-    {"inChunks", kHttp, 0, {.gzip = GzipMode::kAlways, .chunks = {1, 7, 64}}},
+    {"slowBody", kHttp, 0, {.compression = Compression::kNone, .pieceSize = 40, .pause = 5ms}},
+    {"inChunks", kHttp, 0, {.compression = Compression::kGzip, .chunks = {1, 7, 64}}},
     {"closedInHeader", kHttp, 1, {.closeAfterHeaderBytes = 20}},
     {"closedInBody", kHttp, 1, {.closeAfterBodyBytes = 8}, {}, 0, nullptr, true},
     {"closedInChunk", kHttp, 1, {.chunks = {10}, .closeAfterBodyBytes = 8}},
-    {"brokenGzip", kHttp, 1, {.gzip = GzipMode::kBroken}},
+    {"brokenGzip", kHttp, 1, {.compression = Compression::kBrokenGzip}},
     {"status201", kHttp, 1, Status(201)},
     {"status204", kHttp, 1, Status(204)},
     {"redirectHome", kHttp, 1, Status(302, kHome)},
