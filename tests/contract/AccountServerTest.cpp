@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 
 #include "service/Authenticator.h"
-#include "service/HttpReply.h"
 #include "support/PlainClient.h"
 #include "support/SessionTest.h"
 
@@ -47,14 +46,6 @@ TEST_F(AccountServerTest, RefusesTokensThatAreBlockedOrSignedOut) {
     m_qsn->SignOut();
     SignIn();
     EXPECT_EQ(UserInfoResult(), QSN_CALLBACK_SERVER_RESULT_1);
-}
-
-// Faults that WinINet under Wine does not survive or notice, so that nothing else here uses them.
-TEST(AccountServer, BreaksItsRepliesAsTheScriptSays) {
-    const HttpReply reply{200, {}, "0123456789"};
-    EXPECT_EQ(Compose(reply, {.chunks = {3, 5}}, true).body, "3\r\n012\r\n5\r\n34567\r\n2\r\n89\r\n0\r\n\r\n");
-    EXPECT_THAT(Compose(reply, {.chunks = {3}, .breakChunking = true}, true).body, HasSubstr("\r\nno size\r\n345\r\n"));
-    EXPECT_THAT(Compose(reply, {.contentLength = 12}, true).header, HasSubstr("\r\nContent-Length: 12\r\n"));
 }
 
 TEST(AccountServer, TunnelsToItsOwnHostsAndEndsAtOnceWhileRepliesAreHeldBack) {

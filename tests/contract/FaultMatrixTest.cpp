@@ -1,11 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <windows.h>
-
-#include <wininet.h>
-
 #include <functional>
 
+#include "support/ProxySetting.h"
 #include "support/SessionTest.h"
 #include "support/SharedValues.h"
 
@@ -14,45 +11,10 @@ namespace {
 using namespace std::chrono_literals;
 using namespace qsn::test;
 using qsn::service::Compression;
+using qsn::service::HeaderList;
 using qsn::service::PairFault;
 using qsn::service::ReplyChange;
 using qsn::service::TlsFault;
-
-// What the user's system goes through for the time of a fault.
-class ProxySetting {
-public:
-    ProxySetting(DWORD enable, const std::string& server) : m_enable(Enable()), m_server(Server()) {
-        Write(enable, server);
-    }
-    ProxySetting(const ProxySetting&) = delete;
-    ProxySetting& operator=(const ProxySetting&) = delete;
-    ~ProxySetting() { Write(m_enable, m_server); }
-
-private:
-    static constexpr char kKey[] = "Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings";
-
-    static DWORD Enable() {
-        DWORD value = 0;
-        DWORD size = sizeof(value);
-        RegGetValueA(HKEY_CURRENT_USER, kKey, "ProxyEnable", RRF_RT_REG_DWORD, nullptr, &value, &size);
-        return value;
-    }
-    static std::string Server() {
-        char text[256] = {};
-        DWORD size = sizeof(text);
-        RegGetValueA(HKEY_CURRENT_USER, kKey, "ProxyServer", RRF_RT_REG_SZ, nullptr, text, &size);
-        return text;
-    }
-    static void Write(DWORD enable, const std::string& server) {
-        RegSetKeyValueA(HKEY_CURRENT_USER, kKey, "ProxyEnable", REG_DWORD, &enable, sizeof(enable));
-        RegSetKeyValueA(HKEY_CURRENT_USER, kKey, "ProxyServer", REG_SZ, server.c_str(),
-                        static_cast<DWORD>(server.size() + 1));
-        InternetSetOptionW(nullptr, INTERNET_OPTION_SETTINGS_CHANGED, nullptr, 0);
-    }
-
-    DWORD m_enable;
-    std::string m_server;
-};
 
 // Where a fault strikes: a token renewal has replies of its own kind, and a fault of the way that every one meets.
 enum class Where { kWay, kHttp, kPair, kEnvelope };
@@ -75,6 +37,12 @@ ReplyChange Status(int status, const char* location = nullptr) {
     if (location) change.headers = {{"Location", location}};
     return change;
 }
+// A reply's head of about a million bytes.
+HeaderList Lines(std::size_t count, std::size_t size) {
+    HeaderList lines;
+    for (std::size_t i = 0; i < count; ++i) lines.emplace_back("X-Line-" + std::to_string(i), std::string(size, 'x'));
+    return lines;
+}
 std::string Padded(std::size_t size) { return R"({"result":0,"data":null,"pad":")" + std::string(size, 'x') + R"("})"; }
 
 constexpr Where kWay = Where::kWay;
@@ -83,36 +51,53 @@ constexpr Where kPair = Where::kPair;
 constexpr Where kEnvelope = Where::kEnvelope;
 constexpr char kHome[] = "https://account.quillfern.example/qsn/service/request";
 
-// Some are missing because of Wine: its WinINet takes TLS 1.1 too, aborts the process when the peer goes in the middle
-// of the handshake, and never ends with a false length, a broken chunk size or a connection that closes without a
-// reply. How a session ends all the same when an exchange does not is tested elsewhere.
+constexpr char kSmallBody[] = R"({"result":0,"data":null})";
+constexpr char kInterim[] =
+    "HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 103 Early Hints\r\nX-token: 00\r\nX-digest: 00\r\n\r\n";
+
 const Fault kFaults[] = {
     {"nameNotFound", kWay, 1, {}, {}, 0, ""},
     {"proxyGone", kWay, 1, {}, {}, 0, "127.0.0.1:1"},
     {"tunnelRefused", kWay, 1, {}, {}, 502},
+    {"loginAsked", kWay, 1, {}, {}, 407},
+    {"oldProtocol", kWay, 1, {}, TlsFault::kOldProtocolOnly},
+    {"closedInHandshake", kWay, 1, {}, TlsFault::kCloseInHandshake},
+    {"plainText", kWay, 1, {}, TlsFault::kPlainText},
     {"expiredCertificate", kWay, 1, {}, TlsFault::kExpiredCertificate},
     {"otherHost", kWay, 1, {}, TlsFault::kOtherHostCertificate},
     {"selfSigned", kWay, 1, {}, TlsFault::kSelfSignedCertificate},
     {"unknownAuthority", kWay, 1, {}, TlsFault::kUnknownAuthority},
     {"slowHeader", kHttp, 0, {.delay = 100ms}},
-    {"slowBody", kHttp, 0, {.compression = Compression::kNone, .pieceSize = 40, .pause = 5ms}},
+    {"drip", kHttp, 0, {.compression = Compression::kNone, .pieceSize = 4, .pause = 1ms}},
     {"inChunks", kHttp, 0, {.compression = Compression::kGzip, .chunks = {1, 7, 64}}},
+    {"deflate", kHttp, 0, {.compression = Compression::kDeflate}},
+    {"interimReplies", kHttp, 0, {.before = kInterim}},
+    {"cookie", kHttp, 0, {.headers = {{"Set-Cookie", "id=1; Domain=quillfern.example; Path=/"}}}},
+    {"manyLines", kHttp, 1, {.headers = Lines(2000, 500)}},
+    {"longLine", kHttp, 1, {.headers = Lines(1, 1000000)}},
+    {"endless", kHttp, 1, {.compression = Compression::kGzip, .endless = true}},
+    {"closedBeforeReply", kHttp, 1, {.closeBeforeReply = true}},
     {"closedInHeader", kHttp, 1, {.closeAfterHeaderBytes = 20}},
     {"closedInBody", kHttp, 1, {.closeAfterBodyBytes = 8}, {}, 0, nullptr, true},
     {"closedInChunk", kHttp, 1, {.chunks = {10}, .closeAfterBodyBytes = 8}},
+    {"lastChunkMissing",
+     kHttp,
+     1,
+     {.body = kSmallBody, .chunks = {100}, .closeAfterBodyBytes = sizeof(kSmallBody) + 5}},
+    {"brokenChunks", kHttp, 1, {.chunks = {10}, .breakChunking = true}},
+    {"lengthTooLong", kHttp, 1, {.body = kSmallBody, .contentLength = 1000, .closeAfterBodyBytes = 1000}},
+    {"lengthTooShort", kHttp, 1, {.contentLength = 5}},
     {"brokenGzip", kHttp, 1, {.compression = Compression::kBrokenGzip}},
+    {"cutGzip", kHttp, 1, {.compression = Compression::kCutGzip}},
     {"status201", kHttp, 1, Status(201)},
     {"status204", kHttp, 1, Status(204)},
     {"redirectHome", kHttp, 1, Status(302, kHome)},
     {"redirectAway", kHttp, 1, Status(307, "https://example.com/")},
     {"redirectPlain", kHttp, 1, Status(301, "http://account.quillfern.example/")},
     {"redirectNowhere", kHttp, 1, Status(302)},
-    {"status400", kHttp, 1, Status(400)},
     {"status401", kHttp, 1, Status(401)},
     {"status403", kHttp, 1, Status(403)},
-    {"status404", kHttp, 1, Status(404)},
     {"status500", kHttp, 1, Status(500), {}, 0, nullptr, true},
-    {"status503", kHttp, 1, Status(503)},
     {"notJson", kHttp, 1, Body("<html>")},
     {"emptyBody", kHttp, 1, Body("")},
     {"brokenOff", kHttp, 1, Body(R"({"result":0,"da)")},
@@ -243,7 +228,10 @@ protected:
         if (fault.where == kWay) {
             EXPECT_EQ(requests, 0u) << "something was sent";
         } else if (operation.kind < Operation::kRenewal) {
-            EXPECT_EQ(requests, 1u) << "repeated or redirected";
+            // A kept connection that closes without a word may have been given up before the request came.
+            const std::size_t most = fault.change.closeBeforeReply ? 2 : 1;
+            EXPECT_GE(requests, 1u);
+            EXPECT_LE(requests, most) << "repeated or redirected";
         }
     }
     SharedValues m_values;
@@ -260,6 +248,7 @@ TEST_P(FaultMatrix, EachOperationHasItsResultAndTheNextOneWorks) {
         Under(fault, operation, [&] { ExpectTheFault(fault, operation); });
         Prepare(operation);
         EXPECT_EQ(Run(operation), QSN_CALLBACK_OK) << "the next one";
+        for (const auto& request : Server().TakeRequests()) EXPECT_EQ(request.Header("Cookie"), nullptr);
     }
     for (const std::string& target : Server().Count().refusedTargets)
         EXPECT_TRUE(target.ends_with(".quillfern.example:443")) << "elsewhere, or without TLS: " << target;

@@ -29,6 +29,13 @@ TEST_F(UserInfoRequest, GoesOutAsTheServiceExpectsIt) {
     EXPECT_NE(block, std::string::npos) << request.rawHeader;
 }
 
+TEST_F(UserInfoRequest, ThirtyUseOneConnection) {
+    SignIn();
+    const unsigned before = Server().Count().connections;
+    for (int i = 0; i < 30; ++i) EXPECT_EQ(UserInfoResult(), QSN_CALLBACK_OK);
+    EXPECT_EQ(Server().Count().connections, before + 1);
+}
+
 TEST_F(UserInfoRequest, StopDropsWhatIsQueuedAndLetsTheRunningRequestEnd) {
     SignIn();
     Server().Rules().Once({.delay = 300ms});
