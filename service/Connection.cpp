@@ -3,6 +3,7 @@
 #include <array>
 
 #include "HttpReply.h"
+#include "ReplyGate.h"
 #include "Text.h"
 #include "TlsStream.h"
 
@@ -120,6 +121,7 @@ void Connection::Report(const RecordedRequest& request) {
 
 bool Connection::Serve(ByteStream& stream, const ReceivedRequest& received, const Answer& answer) {
     const ReplyChange& change = answer.change;
+    if (change.gate && !change.gate->Pass(generation_->ended)) return false;
     if (change.delay.count() > 0 && generation_->ended.WaitFor(change.delay)) return false;
     if (change.closeBeforeReply) return false;
     if (change.neverReply) {

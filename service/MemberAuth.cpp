@@ -54,7 +54,7 @@ std::string DecryptData(const Bytes& key, const Json::Value& body) {
 // The member identifier is the client's view of itself; the refresh token alone says who it is.
 std::string RefreshTokenIn(const std::string& plainText) {
     const Json::Value secret = ParseObject(plainText);
-    if (!secret.isObject() || !secret["refreshToken"].isString() || !secret["memberId"].isInt()) {
+    if (!secret.isObject() || !secret["refreshToken"].isString() || !secret["memberId"].isIntegral()) {
         throw Refused("\"data\" holds no refresh token with a member identifier");
     }
     return secret["refreshToken"].asString();

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <list>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -14,6 +15,8 @@
 #include "RecordedRequest.h"
 
 namespace qsn::service {
+
+class ReplyGate;
 
 // Which requests a rule is for; an empty member matches every request.
 struct RequestMatch {
@@ -65,9 +68,10 @@ struct ReplyChange {
     bool endless = false;     // blanks follow the body for as long as the client reads
 
     // The way.
-    std::chrono::milliseconds delay{0};  // before the first byte
-    std::size_t pieceSize = 0;           // not 0: header and body leave in pieces of this size …
-    std::chrono::milliseconds pause{0};  // … with this pause between them
+    std::shared_ptr<const ReplyGate> gate = {};  // holds the reply back, before any delay
+    std::chrono::milliseconds delay{0};          // before the first byte
+    std::size_t pieceSize = 0;                   // not 0: header and body leave in pieces of this size …
+    std::chrono::milliseconds pause{0};          // … with this pause between them
     std::optional<std::size_t> closeAfterHeaderBytes = {};
     std::optional<std::size_t> closeAfterBodyBytes = {};
     bool closeBeforeReply = false;

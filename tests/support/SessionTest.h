@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
+#include <string>
+
+#include "service/ReplyGate.h"
 #include "support/Library.h"
 #include "support/RecordingCallback.h"
 #include "support/TestService.h"
@@ -29,6 +33,13 @@ protected:
         uint32_t length = 0;
         m_qsn->GetAccessToken(buffer, sizeof(buffer), &length);
         return buffer;
+    }
+
+    // Holds the reply to the next request of the type until the gate is opened.
+    static std::shared_ptr<const service::ReplyGate> HoldNext(const std::string& requestType) {
+        auto gate = std::make_shared<const service::ReplyGate>();
+        Server().Rules().Once({.gate = gate}, {.requestType = requestType});
+        return gate;
     }
 
     static TestService& Service() { return TestService::Instance(); }
