@@ -3,10 +3,12 @@
 #include <wininet.h>
 
 #include <array>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 
@@ -17,6 +19,8 @@
 #include "Utility/NetworkProbe.h"
 #include "engine/KeyProvider.h"
 #include "engine/MessageAuthentication.h"
+#include "protocol/CurlLibrary.h"
+#include "protocol/CurlOwners.h"
 #include "support/Owned.h"
 #include "support/TestService.h"
 
@@ -77,9 +81,51 @@ std::string PostBare(const Recorded& request) {
     return reply;
 }
 
-// What the protocol asks of every sender besides: whether there is a network, the request's pair, and the reply's.
-void DoTheRest(const Recorded& request) {
-    if (!IsNetworkAlive()) throw std::runtime_error("no network");
+// The same with libcurl, set up once, over a connection that is kept.
+class BareCurl {
+public:
+    explicit BareCurl(std::shared_ptr<const Recorded> request) : m_request(std::move(request)) {
+        Require(m_library.IsStarted() && m_easy, "libcurl does not start");
+        std::istringstream lines(m_request->headers);
+        for (std::string line; std::getline(lines, line);) {
+            line.pop_back();
+            m_headers.reset(curl_slist_append(m_headers.release(), line.c_str()));
+        }
+        m_headers.reset(curl_slist_append(m_headers.release(), "Expect:"));
+        const std::string url = "https://" + m_request->host + m_request->target;
+        const std::string proxy = "http://127.0.0.1:" + std::to_string(test::TestService::Instance().Server().Port());
+        CURL* const easy = m_easy.get();
+        curl_easy_setopt(easy, CURLOPT_URL, url.c_str());
+        curl_easy_setopt(easy, CURLOPT_PROXY, proxy.c_str());
+        curl_easy_setopt(easy, CURLOPT_HTTPHEADER, m_headers.get());
+        curl_easy_setopt(easy, CURLOPT_ACCEPT_ENCODING, "gzip, deflate");
+        curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 0L);  // the certificate's check is not part of a warm exchange
+        curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE, static_cast<long>(m_request->body.size()));
+        curl_easy_setopt(easy, CURLOPT_POSTFIELDS, m_request->body.c_str());
+        curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &Take);
+        curl_easy_setopt(easy, CURLOPT_WRITEDATA, static_cast<void*>(&m_reply));
+    }
+    void Post() {
+        m_reply.clear();
+        Require(curl_easy_perform(m_easy.get()) == CURLE_OK, "the service cannot be reached");
+        Require(m_reply.find("userName") != std::string::npos, "the bare request was refused");
+    }
+
+private:
+    static std::size_t Take(char* data, std::size_t size, std::size_t count, void* reply) {
+        static_cast<std::string*>(reply)->append(data, size * count);
+        return size * count;
+    }
+
+    std::shared_ptr<const Recorded> m_request;
+    CurlLibrary m_library;
+    UniqueCurlList m_headers;
+    UniqueEasy m_easy{curl_easy_init()};
+    std::string m_reply;
+};
+
+// What the protocol asks of every sender besides: the request's pair, and the reply's.
+void Authenticate(const Recorded& request) {
     AuthenticationPair pair;
     const ProvidedKey requestKey(KeySlot::kRequest);
     GenerateTokenAndDigest(requestKey.Blob(), request.body, &pair);
@@ -88,15 +134,24 @@ void DoTheRest(const Recorded& request) {
     CheckTokenAndDigest(replyKey.Blob(), request.reply, pair.token, pair.digest);
 }
 
-Pair<Step> Warm(bool whole) {
+enum class Beside { kCurl, kCurlWhole, kWinInetWhole };
+
+Pair<Step> Warm(Beside beside) {
     const auto session = std::make_shared<Session>();
     const auto request = std::make_shared<const Recorded>(Record());
     session->SignIn();
-    return {[session] { session->FetchUser(); },
-            [request, whole] {
-                if (whole) DoTheRest(*request);
-                PostBare(*request);
-            }};
+    const auto curl = std::make_shared<BareCurl>(request);
+    const auto probe = std::make_shared<NetworkProbe>();
+    const auto bare = [=] {
+        if (beside == Beside::kWinInetWhole) {
+            Require(probe->IsNetworkAlive() != FALSE, "no network");
+            PostBare(*request);
+        } else {
+            curl->Post();
+        }
+        if (beside != Beside::kCurl) Authenticate(*request);
+    };
+    return {[session] { session->FetchUser(); }, bare};
 }
 
 void Write(const Recorded& request) {
@@ -129,19 +184,40 @@ Pair<TimedStep> First() {
     return {[] { return FiguresOfChild("first-ours").ours; }, [] { return FiguresOfChild("first-bare").ours; }};
 }
 
+Pair<TimedStep> Hung() {
+    const auto ours = [] {
+        Session session;
+        session.SignIn();
+        auto& server = test::TestService::Instance().Server();
+        server.Rules().Once({.neverReply = true});
+        server.TakeRequests();
+        session.Qsn().GetUserInfo();
+        Require(server.WaitForRequests(1, std::chrono::seconds(10)), "no request came");
+        return TimeOf([&] { session.Qsn().Uninit(); });
+    };
+    return {ours, [] { return TimeOf([] { Sleep(1000); }); }};
+}
+
 }  // namespace
 
 void AddRequestRows() {
     static constexpr char kOurs[] = "Get User Info to the callback";
-    static constexpr char kBare[] = "WinINet, the same bytes and headers";
-    AddPair({"request-warm", kOurs, kBare, "the exchange", 1.05}, {.seconds = 0.3}, [] { return Warm(false); });
-    AddPair({"request-warm-whole", kOurs, "the same, network asked for, pair made and checked",
-             "the exchange and its authentication", 0},
-            {.seconds = 0.3}, [] { return Warm(true); });
+    AddPair({"request-warm", kOurs, "libcurl, the same bytes and headers; pair made and checked",
+             "the exchange and its authentication", 1.05},
+            {.seconds = 0.3}, [] { return Warm(Beside::kCurlWhole); });
+    AddPair({"request-warm-curl", kOurs, "libcurl, the same bytes and headers", "the exchange", 0}, {.seconds = 0.3},
+            [] { return Warm(Beside::kCurl); });
+    AddPair({"request-warm-wininet", kOurs, "WinINet, the same; network asked for, pair made and checked",
+             "the exchange and its authentication", 0.6},
+            {.seconds = 0.3}, [] { return Warm(Beside::kWinInetWhole); });
     AddChild("first-ours", FirstOfOurs);
     AddChild("first-bare", FirstOfBare);
-    AddTimedPair({"request-first", "the same, first of a process", kBare, "TLS, and loading what it needs", 1.10},
+    AddTimedPair({"request-first", "the same, first of a process", "WinINet, the same bytes and headers",
+                  "TLS, and loading what it needs", 1.0},
                  {.repetitions = 9, .iterations = 1}, First);
+    AddTimedPair({"uninit-hung", "`Uninit` while the service does not answer", "a wait of one second",
+                  "the second that a request has to end by itself", 1.05},
+                 {.repetitions = 5, .iterations = 1}, Hung);
 }
 
 }  // namespace qsn::bench

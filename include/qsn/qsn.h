@@ -269,16 +269,17 @@ struct IQSNCallbackFunc : public IUnknown {
  */
 struct IPVSubscription : public IUnknown {
     /*
-     * Starts the library object. May take some 100 ms, since the machine's identity is read from WMI. `productSID`
-     * is copied, `callback` referenced.
+     * Starts the library object and returns without waiting for anything: what takes time, such as reading the
+     * machine's identity from WMI, is the worker thread's first work. `productSID` is copied, `callback` referenced.
      * E_POINTER: a null argument. QSN_RETURN_E_ALREADY_INITIALIZED. E_OUTOFMEMORY: no memory, or no thread.
      */
     virtual HRESULT STDMETHODCALLTYPE Init(const wchar_t* productSID, IQSNCallbackFunc* callback) = 0;
     /*
-     * Ends it: queued requests are dropped without a callback, and who waits for one gets QSN_RETURN_E_TIMEOUT. A
-     * running request may still be reported; where the service keeps it waiting it is given up after a second, without
-     * a callback, and its connection ends on its own. A callback that is running is waited for, so it must not in turn
-     * wait for the thread that calls this. Once this has returned no callback comes any more. Init may be called again.
+     * Ends it: queued requests are dropped without a callback, and who waits for one gets QSN_RETURN_E_TIMEOUT. The
+     * running request has a second to end by itself, and is then reported like any other; after that it is broken off
+     * without a callback, and this returns within 50 ms. A callback that is running is waited for without limit, so it
+     * must not in turn wait for the thread that calls this. Once this has returned no callback comes any more and no
+     * thread of the session is left. Init may be called again.
      */
     virtual HRESULT STDMETHODCALLTYPE Uninit() = 0;
     /*

@@ -1,4 +1,6 @@
+#include <winsock2.h>
 #include <gtest/gtest.h>
+#include <ws2tcpip.h>
 
 #include <array>
 #include <atomic>
@@ -6,7 +8,9 @@
 #include <thread>
 
 #include "support/Fakes.h"
+#include "support/ImportTable.h"
 #include "support/ProcessState.h"
+#include "support/ProxySetting.h"
 #include "support/Resources.h"
 #include "support/SessionTest.h"
 #include "support/SharedValues.h"
@@ -91,20 +95,182 @@ TEST_F(Ending, TheLastReleaseAndTheDllMayGoInsideTheCallback) {
     before.ExpectNoMore();
 }
 
-TEST_F(Ending, AServerThatNeverAnswersHoldsNobodyUp) {
-    SignIn();
-    ASSERT_EQ(UserInfoResult(), QSN_CALLBACK_OK) << "what keeps connections has its thread now";
-    const int threads = ThreadCount();
-    Server().Rules().Always({.neverReply = true});
-    const auto expectAQuickEnd = [&](const std::function<void()>& end) {
-        ASSERT_TRUE(Server().WaitForRequests(1, 10s));
+// Ends the session on a thread of its own, and returns once the session takes no more requests.
+std::thread EndAside(IPVSubscription2& qsn, std::function<void()> end) {
+    std::thread ending(std::move(end));
+    EXPECT_TRUE(Eventually([&] { return qsn.Stop() == QSN_RETURN_E_NOT_INITIALIZED; }));
+    return ending;
+}
+
+TEST_F(Ending, AReplyInTimeIsToldAndLoggedAsEver) {
+    struct {
+        const char* type;
+        int action;
+        HRESULT (*start)(IPVSubscription2&);
+        int result;
+        const wchar_t* log;
+    } const rows[] = {
+        {"getUserInfo", QSN_ACTION_GET_USERINFO_RESULT, [](auto& qsn) { return qsn.GetUserInfo(); }, 0, L"GetUserInfo"},
+        {"signOut", QSN_ACTION_SIGNOUT_RESULT, [](auto& qsn) { return qsn.SignOut(); }, 10, L"OnlineSignOut"},
+    };
+    for (const auto& row : rows) {
+        FakeOrb log;
+        m_qsn->Uninit();
+        ASSERT_EQ(m_qsn->Init(L"SID-TEST", &m_callback), S_OK);
+        SignIn();
+        const auto gate = std::make_shared<const qsn::service::ReplyGate>();
+        const int serverResult = row.result == 0 ? 0 : 6;
+        Server().Rules().Once({.result = serverResult, .gate = gate}, {.requestType = row.type});
+        ASSERT_EQ(row.start(*m_qsn), S_OK);
+        ASSERT_TRUE(gate->WaitForRequest(10s));
+        std::thread ending = EndAside(*m_qsn, [&] { EXPECT_EQ(m_qsn->Uninit(), S_OK); });
+        gate->Open();
+        ending.join();
+        EXPECT_EQ(m_callback.ResultOf(row.action), row.result) << row.type;
+        const std::wstring last = row.log + (L", Server result = " + std::to_wstring(serverResult)) +
+                                  L"\n\nLog QSN1.0 QSN Uninit\nUninit 0\n";
+        EXPECT_TRUE(log.Record().ends_with(last)) << row.type;
+        ASSERT_EQ(m_qsn->Init(L"SID-TEST", &m_callback), S_OK);
+    }
+}
+
+TEST_F(Ending, ACallbackMayUseTheObjectUntilItReturns) {
+    IPVSubscription2& qsn = *m_qsn;
+    std::thread releasing;
+    m_callback.onEvent = [&](const Event& event, void*) {
+        if (event.action != QSN_ACTION_SIGNIN_RESULT) return S_OK;
+        releasing = EndAside(qsn, [&] { m_qsn.reset(); });
+        char token[] = "from-inside";
+        uint32_t length = sizeof(token);
+        uint32_t on = 1;
+        EXPECT_EQ(qsn.Config(QSNCFG_SET_MEMBER_TOKEN, token, &length), S_OK);
+        EXPECT_EQ(qsn.Config(QSNCFG_GET_MEMBER_TOKEN, token, &length), S_OK);
+        EXPECT_EQ(qsn.Config(QSNCFG_ENABLE_SINGLE_SIGNON, &on, nullptr), QSN_RETURN_E_NOT_INITIALIZED);
+        return S_OK;
+    };
+    ASSERT_EQ(qsn.SignIn(kToken), S_OK);
+    ASSERT_TRUE(m_callback.WaitFor(QSN_ACTION_SIGNIN_RESULT));
+    EXPECT_TRUE(Eventually([&] { return m_callback.References() == 1; }));
+    releasing.join();
+}
+
+// A name server that never answers, as the system shows it.
+class SilentNames {
+public:
+    bool IsAsked() const { return g_done != nullptr; }
+    ~SilentNames() { g_done = nullptr; }
+
+private:
+    static int WSAAPI Ask(PCWSTR, PCWSTR, DWORD, LPGUID, const ADDRINFOEXW*, PADDRINFOEXW*, timeval*,
+                          LPOVERLAPPED overlapped, LPLOOKUPSERVICE_COMPLETION_ROUTINE, LPHANDLE cancel) {
+        g_done = *cancel = overlapped->hEvent;
+        return WSA_IO_PENDING;
+    }
+    static int WSAAPI Cancel(LPHANDLE cancel) { return SetEvent(*cancel) ? NO_ERROR : WSAEINVAL; }
+
+    static inline std::atomic<HANDLE> g_done{nullptr};
+    ProxySetting m_noProxy{0, ""};
+    ImportHook m_ask{"GetAddrInfoExW", &Ask};
+    ImportHook m_cancel{"GetAddrInfoExCancel", &Cancel};
+};
+
+// Each kind of silence that a request can meet; to be ended by the destructor.
+struct Silence {
+    virtual ~Silence() { TestService::Instance().Reset(); }
+    virtual bool IsMet() = 0;
+};
+struct SilentService : Silence {
+    explicit SilentService(qsn::service::ReplyChange change) {
+        TestService::Instance().Server().Rules().Always(std::move(change));
+    }
+    bool IsMet() override { return TestService::Instance().Server().WaitForRequests(1, 10s); }
+};
+struct SilentHandshake : Silence {
+    SilentHandshake() { TestService::Instance().Server().SetTlsFault(qsn::service::TlsFault::kSilenceInHandshake); }
+    bool IsMet() override { return TestService::Instance().Server().Count().tunnels > tunnels; }
+    unsigned long long tunnels = TestService::Instance().Server().Count().tunnels;
+};
+struct SilentProxy : Silence {
+    SilentProxy() { TestService::Instance().Server().RefuseTunnels(qsn::service::AccountServer::kNoAnswer); }
+    bool IsMet() override { return TestService::Instance().Server().Count().refusedTargets.size() > refused; }
+    std::size_t refused = TestService::Instance().Server().Count().refusedTargets.size();
+};
+struct SilentNameServer : Silence {
+    bool IsMet() override { return names.IsAsked(); }
+    SilentNames names;
+};
+
+struct SilenceRow {
+    const char* name;
+    std::unique_ptr<Silence> (*begin)();
+};
+const SilenceRow kSilences[] = {
+    {"service", [] { return std::unique_ptr<Silence>(new SilentService({.neverReply = true})); }},
+    {"drip", [] { return std::unique_ptr<Silence>(new SilentService({.pieceSize = 1, .pause = 1s})); }},
+    {"handshake", [] { return std::unique_ptr<Silence>(new SilentHandshake); }},
+    {"proxy", [] { return std::unique_ptr<Silence>(new SilentProxy); }},
+    {"names", [] { return std::unique_ptr<Silence>(new SilentNameServer); }},
+};
+
+class EndingInSilence : public testing::TestWithParam<SilenceRow> {
+protected:
+    EndingInSilence() { TestService::Instance().Reset(); }
+
+    void Session() {
+        m_library = std::make_unique<Library>();
+        m_qsn = Create(*m_library);
+        ASSERT_EQ(m_qsn->Init(L"SID-TEST", &m_callback), S_OK);
+        ASSERT_EQ(m_qsn->SignIn(kToken), S_OK);
+        ASSERT_EQ(m_callback.ResultOf(QSN_ACTION_SIGNIN_RESULT), QSN_CALLBACK_OK);
+    }
+    void ExpectARequestToWork() {
+        ASSERT_EQ(m_qsn->GetUserInfo(), S_OK);
+        EXPECT_EQ(m_callback.ResultOf(QSN_ACTION_GET_USERINFO_RESULT), QSN_CALLBACK_OK);
+    }
+    void AskInSilenceAndEnd(const std::function<void()>& end) {
+        const auto silence = GetParam().begin();
+        ASSERT_EQ(m_qsn->GetUserInfo(), S_OK);
+        ASSERT_TRUE(Eventually([&] { return silence->IsMet(); }));
         const ULONGLONG start = GetTickCount64();
         end();
-        EXPECT_LT(GetTickCount64() - start, 2000u);
+        const ULONGLONG took = GetTickCount64() - start;
+        EXPECT_GE(took, 980u) << "a request has a second to end by itself";
+        EXPECT_LT(took, 1500u);
         EXPECT_EQ(m_callback.References(), 1);
+        EXPECT_EQ(m_callback.Pending(), 0u);
+    }
+
+    RecordingCallback m_callback;
+    std::unique_ptr<Library> m_library;
+    LibraryObject m_qsn;
+};
+
+TEST_P(EndingInSilence, TakesASecondAndLeavesNothing) {
+    const auto round = [this] {
+        Session();
+        AskInSilenceAndEnd([&] { EXPECT_EQ(m_qsn->Uninit(), S_OK); });
+        ASSERT_EQ(m_qsn->Init(L"SID-TEST", &m_callback), S_OK) << "again, at once";
+        ASSERT_EQ(m_qsn->SignIn(kToken), S_OK);
+        ASSERT_EQ(m_callback.ResultOf(QSN_ACTION_SIGNIN_RESULT), QSN_CALLBACK_OK);
+        ExpectARequestToWork();
+        AskInSilenceAndEnd([&] { m_qsn.reset(); });
+        m_library.reset();
+        EXPECT_EQ(GetModuleHandleW(L"qsn.dll"), nullptr) << "something still holds the DLL";
+        TestService::Instance().Server().DropConnections();
     };
+    round();
+    const Resources before;
+    round();
+    before.ExpectNoMore();
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, EndingInSilence, testing::ValuesIn(kSilences),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+TEST_F(Ending, WhoWaitsForARequestThatIsGivenUpIsToldSo) {
+    SignIn();
+    Server().Rules().Always({.neverReply = true});
     // One thread waits for the request itself, one for a task behind it.
-    Server().TakeRequests();
     std::thread asking([&] { EXPECT_EQ(m_qsn->Config(QSNCFG_GI_QUERY, nullptr, nullptr), QSN_RETURN_E_TIMEOUT); });
     ASSERT_TRUE(Server().WaitForRequests(1, 10s));
     std::thread waiting([&] {
@@ -113,19 +279,9 @@ TEST_F(Ending, AServerThatNeverAnswersHoldsNobodyUp) {
         const HRESULT hr = m_qsn->GetSignInURL(text, sizeof(text), &length);
         EXPECT_TRUE(hr == QSN_RETURN_E_TIMEOUT || hr == QSN_RETURN_E_NOT_INITIALIZED) << hr;
     });
-    expectAQuickEnd([&] {
-        EXPECT_EQ(m_qsn->Uninit(), S_OK);
-        asking.join();
-        waiting.join();
-    });
-    ASSERT_EQ(m_qsn->Init(L"SID-TEST", &m_callback), S_OK);
-    SignIn();
-    Server().TakeRequests();
-    ASSERT_EQ(m_qsn->GetUserInfo(), S_OK);
-    expectAQuickEnd([&] { m_qsn.reset(); });
-    Server().DropConnections();
-    EXPECT_TRUE(Eventually([&] { return ThreadCount() <= threads; })) << threads << " became " << ThreadCount();
-    EXPECT_EQ(m_callback.Pending(), 0u);
+    EXPECT_EQ(m_qsn->Uninit(), S_OK);
+    asking.join();
+    waiting.join();
 }
 
 // Everything that can be under way at once, ended at a random moment, over and over.
@@ -136,6 +292,8 @@ public:
     void Run() {
         m_callback.onEvent = [this](const Event& event, void*) {
             EXPECT_FALSE(m_hasEnded) << "callback of action " << event.action << " after the end";
+            EXPECT_NE(event.result, QSN_CALLBACK_NETWORK_OR_UNKNOWN)
+                << "the service has answered action " << event.action;
             return S_OK;
         };
         ASSERT_EQ(m_qsn->Init(L"SID-TEST", &m_callback), S_OK);
@@ -148,11 +306,14 @@ public:
         for (int i = 0; i < 20; ++i) Post(i);
         Sleep(m_random() % 12);
         const bool byRelease = m_random() % 2 == 0;
-        // Nobody may be inside a method when the last reference goes.
+        std::thread stopping([this] {
+            while (!m_ending) m_qsn->Stop();
+        });
         const HRESULT hr = byRelease ? S_OK : m_qsn->Uninit();
         EXPECT_EQ(hr, S_OK);
+        // Nobody may be inside a method when the last reference goes.
         m_ending = true;
-        if (byRelease) m_qsn->Stop();
+        stopping.join();
         for (std::thread& host : hosts) host.join();
         m_qsn.reset();
         m_hasEnded = true;

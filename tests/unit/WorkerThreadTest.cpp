@@ -55,6 +55,24 @@ TEST(WorkerThread, PostingWhileQuittingNeverHangs) {
     }
 }
 
+TEST(WorkerThread, StoppingAfterTheEndWasAskedForDoesNotTakeTheWakeUp) {
+    Thread thread;
+    thread.SetThreadContext(std::make_shared<TestContext>());
+    qsn::PVEvent running{qsn::PVEvent::Reset::kManual}, mayEnd{qsn::PVEvent::Reset::kManual};
+    thread.PostTask(std::make_shared<Task>([&](TestContext*) {
+        running.Signal();
+        return mayEnd.Wait(10000) ? S_OK : E_FAIL;
+    }));
+    ASSERT_TRUE(thread.Start());
+    ASSERT_TRUE(running.Wait(10000));
+    thread.RequestQuit();
+    thread.Stop();
+    mayEnd.Signal();
+    const bool ended = thread.JoinFor(5000);
+    EXPECT_TRUE(ended);
+    if (!ended) thread.RequestQuit();
+}
+
 TEST(TaskQueue, TakesAListInOrderAndIsSignalledWhileItHasTasks) {
     BaseThread::BaseTaskQueue<TestContext> queue;
     const auto first = std::make_shared<Task>(Succeed), second = std::make_shared<Task>(Succeed);
