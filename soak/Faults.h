@@ -1,28 +1,41 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "service/AccountServer.h"
+#include "support/ProxySetting.h"
 
 namespace qsn::soak {
 
-// How often each fault has met a request. Missing are those that Wine's own WinINet does not survive: a reply that is
-// not begun, broken compression or chunk sizes, a handshake broken off.
+// Has the service and the way to it fail at random, and counts how often each fault was met. Those that keep a client
+// waiting are rare.
 class Faults {
 public:
-    // Has the service fail at random, in an order that depends on `seed` and the requests that come.
+    // The order depends on `seed` and the requests that come.
     Faults(service::AccountServer& server, unsigned seed);
     Faults(const Faults&) = delete;
     Faults& operator=(const Faults&) = delete;
 
+    // Once a second: the way is good most of the time.
+    void Tick(unsigned second);
     std::uint64_t Total() const;
     std::string Text() const;
 
 private:
-    struct State;
-    std::shared_ptr<State> m_state;  // shared with the rules, which the service keeps
+    struct Replies;
+    void SpoilTheWay();
+    void MendTheWay();
+
+    service::AccountServer& m_server;
+    std::size_t m_nextWay;
+    std::shared_ptr<Replies> m_replies;  // shared with the rules, which the service keeps
+    std::vector<std::uint64_t> m_waysMet;
+    std::optional<test::ProxySetting> m_proxy;
 };
 
 }  // namespace qsn::soak
