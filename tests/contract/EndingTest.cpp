@@ -181,6 +181,7 @@ struct Silence {
 };
 struct SilentService : Silence {
     explicit SilentService(qsn::service::ReplyChange change) {
+        TestService::Instance().Server().TakeRequests();
         TestService::Instance().Server().Rules().Always(std::move(change));
     }
     bool IsMet() override { return TestService::Instance().Server().WaitForRequests(1, 10s); }
@@ -191,7 +192,10 @@ struct SilentHandshake : Silence {
     unsigned long long tunnels = TestService::Instance().Server().Count().tunnels;
 };
 struct SilentProxy : Silence {
-    SilentProxy() { TestService::Instance().Server().RefuseTunnels(qsn::service::AccountServer::kNoAnswer); }
+    SilentProxy() {
+        TestService::Instance().Server().RefuseTunnels(qsn::service::AccountServer::kNoAnswer);
+        TestService::Instance().Server().DropConnections();
+    }
     bool IsMet() override { return TestService::Instance().Server().Count().refusedTargets.size() > refused; }
     std::size_t refused = TestService::Instance().Server().Count().refusedTargets.size();
 };

@@ -4,6 +4,7 @@
 #include <map>
 
 #include "support/FailingCalls.h"
+#include "support/Fakes.h"
 #include "support/ProcessState.h"
 #include "support/SessionTest.h"
 #include "support/SharedValues.h"
@@ -144,6 +145,7 @@ public:
     }
 
     SharedValues m_values;
+    FakeOrb m_orb;  // the stand-in would leave memory behind each time that it is freed
     FailingCalls m_calls;
     Held m_held;
 };
