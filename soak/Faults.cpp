@@ -71,7 +71,7 @@ struct WayFault {
     const char* name;
     TlsFault tls = TlsFault::kNone;
     int refusedTunnels = 0;
-    const char* proxy = nullptr;  // in place of the service; "" for none at all
+    const wchar_t* proxy = nullptr;  // in place of the service; "" for none at all
 };
 
 constexpr std::array kWayFaults{
@@ -87,8 +87,8 @@ constexpr std::array kWayFaults{
     WayFault{"tunnel refused", TlsFault::kNone, 502},
     WayFault{"login asked for", TlsFault::kNone, 407},
     WayFault{"silent proxy", TlsFault::kNone, AccountServer::kNoAnswer},
-    WayFault{"proxy gone", TlsFault::kNone, 0, "127.0.0.1:1"},
-    WayFault{"name not found", TlsFault::kNone, 0, ""},
+    WayFault{"proxy gone", TlsFault::kNone, 0, L"127.0.0.1:1"},
+    WayFault{"name not found", TlsFault::kNone, 0, L""},
 };
 // Seconds: how often the way is spoilt, and for how long.
 constexpr unsigned kBetweenWayFaults = 10;
@@ -137,7 +137,7 @@ void Faults::SpoilTheWay() {
     const std::size_t index = m_nextWay++ % kWayFaults.size();
     const WayFault& fault = kWayFaults[index];
     ++m_waysMet[index];
-    if (fault.proxy) m_proxy.emplace(*fault.proxy != '\0', fault.proxy);
+    if (fault.proxy) m_proxy.emplace(fault.proxy);
     m_server.RefuseTunnels(fault.refusedTunnels);
     m_server.SetTlsFault(fault.tls);  // drops the connections of clients, which would not notice the fault otherwise
 }

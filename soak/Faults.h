@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "service/AccountServer.h"
-#include "support/ProxySetting.h"
+#include "service/ProxySetting.h"
 
 namespace qsn::soak {
 
@@ -35,7 +35,7 @@ private:
     std::size_t m_nextWay;
     std::shared_ptr<Replies> m_replies;  // shared with the rules, which the service keeps
     std::vector<std::uint64_t> m_waysMet;
-    std::optional<test::ProxySetting> m_proxy;
+    std::optional<service::ProxySetting> m_proxy;
 };
 
 }  // namespace qsn::soak

@@ -11,8 +11,8 @@ namespace qsn::test {
 namespace {
 
 // What a suite may hold more at its end than after the last of its tests that made the system load a module, as the
-// first request does for WinINet and its like. The service keeps what it replied, 3 MB in one suite; connections have a
-// thread and some handles each (8 in one suite), and end when they like.
+// first request does. The service keeps what it replied, 3 MB in one suite; connections have a thread and some handles
+// each (8 in one suite), and end when they like.
 constexpr std::size_t kHeapAllowance = 6 * 1024 * 1024;
 constexpr int kHandleAllowance = 16;
 constexpr int kThreadAllowance = 4;
