@@ -38,7 +38,6 @@ ReplyChange Status(int status, const char* location = nullptr) {
     if (location) change.headers = {{"Location", location}};
     return change;
 }
-// A reply's head of about a million bytes.
 HeaderList Lines(std::size_t count, std::size_t size) {
     HeaderList lines;
     for (std::size_t i = 0; i < count; ++i) lines.emplace_back("X-Line-" + std::to_string(i), std::string(size, 'x'));
@@ -74,7 +73,8 @@ const Fault kFaults[] = {
     {"deflate", kHttp, 0, {.compression = Compression::kDeflate}},
     {"interimReplies", kHttp, 0, {.before = kInterim}},
     {"cookie", kHttp, 0, {.headers = {{"Set-Cookie", "id=1; Domain=quillfern.example; Path=/"}}}},
-    {"manyLines", kHttp, 1, {.headers = Lines(2000, 500)}},
+    {"headUnderItsLimit", kHttp, 0, {.headers = Lines(400, 500)}},
+    {"headOverItsLimit", kHttp, 1, {.headers = Lines(560, 500)}},
     {"longLine", kHttp, 1, {.headers = Lines(1, 1000000)}},
     {"endless", kHttp, 1, {.compression = Compression::kGzip, .endless = true}},
     {"closedBeforeReply", kHttp, 1, {.closeBeforeReply = true}},
