@@ -5,11 +5,22 @@
 #include <string>
 #include <vector>
 
+#include "protocol/ProxyScript.h"
+
 namespace qsn {
 
+// The user's proxy settings, those of "Internet Options", as they are at the time of each call. For one thread.
 class ProxySettings {
 public:
+    // The ways to port 443 of `host`, best first, as libcurl takes them: "http://proxy:8080", or "" for the way without
+    // a proxy. Never empty. In this order, if it is set and works: automatic detection, a script's address, what is
+    // named with its exceptions. The event `breakOff` ends the search for a script at once, `milliseconds` each of the
+    // two.
     std::vector<std::string> For(const std::string& host, HANDLE breakOff, DWORD milliseconds);
+
+private:
+    ProxyScript m_detected;
+    ProxyScript m_script;
 };
 
 }  // namespace qsn
