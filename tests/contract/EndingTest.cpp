@@ -7,10 +7,10 @@
 #include <random>
 #include <thread>
 
+#include "service/ProxySetting.h"
 #include "support/Fakes.h"
 #include "support/ImportTable.h"
 #include "support/ProcessState.h"
-#include "support/ProxySetting.h"
 #include "support/Resources.h"
 #include "support/SessionTest.h"
 #include "support/SharedValues.h"
@@ -169,7 +169,7 @@ private:
     static int WSAAPI Cancel(LPHANDLE cancel) { return SetEvent(*cancel) ? NO_ERROR : WSAEINVAL; }
 
     static inline std::atomic<HANDLE> g_done{nullptr};
-    ProxySetting m_noProxy{0, ""};
+    qsn::service::ProxySetting m_noProxy{L""};
     ImportHook m_ask{"GetAddrInfoExW", &Ask};
     ImportHook m_cancel{"GetAddrInfoExCancel", &Cancel};
 };
