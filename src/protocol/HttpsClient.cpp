@@ -162,7 +162,6 @@ struct HttpsClient::Exchange {
         for (const std::string& line : request.headers) Append(headers, line);
         Append(headers, "Expect:");  // a large body does not wait for the service's leave
         Set(easy, CURLOPT_HTTPHEADER, headers.get());
-        Set(easy, CURLOPT_ACCEPT_ENCODING, "gzip, deflate");  // has it undone; the line of `headers` is what is sent
         Set(easy, CURLOPT_POST, 1L);
         Set(easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
         Set(easy, CURLOPT_POSTFIELDS, request.body.data());
@@ -280,7 +279,7 @@ TransferError HttpsClient::Perform(Exchange& exchange) {
         curl_multi_poll(m_multi.get(), nullptr, 0, kLookAtTheClock, nullptr);
         if (m_isBrokenOff) return TransferError::kBrokenOff;
     }
-    if (code == CURLE_OK) return exchange.reader.Status() == kOkStatus ? TransferError::kNone : TransferError::kNotHttp;
+    if (code == CURLE_OK) return exchange.reader.IsComplete() ? TransferError::kNone : TransferError::kNotHttp;
     exchange.outOfMemory |= code == CURLE_OUT_OF_MEMORY;
     if (exchange.refusal != TransferError::kNone) return exchange.refusal;
     long tunnel = 0;

@@ -8,7 +8,6 @@ namespace {
 
 constexpr int kContinues = 100;  // to 199: another head follows
 constexpr int kFinal = 200;      // and above
-constexpr int kOk = 200;
 constexpr std::size_t kMaxFieldValue = 1023;
 
 char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
@@ -35,7 +34,7 @@ bool ReplyReader::TakeHeaderLine(std::string_view line) {
         TakeField(line);
     } else if (m_announced >= kFinal) {
         m_status = m_announced;
-        return m_status == kOk;
+        return m_status == kOk && m_decoder.Begin(m_encoding);
     }
     return true;
 }
@@ -43,6 +42,7 @@ bool ReplyReader::TakeHeaderLine(std::string_view line) {
 void ReplyReader::TakeStatusLine(std::string_view line) {
     m_reply.token.clear();
     m_reply.digest.clear();
+    m_encoding = BodyDecoder::Encoding::kNone;
     m_announced = kContinues;
     const std::string_view code = Trimmed(line.substr(std::min(line.find(' '), line.size())));
     std::from_chars(code.data(), code.data() + code.size(), m_announced);
@@ -56,10 +56,15 @@ void ReplyReader::TakeField(std::string_view line) {
     if (value.size() > kMaxFieldValue) return;
     // The first of several counts.
     if (m_reply.token.empty() && EqualIgnoringCase(name, "X-token")) m_reply.token = value;
+    if (EqualIgnoringCase(name, "Content-Encoding")) m_encoding = BodyDecoder::EncodingOf(value);
     if (m_reply.digest.empty() && EqualIgnoringCase(name, "X-digest")) m_reply.digest = value;
 }
 
 bool ReplyReader::TakeBody(std::string_view piece) {
+    return m_decoder.Decode(piece, [this](std::string_view decoded) { return Keep(decoded); });
+}
+
+bool ReplyReader::Keep(std::string_view piece) {
     m_bodySize += piece.size();
     if (m_bodySize > kMaxBody) return false;
     // The body is a text: a NUL cuts short the piece that it arrived in.

@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+#include "protocol/BodyDecoder.h"
+
 namespace qsn {
 
 struct HttpReply {
@@ -21,18 +23,26 @@ public:
 
     explicit ReplyReader(HttpReply& reply) : m_reply(reply) {}
 
-    // False: nothing more of this reply is wanted. May throw std::bad_alloc.
+    // False: nothing more of this reply is wanted, or it is broken. May throw std::bad_alloc.
     bool TakeHeaderLine(std::string_view line);
     bool TakeBody(std::string_view piece);
 
+    // True if all of a reply was there.
+    bool IsComplete() const noexcept { return m_status == kOk && m_decoder.IsComplete(); }
     // Of the last head that has ended, 0 before that.
     int Status() const noexcept { return m_status; }
 
 private:
+    static constexpr int kOk = 200;
+
     void TakeStatusLine(std::string_view line);
     void TakeField(std::string_view line);
 
+    bool Keep(std::string_view piece);
+
     HttpReply& m_reply;
+    BodyDecoder m_decoder;
+    BodyDecoder::Encoding m_encoding = BodyDecoder::Encoding::kNone;
     int m_announced = 0;  // the status of the head that is being read
     int m_status = 0;
     std::size_t m_headSize = 0;

@@ -14,7 +14,10 @@ using qsn::service::PairFault;
 
 class UsageLog : public SessionTest {
 protected:
-    void SetUp() override { ASSERT_EQ(m_qsn->Init(L"S\u00e4D", &m_callback), S_OK); }
+    void SetUp() override {
+        ASSERT_EQ(m_qsn->Init(L"S\u00e4D", &m_callback), S_OK);
+        AccessToken();  // answered when the worker has started the log
+    }
     FakeOrb m_orb;
 };
 
