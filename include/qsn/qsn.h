@@ -286,8 +286,9 @@ struct IPVSubscription : public IUnknown {
      * Sets or reads the item `id` (a QSN_CONFIG, which says what `data` and `length` are and what waits).
      * E_NOTIMPL: unknown or reserved id. E_POINTER: data missing for item 1, length missing for 12 and 13.
      * E_INVALIDARG: data missing for 2 and 6 to 9, length missing or buffer too small for 14 and 15, token too long.
-     * E_UNEXPECTED: a token could not be encrypted. The token items may also return the registry's own error number,
-     * such as 5 (access denied), a positive one: compare their result with S_OK.
+     * E_UNEXPECTED: a token could not be encrypted. Items 12 and 13 may also return the registry's own error number,
+     * such as 5 (access denied), a positive one: compare their result with S_OK. Items 14 and 15 return that of a
+     * failed registry or DPAPI as a failure, such as 0x80070005; only a token that is not there is an empty one.
      * QSN_RETURN_E_TIMEOUT: the worker did not come to it within 120 s, or dropped it.
      */
     virtual HRESULT STDMETHODCALLTYPE Config(int32_t id, void* data, uint32_t* length) = 0;
@@ -323,12 +324,15 @@ struct IPVSubscription : public IUnknown {
      * Reported as QSN_ACTION_SIGNIN_RESULT: 0 if the session now holds a token (nothing is sent to find out whether
      * the service accepts it), else 3 with the login page address. A token of 64 bytes or more is dropped without a
      * callback.
-     * QSN_RETURN_E_NO_TOKEN: no token was given or found; the callback comes all the same.
+     * QSN_RETURN_E_NO_TOKEN: no token was given or found; the callback comes all the same. Any other failure: nothing
+     * was done, and no callback comes; with null and single sign-on that is so if the shared token could not be read.
      */
     virtual HRESULT STDMETHODCALLTYPE SignIn(const char* token) = 0;
     /*
-     * Ends the session, at the service too if it can be reached. Reported as QSN_ACTION_SIGNOUT_RESULT; the token is
-     * gone whatever the result.
+     * Ends the session, at the service too if it can be reached, and clears the shared member and refresh token.
+     * Reported as QSN_ACTION_SIGNOUT_RESULT; the token is gone whatever the result.
+     * A failure, E_OUTOFMEMORY or the registry's or DPAPI's: these two could not be read, so that the service would not
+     * hear of them. Nothing was done and no callback comes; call again.
      */
     virtual HRESULT STDMETHODCALLTYPE SignOut() = 0;
     /* Asks for the user's profile and menu; reported as QSN_ACTION_GET_USERINFO_RESULT. */

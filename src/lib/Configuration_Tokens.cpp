@@ -73,7 +73,9 @@ HRESULT PVQSNLib::GetMemberToken(void* data, uint32_t* length) {
         TraceA("QSNCFG_GET_MEMBER_TOKEN: no buflen provided\n");
         return E_INVALIDARG;
     }
-    return HandOut("QSNCFG_GET_MEMBER_TOKEN", ReadStoredTokens().member, data, length);
+    const StoredTokens tokens = ReadStoredTokens();
+    if (FAILED(tokens.memberResult)) return tokens.memberResult;
+    return HandOut("QSNCFG_GET_MEMBER_TOKEN", tokens.member, data, length);
 }
 
 HRESULT PVQSNLib::GetRefreshToken(void* data, uint32_t* length) {
@@ -81,7 +83,9 @@ HRESULT PVQSNLib::GetRefreshToken(void* data, uint32_t* length) {
         TraceA("QSNCFG_GET_REFRESH_TOKEN: no buflen provided\n");
         return E_INVALIDARG;
     }
-    return HandOut("QSNCFG_GET_REFRESH_TOKEN", ReadStoredTokens().refresh.Text(), data, length);
+    const StoredTokens tokens = ReadStoredTokens();
+    if (FAILED(tokens.refreshResult)) return tokens.refreshResult;
+    return HandOut("QSNCFG_GET_REFRESH_TOKEN", tokens.refresh.Text(), data, length);
 }
 
 }  // namespace qsn

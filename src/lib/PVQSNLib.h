@@ -92,13 +92,15 @@ private:
     std::wstring LogFolder() const;
     HRESULT Start(const wchar_t* productSID, IQSNCallbackFunc* callback);
 
-    // A token is empty where the store has none.
+    // A token is empty where the store has none, with S_FALSE, or could not be looked at.
     struct StoredTokens {
         std::string member;
+        HRESULT memberResult = S_OK;
         SecretText refresh;
+        HRESULT refreshResult = S_OK;
     };
     StoredTokens ReadStoredTokens();
-    StoreStatus ReadSharedToken(std::string* token);
+    HRESULT ReadSharedToken(std::string* token);
     HRESULT SignOutFromStore();
 
     template <class Task, class... Arguments>

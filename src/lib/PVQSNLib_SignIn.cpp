@@ -36,9 +36,9 @@ HRESULT STDMETHODCALLTYPE PVQSNLib::SignIn(const char* token) {
         bool fromStore = false;
         if (!token && singleSignOn) {
             TraceW(L"Sign in: try single signOn\n");
-            const StoreStatus status = ReadSharedToken(&candidate);
-            if (status == StoreStatus::kUnknown) return E_OUTOFMEMORY;
-            fromStore = status == StoreStatus::kExists;
+            const HRESULT read = ReadSharedToken(&candidate);
+            if (FAILED(read)) return read;
+            fromStore = read == S_OK;
             if (fromStore) TraceA("Sign in: GET from single signOn token: %s\n", candidate.c_str());
         }
         // Posted without a token too: the callback then tells the host where to sign in.
@@ -58,6 +58,9 @@ HRESULT STDMETHODCALLTYPE PVQSNLib::SignOut() {
     return Guarded([&]() -> HRESULT {
         if (!Worker()) return QSN_RETURN_E_NOT_INITIALIZED;
         StoredTokens tokens = ReadStoredTokens();
+        // What the service would not be told of must not go.
+        if (FAILED(tokens.memberResult)) return tokens.memberResult;
+        if (FAILED(tokens.refreshResult)) return tokens.refreshResult;
         TraceA("Sign out: memtoken:%s\n", tokens.member.c_str());
         const HRESULT posted = Post<SignOutTask>(kByHost, std::move(tokens.member), std::move(tokens.refresh));
         if (FAILED(posted)) return posted;
@@ -79,7 +82,8 @@ HRESULT PVQSNLib::SSOCallbackEvent(int id, const char* data) {
         switch (event) {
             case SSOEvent::kTokenSet: {
                 std::string token;
-                if (ReadSharedToken(&token) == StoreStatus::kUnknown) return E_OUTOFMEMORY;
+                const HRESULT read = ReadSharedToken(&token);
+                if (FAILED(read)) return read;
                 return Post<SignInTask>(std::move(token), kBySingleSignOn);
             }
             case SSOEvent::kTokenClear: return SignOutFromStore();
@@ -94,6 +98,8 @@ HRESULT PVQSNLib::SSOCallbackEvent(int id, const char* data) {
 // The shared token itself is gone already.
 HRESULT PVQSNLib::SignOutFromStore() {
     StoredTokens tokens = ReadStoredTokens();
+    if (FAILED(tokens.memberResult)) return tokens.memberResult;
+    if (FAILED(tokens.refreshResult)) return tokens.refreshResult;
     const HRESULT posted = Post<SignOutTask>(kBySingleSignOn, std::move(tokens.member), std::move(tokens.refresh));
     if (FAILED(posted)) return posted;
     m_singleSignOn.SetMemberToken({});
@@ -101,17 +107,16 @@ HRESULT PVQSNLib::SignOutFromStore() {
     return S_OK;
 }
 
-StoreStatus PVQSNLib::ReadSharedToken(std::string* token) {
+HRESULT PVQSNLib::ReadSharedToken(std::string* token) {
     StoreStatus status = StoreStatus::kUnknown;
-    m_singleSignOn.GetSingleSignOnToken(token, &status);
-    return status;
+    return m_singleSignOn.GetSingleSignOnToken(token, &status);
 }
 
 PVQSNLib::StoredTokens PVQSNLib::ReadStoredTokens() {
     StoredTokens tokens;
     StoreStatus status = StoreStatus::kUnknown;
-    m_singleSignOn.GetMemberToken(&tokens.member, &status);
-    m_singleSignOn.GetRefreshToken(&tokens.refresh, &status);
+    tokens.memberResult = m_singleSignOn.GetMemberToken(&tokens.member, &status);
+    tokens.refreshResult = m_singleSignOn.GetRefreshToken(&tokens.refresh, &status);
     return tokens;
 }
 

@@ -107,7 +107,7 @@ bool CheckSingleSignOn::CheckText(Watched& watched, StoreStatus status, const st
 }
 
 bool CheckSingleSignOn::Raise(SSOEvent event, const char* data) {
-    return !m_callback || m_callback->SSOCallbackEvent(static_cast<int>(event), data) != E_OUTOFMEMORY;
+    return !m_callback || SUCCEEDED(m_callback->SSOCallbackEvent(static_cast<int>(event), data));
 }
 
 }  // namespace qsn

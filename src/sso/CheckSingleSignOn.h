@@ -45,12 +45,13 @@ public:
     HRESULT SetPublicKey(std::string_view key);
     HRESULT SetPublicID(std::uint32_t id);
 
-    // S_OK; S_FALSE, with an empty token, where there is none; E_INVALIDARG for a null argument; E_OUTOFMEMORY, with
-    // the status unknown. A value that cannot be decrypted is deleted, and there is none then.
+    // S_OK; S_FALSE, with an empty token, where there is none; E_INVALIDARG for a null argument; any other failure,
+    // with the status unknown, where it could not be looked at. A value that can never be decrypted here is deleted,
+    // and there is none then.
     HRESULT GetSingleSignOnToken(std::string* token, StoreStatus* status);
     HRESULT GetMemberToken(std::string* token, StoreStatus* status);
     HRESULT GetRefreshToken(SecretText* token, StoreStatus* status);
-    // E_FAIL where there is none.
+    // E_FAIL where there is none; other failures as above.
     HRESULT GetPublicKey(std::string* key);
     HRESULT GetPublicID(std::uint32_t* id);
 
@@ -79,7 +80,7 @@ private:
     static std::optional<std::string> EncryptedRefreshToken();
     // True where the host knows as much as we do.
     bool CheckText(Watched& watched, StoreStatus status, const std::string& text, SSOEvent set, SSOEvent clear);
-    // False where there was no memory to pass the event on: the next look finds it again.
+    // False where the event could not be passed on: the next look finds it again.
     bool Raise(SSOEvent event, const char* data);
     void SetCallback(SSOCallback* callback);
 

@@ -45,30 +45,44 @@ HRESULT WriteProtected(const char* name, std::string_view text) {
     return WriteEncoded(name, *bytes, kTextCapacity);
 }
 
+// S_FALSE where there is no text.
+HRESULT ReadText(const char* name, std::uint32_t capacity, std::optional<std::string>* text) {
+    const LSTATUS status = ReadSharedText(name, capacity, text);
+    if (status == ERROR_SUCCESS) return *text ? S_OK : S_FALSE;
+    TraceA("[CheckSingleSignOn] reading %s failed, error = %d\n", name, static_cast<int>(status));
+    return HRESULT_FROM_WIN32(status);
+}
+
 HRESULT ReadEncoded(const char* name, std::uint32_t capacity, std::uint32_t tokenSize, std::string* token) {
     token->clear();
-    const std::optional<std::string> text = ReadSharedText(name, capacity);
-    if (!text) return S_FALSE;
+    std::optional<std::string> text;
+    const HRESULT hr = ReadText(name, capacity, &text);
+    if (hr != S_OK) return hr;
     *token = TokenIn(DecodeTokenText(*text, tokenSize), tokenSize);
-    return S_OK;
+    return token->empty() ? S_FALSE : S_OK;
 }
 
-// What cannot be decrypted is of no use to anybody any more, and goes.
+// What cannot be decrypted is of no use to anybody any more, and goes. What could not be decrypted just now stays.
 HRESULT ReadProtected(const char* name, const char* failedTrace, SecretText* plainText) {
     *plainText = SecretText();
-    const std::optional<std::string> text = ReadSharedText(name, kTextCapacity);
-    if (!text) return S_FALSE;
-    const std::optional<SecretText> plain = Unprotect(DecodeTokenText(*text, kTokenSize));
-    if (!plain) {
+    std::optional<std::string> text;
+    const HRESULT hr = ReadText(name, kTextCapacity, &text);
+    if (hr != S_OK) return hr;
+    const std::vector<std::uint8_t> bytes = DecodeTokenText(*text, kTokenSize);
+    if (bytes.empty()) return S_FALSE;
+    SecretText plain;
+    const DWORD error = Unprotect(bytes, &plain);
+    if (error != ERROR_SUCCESS) {
         TraceA("%s", failedTrace);
-        DeleteSharedValue(name);
+        if (!IsFaultOfTheData(error)) return HRESULT_FROM_WIN32(error);
+        DeleteSharedText(name, kTextCapacity, *text);
         return S_FALSE;
     }
-    *plainText = SecretText(TokenIn(BytesOf(plain->Text()), kTokenSize));
-    return S_OK;
+    *plainText = SecretText(TokenIn(BytesOf(plain.Text()), kTokenSize));
+    return plainText->IsEmpty() ? S_FALSE : S_OK;
 }
 
-// Unknown where there was no memory to look: such a token has not gone.
+// Unknown where nobody could look: such a token has not gone.
 StoreStatus StatusOf(HRESULT readResult) {
     if (FAILED(readResult)) return StoreStatus::kUnknown;
     return readResult == S_OK ? StoreStatus::kExists : StoreStatus::kNotExist;
@@ -147,7 +161,7 @@ HRESULT CheckSingleSignOn::GetMemberToken(std::string* token, StoreStatus* statu
     if (!token || !status) return E_INVALIDARG;
     const std::lock_guard lock(m_storeLock);
     const HRESULT hr = Guarded([&] { return ReadEncoded(kMemberValue, kTextCapacity, kTokenSize, token); });
-    if (hr != S_OK) TraceA("[ERR] GetMemberToken SS_STATUS_NOT_EXIST\n");
+    if (hr == S_FALSE) TraceA("[ERR] GetMemberToken SS_STATUS_NOT_EXIST\n");
     *status = StatusOf(hr);
     return hr;
 }
@@ -157,13 +171,15 @@ HRESULT CheckSingleSignOn::GetRefreshToken(SecretText* token, StoreStatus* statu
     const std::lock_guard lock(m_storeLock);
     const HRESULT hr = Guarded(
         [&] { return ReadProtected(kRefreshValue, "[CheckSingleSignOn] CryptUnprotectData error!!\n", token); });
-    if (hr != S_OK) TraceA("[ERR] GetRefreshToken SS_STATUS_NOT_EXIST\n");
+    if (hr == S_FALSE) TraceA("[ERR] GetRefreshToken SS_STATUS_NOT_EXIST\n");
     *status = StatusOf(hr);
     return hr;
 }
 
 std::optional<std::string> CheckSingleSignOn::EncryptedRefreshToken() {
-    return ReadSharedText(kRefreshValue, kTextCapacity);
+    std::optional<std::string> text;
+    ReadSharedText(kRefreshValue, kTextCapacity, &text);
+    return text;
 }
 
 HRESULT CheckSingleSignOn::GetPublicKey(std::string* key) {
@@ -173,7 +189,7 @@ HRESULT CheckSingleSignOn::GetPublicKey(std::string* key) {
         SecretText plain;
         const HRESULT hr = ReadProtected(kPublicKeyValue, "[ERR] GetPublicKey decrypt failed.\n", &plain);
         *key = plain.Text();
-        if (hr == S_OK) return S_OK;
+        if (hr != S_FALSE) return hr;
         TraceA("[ERR] GetPublicKey SS_STATUS_NOT_EXIST\n");
         return E_FAIL;
     });
@@ -182,7 +198,9 @@ HRESULT CheckSingleSignOn::GetPublicKey(std::string* key) {
 HRESULT CheckSingleSignOn::GetPublicID(std::uint32_t* id) {
     if (!id) return E_INVALIDARG;
     const std::lock_guard lock(m_storeLock);
-    const std::optional<std::uint32_t> number = ReadSharedNumber(kPublicIDValue);
+    std::optional<std::uint32_t> number;
+    const LSTATUS status = ReadSharedNumber(kPublicIDValue, &number);
+    if (status != ERROR_SUCCESS) return HRESULT_FROM_WIN32(status);
     if (!number) {
         TraceA("[ERR] GetPublicID key is not exist.\n");
         return E_FAIL;

@@ -42,12 +42,29 @@ std::optional<std::vector<std::uint8_t>> ProtectForMachine(std::string_view text
     return std::vector<std::uint8_t>(encrypted.Bytes().begin(), encrypted.Bytes().end());
 }
 
-std::optional<SecretText> Unprotect(std::span<const std::uint8_t> bytes) {
+DWORD Unprotect(std::span<const std::uint8_t> bytes, SecretText* text) {
     DATA_BLOB encrypted = Input(bytes.data(), bytes.size());
     SystemBlob plain;
-    if (bytes.empty() || !CryptUnprotectData(&encrypted, nullptr, nullptr, nullptr, nullptr, 0, plain.Receive()))
-        return std::nullopt;
-    return SecretText({reinterpret_cast<const char*>(plain.Bytes().data()), plain.Bytes().size()});
+    if (!CryptUnprotectData(&encrypted, nullptr, nullptr, nullptr, nullptr, 0, plain.Receive())) {
+        const DWORD error = GetLastError();
+        return error != ERROR_SUCCESS ? error : ERROR_GEN_FAILURE;
+    }
+    *text = SecretText({reinterpret_cast<const char*>(plain.Bytes().data()), plain.Bytes().size()});
+    return ERROR_SUCCESS;
+}
+
+bool IsFaultOfTheData(DWORD unprotectError) {
+    switch (unprotectError) {
+        case ERROR_INVALID_DATA:
+        case ERROR_INVALID_PARAMETER:  // shorter than it says it is
+        case static_cast<DWORD>(NTE_BAD_DATA):
+        case static_cast<DWORD>(NTE_BAD_HASH):
+        case static_cast<DWORD>(NTE_BAD_KEY):
+        case static_cast<DWORD>(NTE_BAD_KEY_STATE):  // another machine's
+        case static_cast<DWORD>(NTE_BAD_LEN):
+        case static_cast<DWORD>(NTE_BAD_VER): return true;
+        default: return false;
+    }
 }
 
 }  // namespace qsn

@@ -18,8 +18,8 @@ enum class SSOEvent : int {
 // neither for another thread that uses it nor for the watcher itself.
 class SSOCallback {
 public:
-    // `id`: an SSOEvent. `data`: the new member or refresh token, else null; valid during the call. E_OUTOFMEMORY asks
-    // to be told again at the next look.
+    // `id`: an SSOEvent. `data`: the new member or refresh token, else null; valid during the call. A failure asks to
+    // be told again at the next look.
     virtual HRESULT SSOCallbackEvent(int id, const char* data) = 0;
 
 protected:

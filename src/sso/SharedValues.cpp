@@ -1,5 +1,7 @@
 #include "sso/SharedValues.h"
 
+#include <algorithm>
+
 #include "Utility/Win32Owners.h"
 
 namespace qsn {
@@ -24,30 +26,39 @@ LSTATUS Write(const char* name, DWORD type, const void* data, DWORD size) {
     return RegSetValueExA(key.Get(), name, 0, type, static_cast<const BYTE*>(data), size);
 }
 
-// Reads into `data` in one call; false unless the value is of `type`. `size`: the buffer's, then the value's.
-bool Read(const char* name, DWORD type, void* data, DWORD* size) {
+// Reads into `data` in one call. `size`: the buffer's, then the value's. `found`: false, with ERROR_SUCCESS, where no
+// value of `type` that fits is there.
+LSTATUS Read(const char* name, DWORD type, void* data, DWORD* size, bool* found) {
     UniqueRegistryKey key;
-    if (OpenToRead(&key) != ERROR_SUCCESS) return false;
     DWORD actualType = REG_NONE;
-    const LSTATUS status = RegQueryValueExA(key.Get(), name, nullptr, &actualType, static_cast<BYTE*>(data), size);
-    return status == ERROR_SUCCESS && actualType == type;
+    LSTATUS status = OpenToRead(&key);
+    if (status == ERROR_SUCCESS) {
+        status = RegQueryValueExA(key.Get(), name, nullptr, &actualType, static_cast<BYTE*>(data), size);
+    }
+    *found = status == ERROR_SUCCESS && actualType == type;
+    return status == ERROR_FILE_NOT_FOUND || status == ERROR_MORE_DATA ? ERROR_SUCCESS : status;
 }
 
 }  // namespace
 
-std::optional<std::string> ReadSharedText(const char* name, DWORD capacity) {
-    std::string text(capacity, '\0');
+LSTATUS ReadSharedText(const char* name, DWORD capacity, std::optional<std::string>* text) {
+    text->reset();
+    std::string buffer(capacity, '\0');
     DWORD size = capacity;
-    if (!Read(name, REG_SZ, text.data(), &size)) return std::nullopt;
-    text.resize(size);
-    return text.substr(0, text.find('\0'));
+    bool found = false;
+    const LSTATUS status = Read(name, REG_SZ, buffer.data(), &size, &found);
+    if (found) *text = buffer.substr(0, std::min<std::size_t>(buffer.find('\0'), size));
+    return status;
 }
 
-std::optional<std::uint32_t> ReadSharedNumber(const char* name) {
-    std::uint32_t number = 0;
-    DWORD size = sizeof(number);
-    if (!Read(name, REG_DWORD, &number, &size) || size != sizeof(number)) return std::nullopt;
-    return number;
+LSTATUS ReadSharedNumber(const char* name, std::optional<std::uint32_t>* number) {
+    number->reset();
+    std::uint32_t value = 0;
+    DWORD size = sizeof(value);
+    bool found = false;
+    const LSTATUS status = Read(name, REG_DWORD, &value, &size, &found);
+    if (found && size == sizeof(value)) *number = value;
+    return status;
 }
 
 LSTATUS WriteSharedText(const char* name, std::string_view text) {
@@ -67,6 +78,12 @@ LSTATUS DeleteSharedValue(const char* name) {
     if (opened != ERROR_SUCCESS) return opened;
     const LSTATUS deleted = RegDeleteValueA(key.Get(), name);
     return deleted == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : deleted;
+}
+
+LSTATUS DeleteSharedText(const char* name, DWORD capacity, const std::string& expected) {
+    std::optional<std::string> text;
+    const LSTATUS read = ReadSharedText(name, capacity, &text);
+    return read == ERROR_SUCCESS && text == expected ? DeleteSharedValue(name) : read;
 }
 
 }  // namespace qsn

@@ -10,15 +10,18 @@
 namespace qsn {
 
 // The values of the user's registry key that the suite's applications share. Any of them may change or vanish at any
-// moment, so each function is one access to one value. Writing and deleting create the key where it is missing and
-// return the registry's own error number; deleting what is not there is a success.
+// moment, so each function is one access to one value and returns the registry's own error number.
 
-// Up to the first NUL, which need not be there. Nothing where the value is missing, no text, or longer than `capacity`.
-std::optional<std::string> ReadSharedText(const char* name, DWORD capacity);
-std::optional<std::uint32_t> ReadSharedNumber(const char* name);
+// Up to the first NUL, which need not be there. Success with nothing: the value is missing, or cannot hold a token,
+// being of another type or longer than `capacity`. Any other failure says nothing about the value.
+LSTATUS ReadSharedText(const char* name, DWORD capacity, std::optional<std::string>* text);
+LSTATUS ReadSharedNumber(const char* name, std::optional<std::uint32_t>* number);
 
+// Writing and deleting create the key where it is missing; deleting what is not there is a success.
 LSTATUS WriteSharedText(const char* name, std::string_view text);
 LSTATUS WriteSharedNumber(const char* name, std::uint32_t number);
 LSTATUS DeleteSharedValue(const char* name);
+// Only while it holds the text that was read, so that what another application has written since stays.
+LSTATUS DeleteSharedText(const char* name, DWORD capacity, const std::string& expected);
 
 }  // namespace qsn

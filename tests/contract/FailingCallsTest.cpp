@@ -21,6 +21,7 @@ const char* NameOf(Kind kind) { return kind == Kind::kAllocation ? "allocation" 
 constexpr unsigned kEachUpTo = 40;
 constexpr unsigned kStride = 7;
 constexpr char kRefreshToken[] = "refresh-ada";
+constexpr char kTokenToKeep[] = "a-token-to-keep";
 
 // What goes on while calls fail. `run` is true where all of it succeeded.
 class FailingCallsTest : public SessionTest {
@@ -80,11 +81,11 @@ public:
                SharedValues::Read("mTok") != before;
     }
     bool StoreWrite() {
-        char token[] = "a-token-to-keep";
-        uint32_t length = sizeof(token) - 1;
+        std::string token = kTokenToKeep;
+        auto length = static_cast<uint32_t>(token.size());
         bool stored = true;
         for (int32_t item : {QSNCFG_SET_MEMBER_TOKEN, QSNCFG_SET_REFRESH_TOKEN}) {
-            stored = m_qsn->Config(item, token, &length) == S_OK && stored;
+            stored = m_qsn->Config(item, token.data(), &length) == S_OK && stored;
         }
         return stored;
     }
@@ -152,30 +153,60 @@ public:
 
 TEST_F(FailingCallsTest, EachEndsInAResultCodeAndLeavesNothing) { FailInEachScenario(); }
 
-// A shared token that nobody could look at has not gone, and what became of it meanwhile is told once there is memory.
-TEST_F(FailingCallsTest, AWatcherWithoutMemorySignsNobodyOut) {
-    SharedValues::WriteToken("SSO", kToken);
-    SharedValues::WriteToken("mTok", "member-token");
-    SharedValues::WriteProtected("rTok", kRefreshToken);
+// What keeps the library from looking at the shared values for a while.
+struct Obstacle {
+    const char* name;
+    const char* call;  // null: blocks of memory
+    DWORD error;
+};
+
+class SharedTokensOutOfReach : public FailingCallsTest, public testing::WithParamInterface<Obstacle> {
+protected:
+    void Fail() {
+        GetParam().call ? m_calls.FailCallsOf(GetParam().call, GetParam().error) : m_calls.FailBlocksOf(1000);
+    }
+};
+
+TEST_P(SharedTokensOutOfReach, AreNotTakenForGone) {
     Session();
     uint32_t on = 1;
     ASSERT_EQ(m_qsn->Config(QSNCFG_ENABLE_SINGLE_SIGNON, &on, nullptr), S_OK);
     ASSERT_TRUE(Request());
-    // The first look makes no events, and nothing shows when it has been taken.
-    ASSERT_TRUE(Eventually([&, i = 0]() mutable {
-        SharedValues::WriteToken("mTok", std::to_string(i++) + "-token");
-        return m_callback.WaitFor(QSN_ACTION_NOTIFY, 1500ms).has_value();
-    }));
+    ASSERT_TRUE(StoreWrite());
+    SharedValues::WriteProtected("rTok", kTokenToKeep);  // the same token, encrypted anew, so that it is looked at
 
-    m_calls.FailEvery(Kind::kAllocation);
-    EXPECT_TRUE(Eventually([&] { return m_calls.Failures() >= 6; })) << "two looks at three values";
-    EXPECT_EQ(m_callback.Pending(), 0u);
+    Fail();
+    EXPECT_TRUE(Eventually([&] { return m_calls.Failures() >= 3; })) << "looks at each value, or at one of them";
     SharedValues::Delete("mTok");
     m_calls.Stop();
-    EXPECT_EQ(m_callback.ResultOf(QSN_ACTION_NOTIFY), QSN_NOTIFY_MEMBER_TOKEN_CLEAR);
+    EXPECT_EQ(m_callback.ResultOf(QSN_ACTION_NOTIFY), QSN_NOTIFY_MEMBER_TOKEN_CLEAR) << "what became of it meanwhile";
+
+    Fail();
+    uint32_t length = 0;
+    EXPECT_LT(m_qsn->Config(QSNCFG_GET_REFRESH_TOKEN, nullptr, &length), 0);
+    EXPECT_LT(m_qsn->SignOut(), 0);
+    m_calls.Stop();
+    EXPECT_EQ(AccessToken(), kToken);
     EXPECT_EQ(m_callback.Pending(), 0u);
     EXPECT_TRUE(SharedValues::Has("SSO"));
-    EXPECT_TRUE(SharedValues::Has("rTok"));
+    EXPECT_EQ(SharedValues::Decrypt("rTok"), kTokenToKeep);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, SharedTokensOutOfReach,
+                         testing::Values(Obstacle{"memory", nullptr, 0},
+                                         Obstacle{"denied", "RegOpenKeyExA", ERROR_ACCESS_DENIED},
+                                         Obstacle{"keyDeleted", "RegQueryValueExA", ERROR_KEY_DELETED},
+                                         Obstacle{"encryption", "CryptUnprotectData", RPC_S_SERVER_UNAVAILABLE}),
+                         [](const auto& each) { return std::string(each.param.name); });
+
+TEST_F(FailingCallsTest, ATokenThatCannotBeDecryptedGoesOnlyWhileItIsStillThere) {
+    Session();
+    SharedValues::WriteProtected("rTok", "damaged");
+    m_calls.FailCallOf("CryptUnprotectData", ERROR_INVALID_DATA, [] { SharedValues::WriteProtected("rTok", "new"); });
+    uint32_t length = 0;
+    EXPECT_EQ(m_qsn->Config(QSNCFG_GET_REFRESH_TOKEN, nullptr, &length), S_OK);
+    EXPECT_EQ(m_calls.Failures(), 1u);
+    EXPECT_EQ(SharedValues::Decrypt("rTok"), "new");
 }
 
 // An exchange that failed for want of memory is over: a callback is waited for again, and not left behind like a

@@ -23,6 +23,7 @@
 #include <set>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 
 #include "support/ImportTable.h"
 
@@ -47,7 +48,9 @@ constexpr std::array kResourceNames{"blocks", "handles", "registry keys",      "
                                     "hashes", "sockets", "certificate chains", "system memory",    "modules"};
 std::array<std::atomic<long>, kResourceNames.size()> g_held;
 
-std::atomic<int> g_kind{-1};  // of the calls that are to fail
+std::atomic<int> g_kind{-1};               // of the calls that are to fail
+std::atomic<const char*> g_name{nullptr};  // in place of a kind: the one function whose calls are
+std::atomic<DWORD> g_error{0};             // what they fail with, 0: each with its own
 std::atomic<unsigned> g_failAt{0};
 std::atomic<bool> g_failEvery{false};
 constexpr std::size_t kNoSize = std::numeric_limits<std::size_t>::max();
@@ -55,12 +58,33 @@ std::atomic<std::size_t> g_failSize{kNoSize};
 std::atomic<unsigned> g_calls{0};
 std::atomic<unsigned> g_failures{0};
 std::atomic<const char*> g_failed{nullptr};
+std::function<void()> g_meanwhile;  // changed while nothing fails only
+
+std::mutex g_recordLock;  // guards what follows
+const char* g_recorded = nullptr;
+std::vector<DWORD> g_numbers;
+
+bool IsMeant(Kind kind, const char* name) {
+    const char* const only = g_name;
+    return only ? std::strcmp(only, name) == 0 : g_kind == static_cast<int>(kind);
+}
 
 bool ShallFail(Kind kind, const char* name, std::size_t size) {
-    if (g_kind != static_cast<int>(kind)) return false;
+    if (!IsMeant(kind, name)) return false;
     if (++g_calls != g_failAt && !g_failEvery && size < g_failSize) return false;
     if (g_failures++ == 0) g_failed = name;
+    if (g_meanwhile) g_meanwhile();
     return true;
+}
+
+void Keep(DWORD number) { g_numbers.push_back(number); }
+template <class Other>
+void Keep(Other) {}
+
+template <class... Arguments>
+void RecordCall(const char* name, Arguments... arguments) {
+    const std::lock_guard lock(g_recordLock);
+    if (g_recorded && std::strcmp(g_recorded, name) == 0) (..., Keep(arguments));
 }
 
 struct Name {
@@ -111,10 +135,20 @@ struct Thunk<name, Result(Arguments...)> {
 
     template <Kind kind, auto failure, DWORD error>
     static Result Fail(Arguments... arguments) {
+        if constexpr (kind == Kind::kPlatform) RecordCall(name.text, arguments...);
         if (!ShallFail(kind, name.text, SizeOf(arguments...))) return original(arguments...);
-        SetLastError(error);
+        const DWORD chosen = g_error;
+        SetLastError(chosen != 0 ? chosen : error);
         if (kind == Kind::kAllocation) errno = ENOMEM;
+        // These return the number itself.
+        if constexpr (std::is_same_v<Result, LONG>) {
+            if (chosen != 0) return static_cast<Result>(chosen);
+        }
         return static_cast<Result>(failure);
+    }
+    static Result Pass(Arguments... arguments) {
+        RecordCall(name.text, arguments...);
+        return original(arguments...);
     }
     template <Kind kind, auto failure, DWORD error, Resource resource>
     static Result Open(Arguments... arguments) {
@@ -166,6 +200,10 @@ Import Allocates() {
     return MakeImport<name, Function>(
         &Thunk<name, Function>::template Open<Kind::kAllocation, nullptr, ERROR_NOT_ENOUGH_MEMORY, kBlocks>);
 }
+template <Name name, class Function>
+Import Passes() {
+    return MakeImport<name, Function>(&Thunk<name, Function>::Pass);
+}
 template <Name name, class Function, Resource resource>
 Import Closes() {
     return MakeImport<name, Function>(&Thunk<name, Function>::template Close<resource>);
@@ -175,8 +213,8 @@ Import Closes() {
 constexpr DWORD kNoMemory = ERROR_NOT_ENOUGH_MEMORY;
 constexpr DWORD kNoCryptoMemory = static_cast<DWORD>(NTE_NO_MEMORY);
 
-// What can fail for want of something, but for WSACreateEvent: libcurl keeps a block each time that it does. What only
-// gives back, waits or answers from memory that it is handed is not here.
+// What can fail for want of something, but for WSACreateEvent: libcurl keeps a block each time that it does; and what
+// tests want to know the arguments of. What only gives back or answers from memory that it is handed is not here.
 const std::array kImports{
     Allocates<OF(malloc)>(),
     Allocates<OF(calloc)>(),
@@ -192,6 +230,7 @@ const std::array kImports{
     MakeImport<OF(FreeLibrary)>(&FreeNoted),
     Opens<OF(LocalAlloc), nullptr, kNoMemory, kSystemMemory>(),
     Closes<OF(LocalFree), kSystemMemory>(),
+    Passes<OF(SleepConditionVariableSRW)>(),
     Fails<OF(GetComputerNameW), FALSE, kNoMemory>(),
     Opens<OF(RegOpenKeyExA), kNoMemory, kNoMemory, kRegistryKeys>(),
     Opens<OF(RegCreateKeyExA), kNoMemory, kNoMemory, kRegistryKeys>(),
@@ -253,6 +292,7 @@ FailingCalls::FailingCalls() {
 
 FailingCalls::~FailingCalls() {
     Stop();
+    Record(nullptr);
     ForEachImport([](std::string_view name, ULONGLONG& entry) {
         const auto import = std::ranges::find(kImports, name, &Import::name);
         if (import != kImports.end()) WriteImport(entry, *import->original);
@@ -260,11 +300,7 @@ FailingCalls::~FailingCalls() {
 }
 
 void FailingCalls::FailNth(Kind kind, unsigned n) {
-    Stop();
-    g_failed = nullptr;
-    g_calls = 0;
-    g_failures = 0;
-    g_failAt = n;
+    StartAnew(n);
     g_kind = static_cast<int>(kind);
 }
 
@@ -278,11 +314,47 @@ void FailingCalls::FailBlocksOf(std::size_t size) {
     g_failSize = size;
 }
 
+void FailingCalls::FailCallsOf(const char* name, DWORD error) {
+    StartAnew(1);
+    g_failEvery = true;
+    g_error = error;
+    g_name = name;
+}
+
+void FailingCalls::FailCallOf(const char* name, DWORD error, std::function<void()> meanwhile) {
+    StartAnew(1);
+    g_meanwhile = std::move(meanwhile);
+    g_error = error;
+    g_name = name;
+}
+
+void FailingCalls::StartAnew(unsigned n) {
+    Stop();
+    g_failed = nullptr;
+    g_calls = 0;
+    g_failures = 0;
+    g_failAt = n;
+}
+
 const char* FailingCalls::Stop() {
     g_kind = -1;
+    g_name = nullptr;
+    g_error = 0;
     g_failSize = kNoSize;
     g_failEvery = false;
+    g_meanwhile = nullptr;
     return g_failed;
+}
+
+void FailingCalls::Record(const char* name) {
+    const std::lock_guard lock(g_recordLock);
+    g_recorded = name;
+    g_numbers.clear();
+}
+
+std::vector<DWORD> FailingCalls::Recorded() {
+    const std::lock_guard lock(g_recordLock);
+    return g_numbers;
 }
 
 unsigned FailingCalls::Failures() const { return g_failures; }

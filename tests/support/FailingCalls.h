@@ -1,8 +1,12 @@
 #pragma once
 
+#include <windows.h>
+
 #include <cstddef>
+#include <functional>
 #include <map>
 #include <string>
+#include <vector>
 
 namespace qsn::test {
 
@@ -25,13 +29,24 @@ public:
     void FailEvery(Kind kind);
     // Each allocation with malloc of `size` bytes or more does.
     void FailBlocksOf(std::size_t size);
+    // Each call of the function does, with `error`; the other form: the next one only, once `meanwhile` has run.
+    void FailCallsOf(const char* name, DWORD error);
+    void FailCallOf(const char* name, DWORD error, std::function<void()> meanwhile);
     // Nothing fails any more. The name of the first function that did, null where none was called often enough.
     const char* Stop();
     unsigned Failures() const;
 
+    // From now on the arguments of type DWORD are kept, in the order of the calls, of one function that can fail or
+    // wait.
+    static void Record(const char* name);
+    static std::vector<DWORD> Recorded();
+
     // What the DLL holds at this moment: blocks of memory, handles, keys ..., each counted where it was handed out and
     // given back. Kinds that it holds none of are missing.
     static std::map<std::string, long> Held();
+
+private:
+    void StartAnew(unsigned n);
 };
 
 }  // namespace qsn::test
