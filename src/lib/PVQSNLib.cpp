@@ -89,6 +89,7 @@ RunningSession PVQSNLib::EndSources() {
     const std::lock_guard lock(m_sourceLock);
     if (!Worker()) return {};
     m_singleSignOn.UninitIfStarted();
+    m_nSingleSignOnEnabled = 0;  // without a watcher it would be half on
     m_routineTimer.Uninit();
     Stop();
     return TakeRunning();

@@ -95,15 +95,16 @@ HRESULT PVQSNLib::SSOCallbackEvent(int id, const char* data) {
     });
 }
 
-// The shared token itself is gone already.
+// The shared token itself is gone already. What another application has set since belongs to a later sign-in, and is
+// neither shown to the service nor cleared.
 HRESULT PVQSNLib::SignOutFromStore() {
-    StoredTokens tokens = ReadStoredTokens();
-    if (FAILED(tokens.memberResult)) return tokens.memberResult;
-    if (FAILED(tokens.refreshResult)) return tokens.refreshResult;
-    const HRESULT posted = Post<SignOutTask>(kBySingleSignOn, std::move(tokens.member), std::move(tokens.refresh));
+    std::string member;
+    SecretText refresh;
+    const HRESULT read = m_singleSignOn.GetTokensSeenBefore(&member, &refresh);
+    if (FAILED(read)) return read;
+    const HRESULT posted = Post<SignOutTask>(kBySingleSignOn, std::move(member), std::move(refresh));
     if (FAILED(posted)) return posted;
-    m_singleSignOn.SetMemberToken({});
-    m_singleSignOn.SetRefreshToken({});
+    m_singleSignOn.ClearTokensSeenBefore();
     return S_OK;
 }
 

@@ -11,9 +11,6 @@ namespace {
 
 constexpr DWORD kCheckInterval = 1000;  // ms
 
-// The beginning decides, as far as the known text goes. A token that was merely extended is the same one to the suite.
-bool IsAnother(const std::string& text, const std::string& known) { return text.compare(0, known.size(), known) != 0; }
-
 }  // namespace
 
 CheckSingleSignOn::~CheckSingleSignOn() { UninitIfStarted(); }
@@ -61,11 +58,12 @@ DWORD CheckSingleSignOn::ThreadProc() {
 
 void CheckSingleSignOn::Check() {
     const std::lock_guard lock(m_storeLock);
+    const StoreStatus before = m_signOn.status;
     std::string token;
     StoreStatus status = StoreStatus::kUnknown;
     GetSingleSignOnToken(&token, &status);
     if (status != StoreStatus::kUnknown) {
-        const StoreStatus before = std::exchange(m_signOn.status, status);
+        m_signOn.status = status;
         if (before != StoreStatus::kUnknown && before != status &&
             !Raise(status == StoreStatus::kExists ? SSOEvent::kTokenSet : SSOEvent::kTokenClear, nullptr)) {
             m_signOn.status = before;
@@ -98,11 +96,9 @@ bool CheckSingleSignOn::CheckText(Watched& watched, StoreStatus status, const st
         watched.Forget();
         return true;
     }
-    const bool known = before == StoreStatus::kExists;
-    if (known && (watched.text.IsEmpty() || !IsAnother(text, watched.text.Text()))) return true;
-    SecretText copy(text);
-    if (before != StoreStatus::kUnknown && !Raise(set, text.c_str())) return false;
-    watched.Remember(std::move(copy));
+    if (watched.Knows(text)) return true;
+    if (!Raise(set, text.c_str())) return false;
+    watched.Remember(text);
     return true;
 }
 

@@ -6,11 +6,11 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 
 #include "Utility/SecretText.h"
 #include "Utility/Win32Owners.h"
 #include "sso/SSOCallback.h"
+#include "sso/TokenPrint.h"
 #include "thread/PVWorkerThread.h"
 
 namespace qsn {
@@ -55,22 +55,36 @@ public:
     HRESULT GetPublicKey(std::string* key);
     HRESULT GetPublicID(std::uint32_t* id);
 
+    // For who follows the sign-out of another application, which may have been followed by a sign-in already: the
+    // member and the refresh token as far as they are still those that were seen before, else empty. The same failures.
+    HRESULT GetTokensSeenBefore(std::string* member, SecretText* refresh);
+    // Deletes these and no others.
+    void ClearTokensSeenBefore();
+
 private:
     // What the watcher knows of a value: as it saw or we wrote it last.
     struct Watched {
         StoreStatus status = StoreStatus::kUnknown;
-        SecretText text;
+        TokenPrint print;
         std::optional<std::string> encrypted;  // as it lay in the registry when the watcher decrypted it last
 
-        void Remember(SecretText newText) noexcept {
+        void Remember(std::string_view token) noexcept {
             status = StoreStatus::kExists;
-            text = std::move(newText);
+            print = TokenPrint(token);
             encrypted.reset();
         }
-        void Forget() {
+        void Forget() noexcept {
             status = StoreStatus::kNotExist;
-            text = SecretText();
             encrypted.reset();
+        }
+        void NoteFirstLook(StoreStatus seen, std::string_view token) noexcept {
+            if (status != StoreStatus::kUnknown) return;
+            if (seen == StoreStatus::kExists) Remember(token);
+            if (seen == StoreStatus::kNotExist) Forget();
+        }
+        // A token that was merely extended is the same one to the suite.
+        bool Knows(std::string_view token) const noexcept {
+            return status == StoreStatus::kExists && print.IsBeginningOf(token);
         }
     };
 

@@ -82,6 +82,19 @@ HRESULT ReadProtected(const char* name, const char* failedTrace, SecretText* pla
     return plainText->IsEmpty() ? S_FALSE : S_OK;
 }
 
+HRESULT ReadMemberToken(std::string* token) {
+    const HRESULT hr = Guarded([&] { return ReadEncoded(kMemberValue, kTextCapacity, kTokenSize, token); });
+    if (hr == S_FALSE) TraceA("[ERR] GetMemberToken SS_STATUS_NOT_EXIST\n");
+    return hr;
+}
+
+HRESULT ReadRefreshToken(SecretText* token) {
+    const HRESULT hr = Guarded(
+        [&] { return ReadProtected(kRefreshValue, "[CheckSingleSignOn] CryptUnprotectData error!!\n", token); });
+    if (hr == S_FALSE) TraceA("[ERR] GetRefreshToken SS_STATUS_NOT_EXIST\n");
+    return hr;
+}
+
 // Unknown where nobody could look: such a token has not gone.
 StoreStatus StatusOf(HRESULT readResult) {
     if (FAILED(readResult)) return StoreStatus::kUnknown;
@@ -113,7 +126,7 @@ HRESULT CheckSingleSignOn::SetMemberToken(std::string_view token) {
             return hr;
         }
         const HRESULT hr = WriteEncoded(kMemberValue, BytesOf(text), kTextCapacity);
-        if (hr == S_OK) m_member.Remember(SecretText(text));
+        if (hr == S_OK) m_member.Remember(text);
         return hr;
     });
 }
@@ -129,7 +142,7 @@ HRESULT CheckSingleSignOn::SetRefreshToken(std::string_view token) {
             return hr;
         }
         const HRESULT hr = WriteProtected(kRefreshValue, text);
-        if (hr == S_OK) m_refresh.Remember(SecretText(text));
+        if (hr == S_OK) m_refresh.Remember(text);
         return hr;
     });
 }
@@ -154,26 +167,49 @@ HRESULT CheckSingleSignOn::GetSingleSignOnToken(std::string* token, StoreStatus*
     const std::lock_guard lock(m_storeLock);
     const HRESULT hr = Guarded([&] { return ReadEncoded(kSignOnValue, kSignOnTextCapacity, kSignOnTokenSize, token); });
     *status = StatusOf(hr);
+    if (m_signOn.status == StoreStatus::kUnknown) m_signOn.status = *status;
     return hr;
 }
 
 HRESULT CheckSingleSignOn::GetMemberToken(std::string* token, StoreStatus* status) {
     if (!token || !status) return E_INVALIDARG;
     const std::lock_guard lock(m_storeLock);
-    const HRESULT hr = Guarded([&] { return ReadEncoded(kMemberValue, kTextCapacity, kTokenSize, token); });
-    if (hr == S_FALSE) TraceA("[ERR] GetMemberToken SS_STATUS_NOT_EXIST\n");
+    const HRESULT hr = ReadMemberToken(token);
     *status = StatusOf(hr);
+    m_member.NoteFirstLook(*status, *token);
     return hr;
 }
 
 HRESULT CheckSingleSignOn::GetRefreshToken(SecretText* token, StoreStatus* status) {
     if (!token || !status) return E_INVALIDARG;
     const std::lock_guard lock(m_storeLock);
-    const HRESULT hr = Guarded(
-        [&] { return ReadProtected(kRefreshValue, "[CheckSingleSignOn] CryptUnprotectData error!!\n", token); });
-    if (hr == S_FALSE) TraceA("[ERR] GetRefreshToken SS_STATUS_NOT_EXIST\n");
+    const HRESULT hr = ReadRefreshToken(token);
     *status = StatusOf(hr);
+    m_refresh.NoteFirstLook(*status, token->Text());
     return hr;
+}
+
+HRESULT CheckSingleSignOn::GetTokensSeenBefore(std::string* member, SecretText* refresh) {
+    const std::lock_guard lock(m_storeLock);
+    HRESULT hr = ReadMemberToken(member);
+    if (SUCCEEDED(hr)) hr = ReadRefreshToken(refresh);
+    if (FAILED(hr)) return hr;
+    if (!m_member.Knows(*member)) member->clear();
+    if (!m_refresh.Knows(refresh->Text())) *refresh = SecretText();
+    return S_OK;
+}
+
+void CheckSingleSignOn::ClearTokensSeenBefore() {
+    const std::lock_guard lock(m_storeLock);
+    std::string member;
+    SecretText refresh;
+    const HRESULT memberRead = ReadMemberToken(&member);
+    const HRESULT refreshRead = ReadRefreshToken(&refresh);
+    // What went along with the sign-on token is no news of its own.
+    if (memberRead == S_FALSE) m_member.Forget();
+    if (refreshRead == S_FALSE) m_refresh.Forget();
+    if (m_member.Knows(member)) SetMemberToken({});
+    if (m_refresh.Knows(refresh.Text())) SetRefreshToken({});
 }
 
 std::optional<std::string> CheckSingleSignOn::EncryptedRefreshToken() {

@@ -94,7 +94,11 @@ TEST_F(SharedTokens, SignInSharesTheTokenOnlyWhereItIsSwitchedOn) {
     EXPECT_EQ(SharedValues::Read("SSO"), (SharedValues::Raw{REG_SZ, SharedValues::Base64Lines("other")}));
     ASSERT_EQ(EnableSingleSignOn(0), S_OK);
     SignIn("third");
-    EXPECT_EQ(SharedValues::Read("SSO")->data, SharedValues::Base64Lines("other"));
+    ASSERT_EQ(EnableSingleSignOn(1), S_OK);
+    ASSERT_EQ(m_qsn->Uninit(), S_OK);
+    SetUp();
+    SignIn("fourth");
+    EXPECT_EQ(SharedValues::Read("SSO")->data, SharedValues::Base64Lines("other")) << "an end switches it off, too";
 }
 
 TEST_F(SharedTokens, SignInWithoutATokenTakesTheSharedOne) {
@@ -110,14 +114,35 @@ TEST_F(SharedTokens, SignInWithoutATokenTakesTheSharedOne) {
     EXPECT_EQ(SharedValues::Read("SSO")->data, asWritten) << "it is not written back";
 }
 
-TEST_F(SharedTokens, ASignOutElsewhereTakesTheOtherTokensAlong) {
+TEST_F(SharedTokens, ASignOutElsewhereTakesItsOwnTokensAlongAndNoLaterOnes) {
     ASSERT_EQ(EnableSingleSignOn(1), S_OK);
-    SignIn();
-    for (const char* name : {"mTok", "rTok"}) SharedValues::WriteProtected(name, "x");
-    SharedValues::Delete("SSO");
-    EXPECT_TRUE(m_callback.WaitFor(QSN_ACTION_SSO_SIGNOUT_RESULT));
-    EXPECT_EQ(AccessToken(), "");
-    EXPECT_TRUE(Eventually([] { return !SharedValues::Has("mTok") && !SharedValues::Has("rTok"); }));
+    for (const bool signedInAnew : {false, true}) {
+        SignIn();
+        char token[] = "former";
+        uint32_t length = sizeof(token) - 1;
+        for (int32_t item : {QSNCFG_SET_MEMBER_TOKEN, QSNCFG_SET_REFRESH_TOKEN}) m_qsn->Config(item, token, &length);
+        SharedValues::Delete("SSO");
+        if (signedInAnew) {  // before anybody has looked
+            SharedValues::WriteToken("mTok", "later");
+            SharedValues::WriteProtected("rTok", "later");
+        }
+        EXPECT_TRUE(m_callback.WaitFor(QSN_ACTION_SSO_SIGNOUT_RESULT));
+        EXPECT_EQ(AccessToken(), "");
+        const auto requests = Server().TakeRequests();
+        ASSERT_EQ(requests.size(), 1u);
+        EXPECT_EQ(requests[0].body.find("later"), std::string::npos) << requests[0].body;
+        if (signedInAnew) {
+            for (const char* told : {"5 later", "6 later"}) {
+                const auto event = m_callback.WaitFor(QSN_ACTION_NOTIFY).value_or(Event{});
+                EXPECT_EQ(std::to_string(event.result) + ' ' + event.text, told);
+            }
+            EXPECT_EQ(SharedValues::Read("mTok")->data, SharedValues::Base64Lines("later"));
+            EXPECT_EQ(SharedValues::Decrypt("rTok"), "later");
+        } else {
+            EXPECT_NE(requests[0].body.find(R"("refreshToken":"former")"), std::string::npos) << requests[0].body;
+            EXPECT_TRUE(Eventually([] { return !SharedValues::Has("mTok") && !SharedValues::Has("rTok"); }));
+        }
+    }
 }
 
 struct TokenItems {

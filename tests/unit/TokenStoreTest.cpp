@@ -121,14 +121,19 @@ TEST(TokenWatcher, TellsWhatOthersDoAndNothingElse) {
         SharedValues::WriteToken("mTok", member);
         SharedValues::WriteProtected("rTok", refresh);
     };
+    std::string none;
+    StoreStatus status = StoreStatus::kUnknown;
+    store.GetSingleSignOnToken(&none, &status);
     store.SetRefreshToken({});
-    change(nullptr, "m0", "r0");
+    change("s0", "m0", "r0");
     ASSERT_EQ(store.Init(&sink), S_OK);
-    EXPECT_EQ(sink.Until("5 r0"), (Events{"5 r0"})) << "the first look only takes note of what is not known yet";
-    change("s1", "m1", "r1");
-    EXPECT_EQ(sink.Until("5 r1"), (Events{"1", "3 m1", "5 r1"}));
+    EXPECT_EQ(sink.Until("5 r0"), (Events{"1", "5 r0"})) << "the first look only takes note of what is not known yet";
+    SharedValues::Delete("SSO");
+    change(nullptr, "m1", "r1");
+    EXPECT_EQ(sink.Until("5 r1"), (Events{"2", "3 m1", "5 r1"}));
 
     store.SetMemberToken("m2");
+    store.SetSingleSignOnToken("s1");
     store.SetSingleSignOnToken({});
     SharedValues::WriteProtected("rTok", "r2");
     EXPECT_EQ(sink.Until("5 r2"), (Events{"5 r2"})) << "its own writes are no news";
@@ -140,6 +145,11 @@ TEST(TokenWatcher, TellsWhatOthersDoAndNothingElse) {
     store.SetRefreshToken("mine");
     SharedValues::Write("rTok", encrypted);
     EXPECT_EQ(sink.Until("5 r"), (Events{"5 r"})) << "the same bytes again, but another token in between";
+    store.SetRefreshToken("mine");
+    SharedValues::Delete("rTok");
+    EXPECT_EQ(sink.Until("6"), Events{"6"}) << "its own token, but another's doing";
+    SharedValues::Write("rTok", encrypted);
+    EXPECT_EQ(sink.Until("5 r"), Events{"5 r"});
 
     for (const char* name : {"SSO", "mTok"}) SharedValues::Delete(name);
     SharedValues::WriteToken("rTok", "not decryptable");
@@ -147,9 +157,11 @@ TEST(TokenWatcher, TellsWhatOthersDoAndNothingElse) {
     EXPECT_FALSE(SharedValues::Has("rTok"));
 
     store.Uninit();
-    change(std::string(300, 's').c_str(), "", "r3");
+    change("", "", "r3");
     ASSERT_EQ(store.Init(&sink), S_OK);
-    EXPECT_EQ(sink.Until("5 r3"), (Events{"1", "3 ", "5 r3"})) << "what happened meanwhile is told after a restart";
+    EXPECT_EQ(sink.Until("5 r3"), (Events{"5 r3"})) << "what happened meanwhile is told after a restart";
+    change(std::string(300, 's').c_str(), "m3", "r4");
+    EXPECT_EQ(sink.Until("5 r4"), (Events{"1", "3 m3", "5 r4"})) << "the empty values before were none";
 }
 
 }  // namespace
