@@ -89,7 +89,8 @@ enum QSN_ACTION {
 /* The `result` of QSN_ACTION_NOTIFY. */
 enum QSN_NOTIFY {
     QSN_NOTIFY_SERVICE_MESSAGE = 1,    /* data: a message of the service for the user */
-    QSN_NOTIFY_MEMBER_TOKEN_SET = 5,   /* data: the member token that another application has set */
+    QSN_NOTIFY_MEMBER_TOKEN_SET = 5,   /* data: the member token that another application has set, or that this
+                                          session has renewed by itself */
     QSN_NOTIFY_REFRESH_TOKEN_SET = 6,  /* data: the refresh token that another application has set */
     QSN_NOTIFY_MEMBER_TOKEN_CLEAR = 7, /* data: null */
     QSN_NOTIFY_REFRESH_TOKEN_CLEAR = 8 /* data: null */
@@ -99,10 +100,11 @@ enum QSN_NOTIFY {
 
 /* Ids for IPVSubscription::Config. "Needs Init" ones return QSN_RETURN_E_NOT_INITIALIZED outside Init ... Uninit. */
 enum QSN_CONFIG {
-    QSNCFG_SET_LOG_FOLDER = 1,             /* wide text: folder of the usage log's Orb.dll, used by the next Init */
+    QSNCFG_SET_LOG_FOLDER = 1,             /* wide text: folder of the usage log's Orb.dll, used by the next Init; a
+                                              relative one is made absolute at once */
     QSNCFG_SET_LANGUAGE = 2,               /* wide text; needs Init; waits */
     QSNCFG_SET_PLATFORM_INFO = 5,          /* uint32_t*: 1 64-bit, 2 32-bit, else none; null: 0; needs Init; waits */
-    QSNCFG_ENABLE_SINGLE_SIGNON = 6,       /* uint32_t* switch; needs Init; watching the others ends at Uninit */
+    QSNCFG_ENABLE_SINGLE_SIGNON = 6,       /* uint32_t* switch; needs Init; off again at Uninit */
     QSNCFG_SET_EXTEND_DATA = 7,            /* wide text, sent with most requests; needs Init; waits */
     QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE = 8, /* uint32_t* switch; needs Init; waits */
     QSNCFG_USE_TESTBED = 9,                /* uint32_t* switch: staging service; needs Init; waits */
@@ -285,7 +287,8 @@ struct IPVSubscription : public IUnknown {
     /*
      * Sets or reads the item `id` (a QSN_CONFIG, which says what `data` and `length` are and what waits).
      * E_NOTIMPL: unknown or reserved id. E_POINTER: data missing for item 1, length missing for 12 and 13.
-     * E_INVALIDARG: data missing for 2 and 6 to 9, length missing or buffer too small for 14 and 15, token too long.
+     * E_INVALIDARG: data missing for 2 and 6 to 9, no path for 1, length missing or buffer too small for 14 and 15,
+     * token too long.
      * E_UNEXPECTED: a token could not be encrypted. Items 12 and 13 may also return the registry's own error number,
      * such as 5 (access denied), a positive one: compare their result with S_OK. Items 14 and 15 return that of a
      * failed registry or DPAPI as a failure, such as 0x80070005; only a token that is not there is an empty one.

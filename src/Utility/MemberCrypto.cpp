@@ -96,6 +96,9 @@ HRESULT DecryptGcm(EVP_CIPHER_CTX* context, const AesKey& key, const std::uint8_
     return S_OK;
 }
 
+// A text that says it is encrypted would otherwise have somebody asked: whoever sits in front of the host's program.
+int RefusePassPhrase(char* /*buffer*/, int /*size*/, int /*forWriting*/, void* /*argument*/) { return -1; }
+
 HRESULT EncryptRaw(RSA* rsa, const AesKey& key, std::vector<std::uint8_t>* encryptedKey) {
     const int size = RSA_size(rsa);
     std::vector<std::uint8_t> padded(static_cast<std::size_t>(size));
@@ -141,7 +144,7 @@ HRESULT CreateRSAFromPEM(const std::string& pem, UniqueRsa* rsa) {
     StartLibCrypto();
     const UniqueBio bio(BIO_new_mem_buf(pem.c_str(), -1));
     if (!bio) return Failed(L"Failed to create BIO\n");
-    rsa->reset(PEM_read_bio_RSA_PUBKEY(bio.get(), nullptr, nullptr, nullptr));
+    rsa->reset(PEM_read_bio_RSA_PUBKEY(bio.get(), nullptr, RefusePassPhrase, nullptr));
     return *rsa ? S_OK : Failed(L"Failed to read RSA public key from PEM\n");
 }
 

@@ -10,6 +10,8 @@
 namespace qsn {
 namespace {
 
+Json::Value Text(std::string_view text) { return {text.data(), text.data() + text.size()}; }
+
 void AddDevice(const RequestValues& values, Json::Value& data) {
     data["sid"] = values.productSID;
     data["machineName"] = values.machineName;
@@ -20,8 +22,8 @@ void AddNothing(const RequestValues&, Json::Value&) {}
 
 void AddSignOut(const RequestValues& values, Json::Value& data) {
     AddDevice(values, data);
-    data["memberToken"] = values.memberToken;
-    data["refreshToken"] = values.refreshToken;
+    data["memberToken"] = Text(values.memberToken);
+    data["refreshToken"] = Text(values.refreshToken);
 }
 
 void AddProductSID(const RequestValues& values, Json::Value& data) { data["sid"] = values.productSID; }
@@ -53,11 +55,11 @@ Json::Value MakeBody(const BodyForm& form, const RequestValues& values) {
     Json::Value root(Json::objectValue);
     root["version"] = 1;
     if (form.requestType) {
-        root["accessToken"] = values.accessToken;
+        root["accessToken"] = Text(values.accessToken);
         if (!values.extendData.empty()) root["ExtendData"] = values.extendData;
         root["requestType"] = form.requestType;
     } else {
-        root["memberToken"] = values.memberToken;
+        root["memberToken"] = Text(values.memberToken);
     }
     Json::Value data;  // stays null, and is sent as such, where the form adds nothing
     form.addData(values, data);

@@ -4,21 +4,22 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "engine/Endpoints.h"
 
 namespace qsn {
 
-// Whatever a request body is made of. Texts are UTF-8.
+// Whatever a request body is made of. Texts are UTF-8. The tokens are the caller's, so that no copy has to be wiped.
 struct RequestValues {
-    std::string accessToken;
+    std::string_view accessToken;
     std::string extendData;
     std::string language;
     std::string productSID;
-    std::string machineName;   // sign-out and token check only
-    std::string machineID;     // the same
-    std::string memberToken;   // sign-out and product list V2 only
-    std::string refreshToken;  // sign-out only
+    std::string machineName;        // sign-out and token check only
+    std::string machineID;          // the same
+    std::string_view memberToken;   // sign-out and product list V2 only
+    std::string_view refreshToken;  // sign-out only
     std::uint32_t platform = 0;
 };
 

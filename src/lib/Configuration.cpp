@@ -7,6 +7,18 @@
 #include "lib/PVQSNLib.h"
 
 namespace qsn {
+namespace {
+
+bool MakeAbsolute(std::wstring* path) {
+    std::wstring absolute(GetFullPathNameW(path->c_str(), 0, nullptr, nullptr), L'\0');
+    const DWORD length = GetFullPathNameW(path->c_str(), static_cast<DWORD>(absolute.size()), absolute.data(), nullptr);
+    if (length == 0 || length >= absolute.size()) return false;
+    absolute.resize(length);
+    *path = std::move(absolute);
+    return true;
+}
+
+}  // namespace
 
 HRESULT STDMETHODCALLTYPE PVQSNLib::Config(int32_t id, void* data, uint32_t* length) {
     static constexpr std::array kItems{
@@ -33,6 +45,9 @@ HRESULT STDMETHODCALLTYPE PVQSNLib::Config(int32_t id, void* data, uint32_t* len
 HRESULT PVQSNLib::SetLogFolder(void* data, uint32_t*) {
     if (!data) return E_POINTER;
     std::wstring folder = static_cast<const wchar_t*>(data);
+    // A relative one is the host's at this moment. By the time it is used the current folder may be another, and the
+    // loader would look beside the program first.
+    if (!folder.empty() && !MakeAbsolute(&folder)) return E_INVALIDARG;
     const std::lock_guard lock(m_runningLock);
     m_strLogFolder = std::move(folder);
     return S_OK;

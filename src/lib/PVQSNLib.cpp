@@ -7,6 +7,7 @@
 #include "Utility/Guard.h"
 #include "Utility/Text.h"
 #include "Utility/Trace.h"
+#include "Utility/WipeAtEnd.h"
 
 namespace qsn {
 namespace {
@@ -118,6 +119,7 @@ HRESULT STDMETHODCALLTYPE PVQSNLib::GetAccessToken(char* buffer, uint32_t buffer
         if (FAILED(hr)) return hr;
         if (FAILED(result)) return result;
         std::string token;
+        const WipeAtEnd wipeToken(token);
         task->GetResultString(&token);
         return CopyText(token, buffer, bufferLength, outLength);
     });

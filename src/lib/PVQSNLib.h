@@ -100,7 +100,7 @@ private:
         HRESULT refreshResult = S_OK;
     };
     StoredTokens ReadStoredTokens();
-    HRESULT ReadSharedToken(std::string* token);
+    HRESULT ReadSharedToken(SecretText* token);
     HRESULT SignOutFromStore();
 
     template <class Task, class... Arguments>

@@ -32,22 +32,22 @@ HRESULT STDMETHODCALLTYPE PVQSNLib::SignIn(const char* token) {
     return Guarded([&]() -> HRESULT {
         if (!Worker()) return QSN_RETURN_E_NOT_INITIALIZED;
         const bool singleSignOn = m_nSingleSignOnEnabled != 0;
-        std::string candidate = token ? token : "";
+        SecretText candidate(token ? token : "");
         bool fromStore = false;
         if (!token && singleSignOn) {
             TraceW(L"Sign in: try single signOn\n");
             const HRESULT read = ReadSharedToken(&candidate);
             if (FAILED(read)) return read;
             fromStore = read == S_OK;
-            if (fromStore) TraceA("Sign in: GET from single signOn token: %s\n", candidate.c_str());
+            if (fromStore) TraceA("Sign in: GET from single signOn token: %s\n", candidate.Text().c_str());
         }
         // Posted without a token too: the callback then tells the host where to sign in.
-        const HRESULT posted = Post<SignInTask>(candidate, kByHost);
+        const HRESULT posted = Post<SignInTask>(candidate.Text(), kByHost);
         if (FAILED(posted)) return posted;
-        if (candidate.empty()) return QSN_RETURN_E_NO_TOKEN;
+        if (candidate.IsEmpty()) return QSN_RETURN_E_NO_TOKEN;
         if (singleSignOn && !fromStore) {
-            TraceA("Sign in: SET single signOn token: %s\n", candidate.c_str());
-            m_singleSignOn.SetSingleSignOnToken(candidate);
+            TraceA("Sign in: SET single signOn token: %s\n", candidate.Text().c_str());
+            m_singleSignOn.SetSingleSignOnToken(candidate.Text());
         }
         return S_OK;
     });
@@ -81,10 +81,10 @@ HRESULT PVQSNLib::SSOCallbackEvent(int id, const char* data) {
     return Guarded([&]() -> HRESULT {
         switch (event) {
             case SSOEvent::kTokenSet: {
-                std::string token;
+                SecretText token;
                 const HRESULT read = ReadSharedToken(&token);
                 if (FAILED(read)) return read;
-                return Post<SignInTask>(std::move(token), kBySingleSignOn);
+                return Post<SignInTask>(token.Text(), kBySingleSignOn);
             }
             case SSOEvent::kTokenClear: return SignOutFromStore();
             case SSOEvent::kMemberTokenSet: return Post<NotifyMessageTask>(QSN_NOTIFY_MEMBER_TOKEN_SET, data);
@@ -108,7 +108,7 @@ HRESULT PVQSNLib::SignOutFromStore() {
     return S_OK;
 }
 
-HRESULT PVQSNLib::ReadSharedToken(std::string* token) {
+HRESULT PVQSNLib::ReadSharedToken(SecretText* token) {
     StoreStatus status = StoreStatus::kUnknown;
     return m_singleSignOn.GetSingleSignOnToken(token, &status);
 }

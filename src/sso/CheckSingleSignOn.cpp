@@ -59,9 +59,9 @@ DWORD CheckSingleSignOn::ThreadProc() {
 void CheckSingleSignOn::Check() {
     const std::lock_guard lock(m_storeLock);
     const StoreStatus before = m_signOn.status;
-    std::string token;
+    SecretText shared;
     StoreStatus status = StoreStatus::kUnknown;
-    GetSingleSignOnToken(&token, &status);
+    GetSingleSignOnToken(&shared, &status);
     if (status != StoreStatus::kUnknown) {
         m_signOn.status = status;
         if (before != StoreStatus::kUnknown && before != status &&
@@ -70,8 +70,9 @@ void CheckSingleSignOn::Check() {
         }
     }
 
-    GetMemberToken(&token, &status);
-    CheckText(m_member, status, token, SSOEvent::kMemberTokenSet, SSOEvent::kMemberTokenClear);
+    std::string member;
+    GetMemberToken(&member, &status);
+    CheckText(m_member, status, member, SSOEvent::kMemberTokenSet, SSOEvent::kMemberTokenClear);
     CheckRefreshToken();
 }
 

@@ -48,7 +48,7 @@ public:
     // S_OK; S_FALSE, with an empty token, where there is none; E_INVALIDARG for a null argument; any other failure,
     // with the status unknown, where it could not be looked at. A value that can never be decrypted here is deleted,
     // and there is none then.
-    HRESULT GetSingleSignOnToken(std::string* token, StoreStatus* status);
+    HRESULT GetSingleSignOnToken(SecretText* token, StoreStatus* status);
     HRESULT GetMemberToken(std::string* token, StoreStatus* status);
     HRESULT GetRefreshToken(SecretText* token, StoreStatus* status);
     // E_FAIL where there is none; other failures as above.

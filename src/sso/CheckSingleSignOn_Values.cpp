@@ -5,6 +5,7 @@
 
 #include "Utility/Guard.h"
 #include "Utility/Trace.h"
+#include "Utility/WipeAtEnd.h"
 #include "sso/CheckSingleSignOn.h"
 #include "sso/DataProtection.h"
 #include "sso/SharedValues.h"
@@ -53,13 +54,16 @@ HRESULT ReadText(const char* name, std::uint32_t capacity, std::optional<std::st
     return HRESULT_FROM_WIN32(status);
 }
 
-HRESULT ReadEncoded(const char* name, std::uint32_t capacity, std::uint32_t tokenSize, std::string* token) {
-    token->clear();
+template <class Token>
+HRESULT ReadEncoded(const char* name, std::uint32_t capacity, std::uint32_t tokenSize, Token* token) {
+    *token = Token();
     std::optional<std::string> text;
     const HRESULT hr = ReadText(name, capacity, &text);
     if (hr != S_OK) return hr;
-    *token = TokenIn(DecodeTokenText(*text, tokenSize), tokenSize);
-    return token->empty() ? S_FALSE : S_OK;
+    std::vector<std::uint8_t> bytes = DecodeTokenText(*text, tokenSize);
+    const WipeAtEnd wipeBytes(bytes);
+    *token = Token(TokenIn(bytes, tokenSize));
+    return TokenIn(bytes, tokenSize).empty() ? S_FALSE : S_OK;
 }
 
 // What cannot be decrypted is of no use to anybody any more, and goes. What could not be decrypted just now stays.
@@ -106,11 +110,11 @@ StoreStatus StatusOf(HRESULT readResult) {
 HRESULT CheckSingleSignOn::SetSingleSignOnToken(std::string_view token) {
     const std::lock_guard lock(m_storeLock);
     return Guarded([&] {
-        const std::string text(UpToNul(token));
-        TraceA("SetSingleSignOnToken: %s", text.empty() ? "NULL" : text.c_str());
-        const HRESULT hr = text.empty() ? DeleteSharedValue(kSignOnValue)
-                                        : WriteEncoded(kSignOnValue, BytesOf(text), kSignOnTextCapacity);
-        if (hr == S_OK) m_signOn.status = text.empty() ? StoreStatus::kNotExist : StoreStatus::kExists;
+        const SecretText text(UpToNul(token));
+        TraceA("SetSingleSignOnToken: %s", text.IsEmpty() ? "NULL" : text.Text().c_str());
+        const HRESULT hr = text.IsEmpty() ? DeleteSharedValue(kSignOnValue)
+                                          : WriteEncoded(kSignOnValue, BytesOf(text.Text()), kSignOnTextCapacity);
+        if (hr == S_OK) m_signOn.status = text.IsEmpty() ? StoreStatus::kNotExist : StoreStatus::kExists;
         return hr;
     });
 }
@@ -162,7 +166,7 @@ HRESULT CheckSingleSignOn::SetPublicID(std::uint32_t id) {
     return WriteSharedNumber(kPublicIDValue, id);
 }
 
-HRESULT CheckSingleSignOn::GetSingleSignOnToken(std::string* token, StoreStatus* status) {
+HRESULT CheckSingleSignOn::GetSingleSignOnToken(SecretText* token, StoreStatus* status) {
     if (!token || !status) return E_INVALIDARG;
     const std::lock_guard lock(m_storeLock);
     const HRESULT hr = Guarded([&] { return ReadEncoded(kSignOnValue, kSignOnTextCapacity, kSignOnTokenSize, token); });

@@ -17,7 +17,7 @@ HRESULT QSNTaskBase::GetResultString(std::string*) { return S_OK; }
 
 HRESULT QSNTextTask::GetResultString(std::string* text) {
     if (!text) return E_POINTER;
-    *text = m_strResult;
+    *text = m_strResult.Text();
     return S_OK;
 }
 
@@ -54,14 +54,14 @@ GetAccTokenTask::GetAccTokenTask() : QSNTextTask("GetAccTokenTask::GetAccTokenTa
 
 HRESULT GetAccTokenTask::RunIn(QSNThreadContext& context) {
     if (context.AccessToken().empty()) return QSN_RETURN_E_NO_TOKEN;
-    m_strResult = context.AccessToken();
+    m_strResult = SecretText(context.AccessToken());
     return S_OK;
 }
 
 GetSignInURLTask::GetSignInURLTask() : QSNTextTask("GetSignInURLTask::GetSignInURLTask") {}
 
 HRESULT GetSignInURLTask::RunIn(QSNThreadContext& context) {
-    m_strResult = context.GetSignInURL();
+    m_strResult = SecretText(context.GetSignInURL());
     return S_OK;
 }
 

@@ -33,7 +33,7 @@ public:
     HRESULT GetResultString(std::string* text) override;
 
 protected:
-    std::string m_strResult;
+    SecretText m_strResult;  // it may be a token
 };
 
 class SignInTask final : public QSNTaskBase {

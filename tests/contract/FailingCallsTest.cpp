@@ -209,6 +209,39 @@ TEST_F(FailingCallsTest, ATokenThatCannotBeDecryptedGoesOnlyWhileItIsStillThere)
     EXPECT_EQ(SharedValues::Decrypt("rTok"), "new");
 }
 
+// Long enough to need memory of their own.
+constexpr char kLongToken[] = "access-token-of-a-length-that-is-usual";
+constexpr char kLongRefreshToken[] = "refresh-token-of-a-length-that-is-usual";
+
+TEST_F(FailingCallsTest, NoTokenStaysBehindInMemory) {
+    Server().Accounts().Use([](auto& accounts) { accounts.users[0].accessTokens.push_back({kLongToken}); });
+    Session();
+    uint32_t on = 1;
+    ASSERT_EQ(m_qsn->Config(QSNCFG_ENABLE_SINGLE_SIGNON, &on, nullptr), S_OK);
+    const auto expectNone = [](const char* step) { EXPECT_EQ(FailingCalls::SecretsFreed(), 0u) << step; };
+    FailingCalls::WatchForSecret(kLongToken);
+    ASSERT_TRUE(IsReported(m_qsn->SignIn(kLongToken), QSN_ACTION_SIGNIN_RESULT));
+    expectNone("sign-in");
+    ASSERT_TRUE(IsReported(m_qsn->SignIn(nullptr), QSN_ACTION_SIGNIN_RESULT));
+    expectNone("sign-in with the shared token");
+    EXPECT_EQ(AccessToken(), kLongToken);
+    expectNone("access token");
+    EXPECT_EQ(UserInfoResult(), QSN_CALLBACK_OK);
+    expectNone("user information");
+    FailingCalls::WatchForSecret(kLongRefreshToken);
+    std::string token = kLongRefreshToken;
+    auto length = static_cast<uint32_t>(token.size());
+    ASSERT_EQ(m_qsn->Config(QSNCFG_SET_REFRESH_TOKEN, token.data(), &length), S_OK);
+    SecureZeroMemory(token.data(), token.size());
+    EXPECT_TRUE(Eventually([] { return !HeapHolds(kLongRefreshToken); })) << "it is in the registry now";
+    length = static_cast<uint32_t>(token.size() + 1);
+    ASSERT_EQ(m_qsn->Config(QSNCFG_GET_REFRESH_TOKEN, token.data(), &length), S_OK);
+    expectNone("refresh token");
+    ASSERT_TRUE(IsReported(m_qsn->SignOut(), QSN_ACTION_SIGNOUT_RESULT));
+    m_qsn.reset();
+    expectNone("sign-out");
+}
+
 // An exchange that failed for want of memory is over: a callback is waited for again, and not left behind like a
 // server.
 TEST_F(FailingCallsTest, TheEndWaitsForACallbackAfterAFailedExchange) {

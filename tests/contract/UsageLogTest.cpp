@@ -95,8 +95,12 @@ TEST_F(UsageLog, IsTakenFromTheFolderThatTheHostNamesIfThereIsOneToTake) {
     const std::filesystem::path module = folder / "Orb.dll";
     std::filesystem::create_directory(folder);
     const auto oneSession = [&] {
+        // The host's current folder counts, as it is when the host names the other one.
+        const auto before = std::filesystem::current_path();
+        std::filesystem::current_path(folder.parent_path());
         m_qsn = Create(m_library);
-        EXPECT_EQ(m_qsn->Config(QSNCFG_SET_LOG_FOLDER, folder.wstring().data(), nullptr), S_OK);
+        EXPECT_EQ(m_qsn->Config(QSNCFG_SET_LOG_FOLDER, folder.filename().wstring().data(), nullptr), S_OK);
+        std::filesystem::current_path(before);
         SetUp();
         EXPECT_EQ(UserInfoResult(), QSN_CALLBACK_NOT_SIGNED_IN);
         m_qsn.reset();

@@ -177,6 +177,17 @@ void* Reallocate(void* block, std::size_t size) {
     return Realloc::Fail<Kind::kAllocation, nullptr, ERROR_NOT_ENOUGH_MEMORY>(block, size);
 }
 
+std::atomic<const char*> g_secret{nullptr};
+std::atomic<unsigned> g_secretsFreed{0};
+
+using Free = Thunk<"free", decltype(free)>;
+void FreeBlock(void* block) {
+    const char* const secret = g_secret;
+    const std::size_t size = secret ? std::strlen(secret) : 0;
+    if (secret && block && _msize(block) >= size && std::memcmp(block, secret, size) == 0) ++g_secretsFreed;
+    Free::Close<kBlocks>(block);
+}
+
 struct Import {
     const char* name;
     void* thunk;
@@ -220,7 +231,7 @@ const std::array kImports{
     Allocates<OF(calloc)>(),
     Allocates<OF(_strdup)>(),
     MakeImport<OF(realloc)>(&Reallocate),
-    Closes<OF(free), kBlocks>(),
+    MakeImport<OF(free)>(&FreeBlock),
     Opens<OF(CreateThread), nullptr, kNoMemory, kHandles>(),
     Opens<OF(CreateEventW), nullptr, kNoMemory, kHandles>(),
     Closes<OF(CloseHandle), kHandles>(),
@@ -293,6 +304,7 @@ FailingCalls::FailingCalls() {
 FailingCalls::~FailingCalls() {
     Stop();
     Record(nullptr);
+    WatchForSecret(nullptr);
     ForEachImport([](std::string_view name, ULONGLONG& entry) {
         const auto import = std::ranges::find(kImports, name, &Import::name);
         if (import != kImports.end()) WriteImport(entry, *import->original);
@@ -358,6 +370,13 @@ std::vector<DWORD> FailingCalls::Recorded() {
 }
 
 unsigned FailingCalls::Failures() const { return g_failures; }
+
+void FailingCalls::WatchForSecret(const char* text) {
+    g_secret = text;
+    g_secretsFreed = 0;
+}
+
+unsigned FailingCalls::SecretsFreed() { return g_secretsFreed; }
 
 std::map<std::string, long> FailingCalls::Held() {
     std::map<std::string, long> held;

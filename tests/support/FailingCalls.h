@@ -41,6 +41,10 @@ public:
     static void Record(const char* name);
     static std::vector<DWORD> Recorded();
 
+    // How many blocks that begin with the text have been given back since.
+    static void WatchForSecret(const char* text);
+    static unsigned SecretsFreed();
+
     // What the DLL holds at this moment: blocks of memory, handles, keys ..., each counted where it was handed out and
     // given back. Kinds that it holds none of are missing.
     static std::map<std::string, long> Held();

@@ -4,6 +4,7 @@
 
 #include <tlhelp32.h>
 
+#include <string_view>
 #include <vector>
 
 #include "support/Owned.h"
@@ -40,20 +41,34 @@ inline int FreeTlsIndexes() {
     return static_cast<int>(indexes.size());
 }
 
-// What all heaps of the process have handed out.
-inline std::size_t HeapBytes() {
+// Calls `visit(block, size)` for all blocks that the heaps of the process have handed out. It must not ask for memory.
+template <class Visit>
+void ForEachBlock(Visit visit) {
     HANDLE heaps[64];
     const DWORD count = GetProcessHeaps(64, heaps);
-    std::size_t bytes = 0;
     for (DWORD i = 0; i < count && i < 64; ++i) {
         HeapLock(heaps[i]);
         PROCESS_HEAP_ENTRY entry = {};
         while (HeapWalk(heaps[i], &entry)) {
-            if (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) bytes += entry.cbData;
+            if (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) visit(static_cast<const char*>(entry.lpData), entry.cbData);
         }
         HeapUnlock(heaps[i]);
     }
+}
+
+inline std::size_t HeapBytes() {
+    std::size_t bytes = 0;
+    ForEachBlock([&](const char*, DWORD size) { bytes += size; });
     return bytes;
+}
+
+// Whether the text is in a block. It must not lie in one itself.
+inline bool HeapHolds(std::string_view text) {
+    bool holds = false;
+    ForEachBlock([&](const char* block, DWORD size) {
+        holds = holds || std::string_view(block, size).find(text) != std::string_view::npos;
+    });
+    return holds;
 }
 
 // Waits, with a bound, until `condition` holds: for what another thread or the system brings about.

@@ -1,4 +1,6 @@
 #include <gtest/gtest.h>
+#include <openssl/err.h>
+#include <openssl/pem.h>
 
 #include <algorithm>
 #include <ctime>
@@ -68,6 +70,14 @@ TEST(AesGcm, SealsAndOpensAndHandsOutNothingThatWasChanged) {
             *changed ^= 1;
         }
     }
+}
+
+TEST(MemberKey, IsRefusedWhereItAsksForAPassPhrase) {
+    std::string wrapped;
+    const std::string key = "Proc-Type: 4,ENCRYPTED\nDEK-Info: AES-128-CBC,000102030405060708090A0B0C0D0E0F\n\nAAAA";
+    EXPECT_EQ(E_FAIL, EncryptAESKeyByRSAKey(key, AesKey{}, &wrapped));
+    EXPECT_EQ(PEM_R_BAD_PASSWORD_READ, ERR_GET_REASON(ERR_get_error())) << "somebody has given one";
+    ERR_clear_error();
 }
 
 // That the service can read the token and a reply is believed only with its own pair is in the tests of whole requests.

@@ -121,7 +121,7 @@ TEST(TokenWatcher, TellsWhatOthersDoAndNothingElse) {
         SharedValues::WriteToken("mTok", member);
         SharedValues::WriteProtected("rTok", refresh);
     };
-    std::string none;
+    SecretText none;
     StoreStatus status = StoreStatus::kUnknown;
     store.GetSingleSignOnToken(&none, &status);
     store.SetRefreshToken({});
