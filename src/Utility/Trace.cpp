@@ -1,5 +1,6 @@
 #include "Utility/Trace.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstddef>
 #include <cstdio>
@@ -13,15 +14,28 @@ constexpr std::size_t kBufferSize = 2048;
 constexpr std::size_t kPrefixLength = 6;
 constexpr std::size_t kTextSize = kBufferSize - kPrefixLength - 1;
 
-wchar_t g_wideBuffer[kBufferSize] = L"[QSN] ";
-char g_narrowBuffer[kBufferSize] = "[QSN] ";
-
-// Ends a line that was cut off with a line feed, in the place of its terminator; lies unseen behind any shorter line.
+// A line that is being written. Of the call, and not of the process, so that no thread overwrites another's.
 template <class Char>
-void GuardEnd(Char (&buffer)[kBufferSize]) {
-    buffer[kBufferSize - 2] = '\n';
-    buffer[kBufferSize - 1] = '\0';
-}
+class Line {
+public:
+    Line() noexcept {
+        static constexpr char kPrefix[] = "[QSN] ";
+        static_assert(sizeof(kPrefix) == kPrefixLength + 1);
+        std::copy_n(kPrefix, kPrefixLength, m_buffer);
+    }
+
+    Char* Text() noexcept { return m_buffer + kPrefixLength; }
+    // Ends a line that was cut off with a line feed, in the place of its terminator; lies unseen behind any shorter
+    // line.
+    const Char* Finish() noexcept {
+        m_buffer[kBufferSize - 2] = '\n';
+        m_buffer[kBufferSize - 1] = '\0';
+        return m_buffer;
+    }
+
+private:
+    Char m_buffer[kBufferSize];
+};
 
 }  // namespace
 
@@ -39,21 +53,21 @@ void ReadDumpSwitch() {
 }
 
 void WriteTraceW(const wchar_t* format, ...) {
+    Line<wchar_t> line;
     va_list arguments;
     va_start(arguments, format);
-    _vsnwprintf_s(g_wideBuffer + kPrefixLength, kTextSize, _TRUNCATE, format, arguments);
+    _vsnwprintf_s(line.Text(), kTextSize, _TRUNCATE, format, arguments);
     va_end(arguments);
-    GuardEnd(g_wideBuffer);
-    OutputDebugStringW(g_wideBuffer);
+    OutputDebugStringW(line.Finish());
 }
 
 void WriteTraceA(const char* format, ...) {
+    Line<char> line;
     va_list arguments;
     va_start(arguments, format);
-    _vsnprintf_s(g_narrowBuffer + kPrefixLength, kTextSize, _TRUNCATE, format, arguments);
+    _vsnprintf_s(line.Text(), kTextSize, _TRUNCATE, format, arguments);
     va_end(arguments);
-    GuardEnd(g_narrowBuffer);
-    OutputDebugStringA(g_narrowBuffer);
+    OutputDebugStringA(line.Finish());
 }
 
 }  // namespace qsn

@@ -6,9 +6,9 @@
 
 namespace qsn {
 
-// One switch and two buffers serve the whole process. The switch is off at process start; `ReadDumpSwitch` can turn
-// it on and nothing turns it off again, so that a line never depends on which library object happened to be created
-// last. The buffers are deliberately not locked: two threads may interleave their text, never overrun the buffer.
+// One switch serves the whole process. It is off at process start; `ReadDumpSwitch` can turn it on and nothing turns it
+// off again, so that a line never depends on which library object happened to be created last. A line needs no lock and
+// no memory but the stack.
 extern std::atomic<bool> g_traceEnabled;
 
 // Turns tracing on if the user's "DumpQSN" value under "Software\Quillfern\QSN" is non-zero.

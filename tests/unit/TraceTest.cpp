@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <thread>
+
 #include "support/TraceCapture.h"
 
 namespace qsn::test {
@@ -22,6 +24,33 @@ TEST(Trace, EvaluatesNothingWhileOffAndEndsALongLineThatItCutWithALineFeed) {
     }
     g_traceEnabled = false;
     EXPECT_EQ(expected, trace.Lines());
+}
+
+// Writes a line on another thread in the middle of the first output, and then lets that be read.
+class LineInBetween {
+public:
+    LineInBetween() : m_handler(AddVectoredExceptionHandler(1, &LineInBetween::Handle)) {}
+    LineInBetween(const LineInBetween&) = delete;
+    LineInBetween& operator=(const LineInBetween&) = delete;
+    ~LineInBetween() { RemoveVectoredExceptionHandler(m_handler); }
+
+private:
+    static LONG CALLBACK Handle(EXCEPTION_POINTERS* /*exception*/) {
+        if (!s_once.test_and_set()) std::thread([] { TraceA("in between\n"); }).join();
+        return EXCEPTION_CONTINUE_SEARCH;
+    }
+
+    static inline std::atomic_flag s_once;
+    void* m_handler;
+};
+
+TEST(Trace, NoThreadOverwritesTheLineOfAnother) {
+    const TraceCapture trace;
+    const LineInBetween lineInBetween;
+    g_traceEnabled = true;
+    TraceA("mine\n");
+    g_traceEnabled = false;
+    EXPECT_EQ(trace.Lines(), (std::vector<std::string>{"in between\n", "mine\n"}));
 }
 
 }  // namespace
