@@ -7,7 +7,6 @@
 #include <memory>
 #include <string>
 
-#include "BareThread.h"
 #include "Rows.h"
 #include "Sections.h"
 #include "Utility/Win32Owners.h"
@@ -36,16 +35,6 @@ void WriteBare(const std::string& token) {
     RegSetValueExA(key.Get(), "rTok", 0, REG_SZ, sealed.pbData, sealed.cbData);
 }
 
-// As the session engine does for one call: a store with its watcher, started and ended.
-void ReadThroughOwnStore() {
-    CheckSingleSignOn store;
-    store.Init(nullptr);
-    std::string token;
-    StoreStatus status = StoreStatus::kUnknown;
-    store.GetMemberToken(&token, &status);
-    store.Uninit();
-}
-
 std::shared_ptr<CheckSingleSignOn> FilledStore() {
     auto store = std::make_shared<CheckSingleSignOn>();
     store->SetMemberToken(std::string(600, 'm'));
@@ -67,24 +56,12 @@ Pair<Step> Writing() {
     return {[store = FilledStore(), token] { store->SetRefreshToken(token); }, [token] { WriteBare(token); }};
 }
 
-Pair<Step> OneCall() {
-    const auto store = FilledStore();
-    return {[store] { ReadThroughOwnStore(); },
-            [] {
-                ReadBare();
-                RunThread();
-            }};
-}
-
 }  // namespace
 
 void AddStoreRows() {
     AddPair({"store-read", "`GetMemberToken`", "the registry calls", "open, query, close", 1.2}, {}, Reading);
     AddPair({"store-write", "`SetRefreshToken`", "the DPAPI and registry calls", "protect, open, set, close", 1.2}, {},
             Writing);
-    AddPair({"store-call", "a read through a store of its own", "the registry calls and a thread, run and joined",
-             "one thread start", 1.2},
-            {}, OneCall);
 }
 
 }  // namespace qsn::bench

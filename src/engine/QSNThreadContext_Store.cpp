@@ -5,7 +5,7 @@
 namespace qsn {
 namespace {
 
-// The shared tokens for the time of one call. Works whether or not a watcher could be started along with it.
+// The shared tokens for the time of one call. It tells nobody of changes, and so starts no thread.
 class StoreForOneCall {
 public:
     StoreForOneCall() { m_store.Init(nullptr); }

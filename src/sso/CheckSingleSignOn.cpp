@@ -18,7 +18,9 @@ CheckSingleSignOn::~CheckSingleSignOn() { UninitIfStarted(); }
 HRESULT CheckSingleSignOn::Init(SSOCallback* callback) {
     TraceA("CheckSingleSignOn::Init");
     const std::lock_guard lock(m_lifecycleLock);
-    if (!m_started && !Start()) return E_FAIL;
+    // With nobody to tell there is nothing to watch for.
+    if (callback && !m_watching && !Start()) return E_FAIL;
+    m_watching = m_watching || callback;
     SetCallback(callback);
     m_started = true;
     return S_OK;
@@ -29,6 +31,7 @@ HRESULT CheckSingleSignOn::Uninit() {
     SetCallback(nullptr);
     RequestStop();
     Join();
+    m_watching = false;
     m_started = false;
     return S_OK;
 }

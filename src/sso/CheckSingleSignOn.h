@@ -29,8 +29,8 @@ public:
     CheckSingleSignOn() = default;
     ~CheckSingleSignOn() override;
 
-    // Starts the watcher; one that runs already goes on. `callback`, null or not owned, must live until `Uninit`.
-    // E_FAIL: no thread.
+    // Starts the watcher; one that runs already goes on. `callback`, not owned, must live until `Uninit`. Null starts
+    // no thread. E_FAIL: there is none to be had.
     HRESULT Init(SSOCallback* callback);
     // Ends it. No event is under way or comes once this has returned. Always 0.
     HRESULT Uninit();
@@ -100,6 +100,7 @@ private:
 
     CriticalSection m_lifecycleLock;  // one `Init` or `Uninit` at a time
     bool m_started = false;
+    bool m_watching = false;
     CriticalSection m_storeLock;  // guards what follows, and is held for the whole of every read, write and check
     Watched m_signOn;             // its text is never compared
     Watched m_member;

@@ -5,6 +5,7 @@
 
 #include "support/DumpSwitch.h"
 #include "support/SessionTest.h"
+#include "support/SharedValues.h"
 #include "support/TraceCapture.h"
 
 namespace {
@@ -30,6 +31,12 @@ protected:
         act();
         EXPECT_TRUE(trace.WaitForLine(end, 10s));
         return trace.Lines();
+    }
+    // What has been traced of `lines`, in its own order and as often.
+    static Lines Traced(const Lines& lines, const TraceCapture& trace) {
+        Lines traced = trace.Lines();
+        std::erase_if(traced, [&](const auto& line) { return std::ranges::find(lines, line) == lines.end(); });
+        return traced;
     }
     void StartWithTrace() {
         const DumpSwitch dump(1);
@@ -94,9 +101,78 @@ TEST_F(Trace, NamesTheOtherOperations) {
                             "GILogProc: start OnlineGILog \n",
                             "OnlineQueryGIInfo: CommunicateToServer\n",  // the wrong name, as ever
                             "Callback: QSN_ACTION_GI_LOG_RESULT, result = 0\n"};
-    Lines lines = trace.Lines();
-    std::erase_if(lines, [&](const auto& line) { return std::ranges::find(expected, line) == expected.end(); });
-    EXPECT_EQ(lines, expected);
+    EXPECT_EQ(Traced(expected, trace), expected);
+}
+
+TEST_F(Trace, NamesWhatIsShared) {
+    const SharedValues values;
+    StartWithTrace();
+    const TraceCapture trace;
+    uint32_t onOff = 1;
+    char text[] = "m-1";
+    const auto config = [&](int item, char* data, uint32_t length) { m_qsn->Config(item, data, &length); };
+    m_qsn->Config(QSNCFG_ENABLE_SINGLE_SIGNON, &onOff, nullptr);
+    SignIn("t-1");
+    SignIn(nullptr);
+    config(QSNCFG_SET_MEMBER_TOKEN, text, 3);
+    config(QSNCFG_SET_REFRESH_TOKEN, text, 3);
+    config(QSNCFG_GET_MEMBER_TOKEN, text, 3);
+    SharedValues::Delete("SSO");
+    EXPECT_TRUE(trace.WaitForLine("SetRefreshToken: NULL", 5s));
+    SharedValues::WriteToken("SSO", "t-2");
+    SharedValues::WriteToken("mTok", "m-2");
+    SharedValues::WriteProtected("rTok", "r-2");
+    EXPECT_EQ(m_callback.ResultOf(QSN_ACTION_NOTIFY), QSN_NOTIFY_MEMBER_TOKEN_SET);
+    EXPECT_EQ(m_callback.ResultOf(QSN_ACTION_NOTIFY), QSN_NOTIFY_REFRESH_TOKEN_SET);
+    SharedValues::Delete("mTok");
+    SharedValues::WriteToken("rTok", "damaged");
+    EXPECT_EQ(m_callback.ResultOf(QSN_ACTION_NOTIFY), QSN_NOTIFY_MEMBER_TOKEN_CLEAR);
+    EXPECT_EQ(m_callback.ResultOf(QSN_ACTION_NOTIFY), QSN_NOTIFY_REFRESH_TOKEN_CLEAR);
+    onOff = 0;
+    m_qsn->Config(QSNCFG_ENABLE_SINGLE_SIGNON, &onOff, nullptr);
+    config(QSNCFG_SET_MEMBER_TOKEN, nullptr, 0);
+    config(QSNCFG_SET_REFRESH_TOKEN, nullptr, 0);
+    m_qsn->SignOut();
+    const Lines expected = {"config QSNCFG_ENABLE_SINGLE_SIGNON = 1\n",
+                            "CheckSingleSignOn::Init",
+                            "Sign in: SET single signOn token: t-1\n",
+                            "SetSingleSignOnToken: t-1",
+                            "Sign in: try single signOn\n",
+                            "Sign in: GET from single signOn token: t-1\n",
+                            "QSNCFG_SET_MEMBER_TOKEN: m-1, length = 3\n",
+                            "SetMemberToken: m-1",
+                            "QSNCFG_SET_REFRESH_TOKEN: m-1, length = 3\n",
+                            "QSNCFG_GET_MEMBER_TOKEN: buffer length is too small = 3, at least: 3\n",
+                            "SSOCallbackEvent, ID = 2\n",
+                            "SSOCallbackEvent, SSO_EVENT_TOKEN_CLEAR \n",
+                            "SetMemberToken: NULL",
+                            "SetRefreshToken: NULL",
+                            "SSOCallbackEvent, ID = 1\n",
+                            "SSOCallbackEvent, SSO_EVENT_TOKEN_SET \n",
+                            "SSOCallbackEvent, ID = 3\n",
+                            "SSOCallbackEvent, SSO_EVENT_MEMBER_TOKEN_SET \n",
+                            "SSOCallbackEvent, ID = 5\n",
+                            "SSOCallbackEvent, SSO_EVENT_REFRESH_TOKEN_SET \n",
+                            "SSOCallbackEvent, ID = 4\n",
+                            "SSOCallbackEvent, SSO_EVENT_MEMBER_TOKEN_CLEAR \n",
+                            "[CheckSingleSignOn] CryptUnprotectData error!!\n",
+                            "SSOCallbackEvent, ID = 6\n",
+                            "SSOCallbackEvent, SSO_EVENT_REFRESH_TOKEN_CLEAR \n",
+                            "config QSNCFG_ENABLE_SINGLE_SIGNON = 0\n",
+                            "CheckSingleSignOn::Uninit",
+                            "CheckSingleSignOn thread: quit",
+                            "QSNCFG_SET_MEMBER_TOKEN: NULL, length = 0\n",
+                            "SetMemberToken: NULL",
+                            "QSNCFG_SET_REFRESH_TOKEN: NULL, length = 0\n",
+                            "SetRefreshToken: NULL",
+                            "Sign out: memtoken:\n",
+                            "SetMemberToken: NULL",
+                            "SetRefreshToken: NULL"};
+    // A look that began before a value was written tells of it later than of the others.
+    EXPECT_THAT(Traced(expected, trace), UnorderedElementsAreArray(expected));
+    EXPECT_THAT(trace.Lines(),
+                IsSupersetOf({"CheckSingleSignOn thread: start", "[ERR] GetMemberToken SS_STATUS_NOT_EXIST\n",
+                              "[ERR] GetRefreshToken SS_STATUS_NOT_EXIST\n"}));
 }
 
 TEST_F(Trace, NamesTheFailedCall) {
