@@ -6,6 +6,7 @@
 #include <set>
 #include <thread>
 
+#include "service/ProductMembers.h"
 #include "support/ProcessState.h"
 #include "support/SharedValues.h"
 #include "support/TestService.h"
@@ -111,24 +112,56 @@ TEST_F(ClientTest, BringsWhatTheServiceKnows) {
 }
 
 TEST_F(ClientTest, GivesEachFieldOfAProductItsOwnMember) {
-    const char* const reply =
-        R"({"result":0,"data":[{"productName":"a","displayProductName":"b","sid":"c","downloadURLMD5":"d",
-            "patchDownloadURLMD5":"e","publishDate":"f","thumb1":"g","thumb2":"h","demoUrl":"i","FileSize":"7",
-            "isChecked":1,"soundClips":2,"stockVideo":3,"stockPhoto":4},{}]})";
+    Json::Value list(Json::arrayValue);
+    Lines names;
+    for (int number = 0; const auto& member : qsn::service::kProductMembers) {
+        const std::string name(member.name);
+        list[0][name] = member.isNumber ? Json::Value(++number) : Json::Value(name);
+        if (!member.isNumber) names.push_back(name);
+    }
+    list[1] = Json::objectValue;
     Client client = SignedIn();
     for (const bool second : {false, true}) {
-        Server().Rules().Once({.body = reply});
+        Server().Rules().Once({.result = 0, .data = list});
         const auto products = (second ? client.GetProductListV2() : client.GetProductList()).get().Value();
         ASSERT_EQ(products.size(), 2u);
-        const qsn::Product& full = products[0];
-        EXPECT_EQ(full.name + full.displayName + full.sid + full.downloadUrlMd5 + full.patchDownloadUrlMd5 +
-                      full.publishDate + full.thumb1 + full.thumb2 + full.demoUrl + full.fileSize,
-                  "abcdefghi7");
-        EXPECT_EQ((std::vector{full.isChecked, full.soundClips, full.stockVideo, full.stockPhoto, full.haveX64Build}),
-                  (std::vector{1, 2, 3, 4, 0}));
+        const qsn::Product& p = products[0];
+        EXPECT_EQ((Lines{p.name,
+                         p.displayName,
+                         p.type,
+                         p.version,
+                         p.displayVersion,
+                         p.versionType,
+                         p.displayVersionType,
+                         p.sid,
+                         p.downloadUrl,
+                         p.downloadUrlMd5,
+                         p.status,
+                         p.fileSize,
+                         p.patchFileSize,
+                         p.patchDownloadUrl,
+                         p.patchDownloadUrlMd5,
+                         p.upgradeProducts,
+                         p.contentPackWebPageUrl,
+                         p.icon,
+                         p.tutorialUrl,
+                         p.introUrl,
+                         p.belongs,
+                         p.publishDate,
+                         p.extendFeature,
+                         p.patchInfo,
+                         p.whatNewUrl,
+                         p.thumb1,
+                         p.thumb2,
+                         p.contentDetail,
+                         p.contentDescription,
+                         p.demoUrl}),
+                  names);
+        EXPECT_EQ((std::vector{p.isChecked, p.isUpgraded, p.isContentPack, p.nonSilentInstallation, p.isThirdPartyPack,
+                               p.backgroundMusic, p.soundClips, p.haveX64Build, p.stockVideo, p.stockPhoto}),
+                  (std::vector{1, 2, 3, 4, 5, 6, 7, 8, 9, 10}));
         EXPECT_EQ(products[1].name + products[1].demoUrl, "");
     }
-    static_assert(std::size(qsn::detail::kProductTexts) + std::size(qsn::detail::kProductNumbers) == 40);
 }
 
 TEST_F(ClientTest, TellsInCallingOrderThroughTheExecutor) {
@@ -257,7 +290,7 @@ TEST_F(ClientTest, HearsOfOtherApplications) {
     to.memberTokenSet = m_journal.Text("member");
     Client client = Open();
     ASSERT_TRUE(client.EnableSingleSignOn(true));
-    client.SignOut().get();  // makes the shared values known: the first look would only take note of them
+    client.SignIn().get();  // whoever signs in after this is noticed
     m_options.notifications = {};
     Client other = Open();
     ASSERT_TRUE(other.EnableSingleSignOn(true));

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <map>
 
@@ -89,10 +90,14 @@ public:
         }
         return stored;
     }
+    // Ended while what the watcher and the sign-in have begun is going on.
     bool End() {
+        uint32_t on = 1;
+        const bool watched = m_qsn->Config(QSNCFG_ENABLE_SINGLE_SIGNON, &on, nullptr) == S_OK;
+        const bool signedIn = IsReported(m_qsn->SignIn(kToken), QSN_ACTION_SIGNIN_RESULT);
         const HRESULT hr = m_qsn->Uninit();
         EXPECT_EQ(m_callback.References(), 1) << "whatever fails, the host's callback is let go";
-        return hr == S_OK;
+        return hr == S_OK && watched && signedIn;
     }
 
     // The failing try, and the next one, which has to succeed. Gives the function that failed, null where none did.
@@ -138,7 +143,7 @@ public:
             {"Request", &FailingCallsTest::Session, &FailingCallsTest::Request, 30},
             {"Renewal", &FailingCallsTest::TokensToRenew, &FailingCallsTest::Renewal, 40},
             {"StoreWrite", &FailingCallsTest::Session, &FailingCallsTest::StoreWrite, 5},
-            {"Uninit", &FailingCallsTest::Session, &FailingCallsTest::End, 0},
+            {"Uninit", &FailingCallsTest::Session, &FailingCallsTest::End, 3},
         };
         for (const Scenario& scenario : scenarios) {
             for (Kind kind : {Kind::kPlatform, Kind::kAllocation}) FailOneAfterAnother(scenario, kind);
@@ -231,7 +236,9 @@ TEST_F(FailingCallsTest, NoTokenStaysBehindInMemory) {
     FailingCalls::WatchForSecret(kLongRefreshToken);
     std::string token = kLongRefreshToken;
     auto length = static_cast<uint32_t>(token.size());
+    FailingCalls::Record("CryptProtectData");
     ASSERT_EQ(m_qsn->Config(QSNCFG_SET_REFRESH_TOKEN, token.data(), &length), S_OK);
+    EXPECT_EQ(FailingCalls::Recorded(), std::vector<DWORD>{CRYPTPROTECT_LOCAL_MACHINE}) << "services share it";
     SecureZeroMemory(token.data(), token.size());
     EXPECT_TRUE(Eventually([] { return !HeapHolds(kLongRefreshToken); })) << "it is in the registry now";
     length = static_cast<uint32_t>(token.size() + 1);
@@ -240,6 +247,17 @@ TEST_F(FailingCallsTest, NoTokenStaysBehindInMemory) {
     ASSERT_TRUE(IsReported(m_qsn->SignOut(), QSN_ACTION_SIGNOUT_RESULT));
     m_qsn.reset();
     expectNone("sign-out");
+}
+
+TEST_F(FailingCallsTest, AHostWaitsForTwoMinutesAtMost) {
+    Session();
+    FailingCalls::Record("SleepConditionVariableSRW");
+    m_callback.onEvent = [](const Event&, void*) {
+        EXPECT_TRUE(Eventually([] { return std::ranges::count(FailingCalls::Recorded(), 120000u) != 0; }));
+        return S_OK;
+    };
+    ASSERT_EQ(m_qsn->SignIn(kToken), S_OK);
+    EXPECT_EQ(AccessToken(), kToken);
 }
 
 // An exchange that failed for want of memory is over: a callback is waited for again, and not left behind like a

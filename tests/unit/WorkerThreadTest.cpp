@@ -36,10 +36,18 @@ TEST(WorkerThread, ATaskThatThrowsGivesACodeEvenWhereTheContextCouldNotStart) {
     ASSERT_TRUE(other->Wait(10000));
     EXPECT_EQ(noMemory->GetResult(), E_OUTOFMEMORY);
     EXPECT_EQ(other->GetResult(), E_FAIL);
+}
+
+TEST(WorkerThread, WhoWaitsForATaskThatNeverRunsGoesOnAtOnce) {
+    Thread thread;
+    const auto queued = std::make_shared<Task>(Succeed), late = std::make_shared<Task>(Succeed);
+    thread.PostTask(queued);
     thread.Quit();
-    const auto late = std::make_shared<Task>(Succeed);
     thread.PostTask(late);
-    EXPECT_EQ(late.use_count(), 1) << "a task that never runs must not be kept";
+    const ULONGLONG start = GetTickCount64();
+    EXPECT_FALSE(queued->Wait(10000) || late->Wait(10000));
+    EXPECT_LT(GetTickCount64() - start, 5000u);
+    EXPECT_EQ(queued.use_count() + late.use_count(), 2) << "and nobody keeps it";
 }
 
 // What it posts to itself may meet the quit signal on its way.
