@@ -81,7 +81,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
     qsn::MemberAuthReply envelope{-1, kUntouched};
     qsn::ReadMemberAuthResult(text, &envelope);
-    REQUIRE(envelope.result == (root ? qsn::JsonInt(*root, "result") : -1));
+    const bool isReadable = root && qsn::JsonMember(*root, "result").isConvertibleTo(Json::intValue);
+    REQUIRE(envelope.result == (isReadable ? qsn::JsonInt(*root, "result") : -1));
     REQUIRE(envelope.additionalMessage == (root ? JsonText(*root, "additionalMessage") : kUntouched));
 
     std::string token = kUntouched;

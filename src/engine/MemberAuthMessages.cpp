@@ -41,7 +41,8 @@ HRESULT WriteMemberRefreshBody(const std::string& wrappedKey, const std::string&
 void ReadMemberAuthResult(std::string_view reply, MemberAuthReply* envelope) {
     Json::Value root;
     if (!ParseJson(reply, &root)) return;
-    envelope->result = JsonInt(root, "result");
+    const Json::Value& result = JsonMember(root, "result");
+    envelope->result = result.isConvertibleTo(Json::intValue) ? result.asInt() : kUnreadableResult;
     envelope->additionalMessage = JsonText(root, "additionalMessage");
 }
 

@@ -18,6 +18,8 @@ HRESULT WriteMemberRefreshSecret(const std::string& refreshToken, std::int32_t m
 HRESULT WriteMemberRefreshBody(const std::string& wrappedKey, const std::string& encryptedSecret, std::uint32_t keyId,
                                std::string* body);
 
+inline constexpr int kUnreadableResult = -1;  // an unknown number to whoever translates it
+
 struct MemberAuthReply {
     int result = 0;  // these replies may carry one, most do not
     std::string additionalMessage;

@@ -21,6 +21,7 @@
 namespace qsn {
 
 struct CommandProcedure;
+struct MemberAuthReply;
 struct OnlineOperation;
 
 // The session engine: holds the signed-in session and carries out every operation against the service.
@@ -62,13 +63,12 @@ public:
     // Ends the session, at the service too where the network allows. `bySingleSignOn` as above.
     HRESULT SignOut(bool bySingleSignOn, const std::string& memberToken, const std::string& refreshToken);
 
-    // What the suite's applications share, each from a store that lives for the call. Reading gives E_FAIL where there
-    // is nothing to read; writing gives the first failure, and tries both values.
+    // What the suite's applications share. Reading gives E_FAIL where there is nothing to read; writing gives the first
+    // failure, and tries both values.
     HRESULT GetRefreshTokenFromReg(SecretText* token);
     HRESULT GetMemberTokenFromReg(std::string* token);
     HRESULT GetPublicKeyAndIDFromReg(std::string* key, std::uint32_t* id);
     HRESULT SetPublicKeyAndIDFromReg(const std::string& key, std::uint32_t id);
-    HRESULT SetMemberTokenInReg(const std::string& token);
 
     // Command procedures: 0 where the request was made, whatever came of it; E_FAIL without network; what the host's
     // callback returned where there is no access token.
@@ -119,18 +119,26 @@ private:
     HRESULT OnlineCheckTokenValid();
     void RearmCheckTokenRoutine(RequestType type, int serverResult, const ReplyPayload& payload);
 
-    // Member authentication, in QSNThreadContext_MemberAuth.cpp.
+    // Member authentication, in QSNThreadContext_MemberAuth.cpp. A renewal ends with kTokensChanged where the shared
+    // tokens are no longer those that it began with.
+    struct Renewal {
+        std::string memberToken;
+        std::int32_t memberId = 0;  // that the member token names
+        SecretText refreshToken;
+    };
     static HRESULT IsMemberTokenValid(const std::string& token, std::int32_t* memberId);
-    HRESULT RefreshWithNewPublicKey(std::int32_t memberId);
+    HRESULT RenewMemberToken(Renewal& renewal);
+    HRESULT TakeTokenRenewedElsewhere(const Renewal& renewal, std::string* token);
+    HRESULT RefreshWithNewPublicKey(Renewal& renewal);
     HRESULT OnlineInitMemberAuth(std::string* publicKey, std::uint32_t* id);
-    HRESULT OnlineRefreshMemberToken(std::int32_t memberId);
+    HRESULT OnlineRefreshMemberToken(Renewal& renewal);
     HRESULT ProvidePublicKey(std::string* publicKey, std::uint32_t* id);
-    HRESULT EncryptRefreshSecret(const AesKey& aesKey, std::int32_t memberId, std::string* encrypted);
+    HRESULT EncryptRefreshSecret(const AesKey& aesKey, Renewal& renewal, std::string* encrypted);
     HRESULT LearnMemberId(std::int32_t memberId);
     HRESULT CommunicateToMemberAuth(RequestType type, const std::string& strJsonData, std::string* strServerResponse);
-    HRESULT StoreRenewedToken(const AesKey& aesKey, const std::string& strServerResponse);
-    HRESULT SetMemberToken(const std::string& text);
-    HRESULT ReportMemberAuthResult(const wchar_t* label, const std::string& strServerResponse);
+    HRESULT StoreRenewedToken(const Renewal& renewal, const AesKey& aesKey, const std::string& strServerResponse);
+    HRESULT SetMemberToken(const Renewal& renewal, const std::string& text);
+    HRESULT ReportMemberAuthResult(const wchar_t* label, MemberAuthReply& reply);
 
     HRESULT RunOnlineOperation(const OnlineOperation& operation, const std::string& text1, const std::string& text2,
                                ReplyPayload* payload);

@@ -10,6 +10,7 @@
 #include "engine/MemberAuthMessages.h"
 #include "engine/QSNThreadContext.h"
 #include "engine/ResultCodes.h"
+#include "sso/ConditionalChanges.h"
 
 namespace qsn {
 namespace {
@@ -28,24 +29,40 @@ std::int32_t Number(const std::string& text) {
 
 HRESULT QSNThreadContext::GetMemberTokenTaskCmdProc(std::string* token) {
     TraceA("GetMemberTokenTaskCmdProc");
-    std::string held;
-    if (FAILED(GetMemberTokenFromReg(&held))) return QSN_RETURN_E_NO_TOKEN;
-    std::int32_t nMemberID = 0;
-    if (SUCCEEDED(IsMemberTokenValid(held, &nMemberID))) {
-        *token = std::move(held);
+    Renewal renewal;
+    if (FAILED(GetMemberTokenFromReg(&renewal.memberToken))) return QSN_RETURN_E_NO_TOKEN;
+    if (SUCCEEDED(IsMemberTokenValid(renewal.memberToken, &renewal.memberId))) {
+        *token = std::move(renewal.memberToken);
         return S_OK;
     }
-    if (FAILED(OnlineRefreshMemberToken(nMemberID))) {
-        const HRESULT retried = RefreshWithNewPublicKey(nMemberID);
-        if (FAILED(retried)) return retried;
-    }
+    const HRESULT renewed = RenewMemberToken(renewal);
+    if (renewed == kTokensChanged) return TakeTokenRenewedElsewhere(renewal, token);
+    if (FAILED(renewed)) return renewed;
     const HRESULT hr = GetMemberTokenFromReg(token);
     if (FAILED(hr)) TraceFailed(hr, kUnit, "GetMemberTokenFromReg(token)");
     return hr;
 }
 
+HRESULT QSNThreadContext::RenewMemberToken(Renewal& renewal) {
+    const HRESULT hr = OnlineRefreshMemberToken(renewal);
+    // Neither is the service's refusal: the tokens are others by now, or the session has ended.
+    if (SUCCEEDED(hr) || hr == kTokensChanged || hr == E_ABORT) return hr;
+    return RefreshWithNewPublicKey(renewal);
+}
+
+// Applications that start together find the same token at its end, and the first to renew it has done so for all. What
+// belongs to another user, or may, is not taken.
+HRESULT QSNThreadContext::TakeTokenRenewedElsewhere(const Renewal& renewal, std::string* token) {
+    std::string shared;
+    std::int32_t memberId = 0;
+    if (FAILED(GetMemberTokenFromReg(&shared)) || FAILED(IsMemberTokenValid(shared, &memberId))) return kTokensChanged;
+    if (memberId == 0 || memberId != renewal.memberId) return kTokensChanged;
+    *token = std::move(shared);
+    return S_OK;
+}
+
 // Once only: a service that has changed its key pair takes the second attempt, any other refusal stands.
-HRESULT QSNThreadContext::RefreshWithNewPublicKey(std::int32_t nMemberID) {
+HRESULT QSNThreadContext::RefreshWithNewPublicKey(Renewal& renewal) {
     TraceA("[ERR]GetMemberTokenTaskCmdProc refresh member token failed, calls init API to get public key again.");
     std::string strPublicKey;
     std::uint32_t nID = 0;
@@ -54,7 +71,7 @@ HRESULT QSNThreadContext::RefreshWithNewPublicKey(std::int32_t nMemberID) {
         TraceFailed(hr, kUnit, "OnlineInitMemberAuth(&strPublicKey, &nID)");
         return hr;
     }
-    hr = OnlineRefreshMemberToken(nMemberID);
+    hr = OnlineRefreshMemberToken(renewal);
     if (FAILED(hr)) TraceFailed(hr, kUnit, "OnlineRefreshMemberToken(nMemberID)");
     return hr;
 }
@@ -84,6 +101,9 @@ HRESULT QSNThreadContext::IsMemberTokenValid(const std::string& token, std::int3
 HRESULT QSNThreadContext::OnlineInitMemberAuth(std::string* publicKey, std::uint32_t* id) {
     TraceA("OnlineInitMemberAuth\n");
     TraceA("OnlineInitMemberAuth: GenerateJSONData\n");
+    // A reply that brings no key must not confirm one that the caller has found without its number.
+    publicKey->clear();
+    *id = 0;
     std::string strJsonData;
     const HRESULT written = WriteMemberInitBody(m_strSID, &strJsonData);
     if (FAILED(written)) return written;
@@ -94,14 +114,16 @@ HRESULT QSNThreadContext::OnlineInitMemberAuth(std::string* publicKey, std::uint
 
     const HRESULT parsed = ParseMemberAuthResponse(RequestType::kInitMemberAuth, strServerResponse, id, publicKey);
     // Whatever the reply was: a key that nobody confirms any more is not kept either.
-    SetPublicKeyAndIDFromReg(*publicKey, *id);
-    HRESULT hr = ReportMemberAuthResult(L"InitMemberAuth, Server result = ", strServerResponse);
-    if (SUCCEEDED(hr) && FAILED(parsed)) hr = parsed;
+    const HRESULT stored = SetPublicKeyAndIDFromReg(*publicKey, *id);
+    MemberAuthReply reply;
+    ReadMemberAuthResult(strServerResponse, &reply);
+    HRESULT hr = ReportMemberAuthResult(L"InitMemberAuth, Server result = ", reply);
+    if (SUCCEEDED(hr)) hr = FAILED(parsed) ? parsed : stored;
     TraceA("OnlineInitMemberAuth return hr = %x\n", static_cast<unsigned>(hr));
     return hr;
 }
 
-HRESULT QSNThreadContext::OnlineRefreshMemberToken(std::int32_t memberId) {
+HRESULT QSNThreadContext::OnlineRefreshMemberToken(Renewal& renewal) {
     TraceA("OnlineRefreshMemberToken\n");
     std::string strPublicKey;
     std::uint32_t nID = 0;
@@ -122,7 +144,7 @@ HRESULT QSNThreadContext::OnlineRefreshMemberToken(std::int32_t memberId) {
         return hr;
     }
     std::string strEncryptResult;
-    hr = EncryptRefreshSecret(aesKey, memberId, &strEncryptResult);
+    hr = EncryptRefreshSecret(aesKey, renewal, &strEncryptResult);
     if (FAILED(hr)) return hr;
     std::string strJsonData;
     hr = WriteMemberRefreshBody(strEncryptedAESKey, strEncryptResult, nID, &strJsonData);
@@ -132,9 +154,13 @@ HRESULT QSNThreadContext::OnlineRefreshMemberToken(std::int32_t memberId) {
     std::string strServerResponse;
     hr = CommunicateToMemberAuth(RequestType::kRefreshMemberToken, strJsonData, &strServerResponse);
     if (FAILED(hr)) return hr;
-    hr = StoreRenewedToken(aesKey, strServerResponse);
-    if (FAILED(hr)) return hr;
-    hr = ReportMemberAuthResult(L"RefreshMemberToken, Server result = ", strServerResponse);
+    MemberAuthReply reply;
+    ReadMemberAuthResult(strServerResponse, &reply);
+    if (reply.result == 0) {
+        hr = StoreRenewedToken(renewal, aesKey, strServerResponse);
+        if (FAILED(hr)) return hr;
+    }
+    hr = ReportMemberAuthResult(L"RefreshMemberToken, Server result = ", reply);
     TraceA("OnlineRefreshMemberToken return hr = %x\n", static_cast<unsigned>(hr));
     return hr;
 }
@@ -149,18 +175,21 @@ HRESULT QSNThreadContext::ProvidePublicKey(std::string* publicKey, std::uint32_t
     return hr;
 }
 
-HRESULT QSNThreadContext::EncryptRefreshSecret(const AesKey& aesKey, std::int32_t memberId, std::string* encrypted) {
-    SecretText strRefreshToken;
-    HRESULT hr = GetRefreshTokenFromReg(&strRefreshToken);
+HRESULT QSNThreadContext::EncryptRefreshSecret(const AesKey& aesKey, Renewal& renewal, std::string* encrypted) {
+    HRESULT hr = GetRefreshTokenFromReg(&renewal.refreshToken);
     if (FAILED(hr)) {
         TraceFailed(hr, kUnit, "GetRefreshTokenFromReg(&strRefreshToken)");
         return hr;
     }
-    hr = LearnMemberId(memberId);
+    hr = LearnMemberId(renewal.memberId);
     if (FAILED(hr)) return hr;
+    // The service may have taken long enough over the public key for another user to sign in, whose refresh token this
+    // is then.
+    if (!IsSharedMemberToken(renewal.memberToken)) return kTokensChanged;
     std::string jsonData;
     const WipeAtEnd wipeData(jsonData);
-    hr = WriteMemberRefreshSecret(strRefreshToken.Text(), memberId != 0 ? memberId : Number(m_strMemberId), &jsonData);
+    hr = WriteMemberRefreshSecret(renewal.refreshToken.Text(),
+                                  renewal.memberId != 0 ? renewal.memberId : Number(m_strMemberId), &jsonData);
     if (FAILED(hr)) return hr;
     hr = EncryptByAESKey(aesKey, kInitialisationVector, jsonData, encrypted);
     if (FAILED(hr)) {
@@ -192,7 +221,8 @@ HRESULT QSNThreadContext::CommunicateToMemberAuth(RequestType type, const std::s
     return hr;
 }
 
-HRESULT QSNThreadContext::StoreRenewedToken(const AesKey& aesKey, const std::string& strServerResponse) {
+HRESULT QSNThreadContext::StoreRenewedToken(const Renewal& renewal, const AesKey& aesKey,
+                                            const std::string& strServerResponse) {
     std::string strInfo;
     std::uint32_t unused = 0;
     HRESULT hr = ParseMemberAuthResponse(RequestType::kRefreshMemberToken, strServerResponse, &unused, &strInfo);
@@ -204,12 +234,12 @@ HRESULT QSNThreadContext::StoreRenewedToken(const AesKey& aesKey, const std::str
         TraceFailed(hr, kUnit, "DecryptByAESKey(aesKey, AUTH_IV_STRING, *strInfo, &strDecryptResult)");
         return hr;
     }
-    hr = SetMemberToken(strDecryptResult);
+    hr = SetMemberToken(renewal, strDecryptResult);
     if (FAILED(hr)) TraceFailed(hr, kUnit, "SetMemberToken(strDecryptResult)");
     return hr;
 }
 
-HRESULT QSNThreadContext::SetMemberToken(const std::string& text) {
+HRESULT QSNThreadContext::SetMemberToken(const Renewal& renewal, const std::string& text) {
     TraceA("SetMemberToken\n");
     std::string token;
     const HRESULT read = ReadRenewedMemberToken(text, &token);
@@ -221,12 +251,11 @@ HRESULT QSNThreadContext::SetMemberToken(const std::string& text) {
         TraceA("SetMemberToken: Failed to get memberToken.\n");
         return E_FAIL;
     }
-    return SetMemberTokenInReg(token);
+    return ReplaceMemberToken(renewal.memberToken, renewal.refreshToken.Text(), token);
 }
 
-HRESULT QSNThreadContext::ReportMemberAuthResult(const wchar_t* label, const std::string& strServerResponse) {
-    MemberAuthReply reply;
-    ReadMemberAuthResult(strServerResponse, &reply);
+// The host gets the text of the message through a pointer to non-const.
+HRESULT QSNThreadContext::ReportMemberAuthResult(const wchar_t* label, MemberAuthReply& reply) {
     const std::wstring line = label + std::to_wstring(reply.result) + L"\n";
     TraceW(L"%s", line.c_str());
     m_usageLog.Log(line.c_str());

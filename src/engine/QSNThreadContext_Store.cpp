@@ -1,61 +1,45 @@
+#include "Utility/RegistryResult.h"
 #include "Utility/Trace.h"
 #include "engine/QSNThreadContext.h"
 #include "sso/CheckSingleSignOn.h"
 
+// Each through a store of its own, whose watcher does not run.
+
 namespace qsn {
 namespace {
 
-// The shared tokens for the time of one call. It tells nobody of changes, and so starts no thread.
-class StoreForOneCall {
-public:
-    StoreForOneCall() { m_store.Init(nullptr); }
-    StoreForOneCall(const StoreForOneCall&) = delete;
-    StoreForOneCall& operator=(const StoreForOneCall&) = delete;
-    ~StoreForOneCall() { m_store.Uninit(); }
-
-    CheckSingleSignOn* operator->() noexcept { return &m_store; }
-
-private:
-    CheckSingleSignOn m_store;
-};
+HRESULT Found(HRESULT read) { return read == S_FALSE ? E_FAIL : FromRegistry(read); }
 
 }  // namespace
 
 HRESULT QSNThreadContext::GetRefreshTokenFromReg(SecretText* token) {
     TraceA("GetRefreshTokenFromReg\n");
-    StoreForOneCall store;
+    CheckSingleSignOn store;
     StoreStatus status = StoreStatus::kUnknown;
-    const HRESULT hr = store->GetRefreshToken(token, &status);
-    return hr == S_FALSE ? E_FAIL : hr;
+    return Found(store.GetRefreshToken(token, &status));
 }
 
 HRESULT QSNThreadContext::GetMemberTokenFromReg(std::string* token) {
     TraceA("GetMemberTokenFromReg\n");
-    StoreForOneCall store;
+    CheckSingleSignOn store;
     StoreStatus status = StoreStatus::kUnknown;
-    const HRESULT hr = store->GetMemberToken(token, &status);
-    return hr == S_FALSE ? E_FAIL : hr;
+    return Found(store.GetMemberToken(token, &status));
 }
 
 HRESULT QSNThreadContext::GetPublicKeyAndIDFromReg(std::string* key, std::uint32_t* id) {
     TraceA("GetPublicKeyAndIDFromReg\n");
-    StoreForOneCall store;
-    const HRESULT hr = store->GetPublicKey(key);
-    return FAILED(hr) ? hr : store->GetPublicID(id);
+    CheckSingleSignOn store;
+    const HRESULT hr = Found(store.GetPublicKey(key));
+    return FAILED(hr) ? hr : Found(store.GetPublicID(id));
 }
 
 HRESULT QSNThreadContext::SetPublicKeyAndIDFromReg(const std::string& key, std::uint32_t id) {
     TraceA("SetPublicKeyAndIDFromReg\n");
     TraceA("SetPublicID: %d", static_cast<int>(id));
-    StoreForOneCall store;
-    const HRESULT keyResult = store->SetPublicKey(key);
-    const HRESULT idResult = store->SetPublicID(id);
-    return keyResult == S_OK ? idResult : keyResult;
-}
-
-HRESULT QSNThreadContext::SetMemberTokenInReg(const std::string& token) {
-    StoreForOneCall store;
-    return store->SetMemberToken(token);
+    CheckSingleSignOn store;
+    const HRESULT keyResult = FromRegistry(store.SetPublicKey(key));
+    const HRESULT idResult = FromRegistry(store.SetPublicID(id));
+    return FAILED(keyResult) ? keyResult : idResult;
 }
 
 }  // namespace qsn

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "Utility/Win32Owners.h"
+#include "sso/SharedValuesLock.h"
 
 namespace qsn {
 namespace {
@@ -20,6 +21,7 @@ LSTATUS OpenToWrite(UniqueRegistryKey* key) {
 }
 
 LSTATUS Write(const char* name, DWORD type, const void* data, DWORD size) {
+    const SharedValuesLock lock;
     UniqueRegistryKey key;
     const LSTATUS opened = OpenToWrite(&key);
     if (opened != ERROR_SUCCESS) return opened;
@@ -73,6 +75,7 @@ LSTATUS WriteSharedNumber(const char* name, std::uint32_t number) {
 }
 
 LSTATUS DeleteSharedValue(const char* name) {
+    const SharedValuesLock lock;
     UniqueRegistryKey key;
     const LSTATUS opened = OpenToWrite(&key);
     if (opened != ERROR_SUCCESS) return opened;

@@ -68,9 +68,13 @@ public:
         const bool signedIn = IsReported(m_qsn->SignIn(kToken), QSN_ACTION_SIGNIN_RESULT);
         return IsReported(m_qsn->GetUserInfo(), QSN_ACTION_GET_USERINFO_RESULT) && signedIn;
     }
+    void HoldEndingToken() {
+        m_ending = Server().IssueMemberToken("20417", 10s);
+        SharedValues::WriteToken("mTok", m_ending);
+    }
     void TokensToRenew() {
         Session();
-        SharedValues::WriteToken("mTok", Server().IssueMemberToken("20417", 10s));
+        HoldEndingToken();
         SharedValues::WriteProtected("rTok", kRefreshToken);
         SharedValues::Delete("pubK");
         m_qsn->SignIn(kToken);
@@ -78,8 +82,11 @@ public:
     }
     bool Renewal() {
         const auto before = SharedValues::Read("mTok");
-        return IsReported(m_qsn->GetProductListV2(), QSN_ACTION_GET_PRODUCTLIST_V2_RESULT) &&
-               SharedValues::Read("mTok") != before;
+        const bool listed = IsReported(m_qsn->GetProductListV2(), QSN_ACTION_GET_PRODUCTLIST_V2_RESULT);
+        for (const auto& request : Server().TakeRequests()) {
+            EXPECT_EQ(request.body.find(m_ending), std::string::npos) << "the old token goes out as if renewed";
+        }
+        return listed && SharedValues::Read("mTok") != before;
     }
     bool StoreWrite() {
         std::string token = kTokenToKeep;
@@ -154,9 +161,20 @@ public:
     FakeOrb m_orb;  // the stand-in would leave memory behind each time that it is freed
     FailingCalls m_calls;
     Held m_held;
+    std::string m_ending;  // the member token that is to be renewed
 };
 
 TEST_F(FailingCallsTest, EachEndsInAResultCodeAndLeavesNothing) { FailInEachScenario(); }
+
+TEST_F(FailingCallsTest, WhatTheRegistryDoesNotTakeIsNotRenewed) {
+    TokensToRenew();
+    ASSERT_TRUE(Renewal());
+    HoldEndingToken();
+    m_calls.FailCallsOf("RegSetValueExA", ERROR_ACCESS_DENIED);
+    EXPECT_FALSE(Renewal());
+    EXPECT_STREQ(m_calls.Stop(), "RegSetValueExA");
+    EXPECT_TRUE(Renewal()) << "the next try works";
+}
 
 // What keeps the library from looking at the shared values for a while.
 struct Obstacle {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <ctime>
 #include <regex>
 
@@ -10,24 +11,40 @@ namespace {
 
 using namespace std::chrono_literals;
 using namespace qsn::test;
+using qsn::service::AccountServer;
 using qsn::service::RecordedRequest;
 using qsn::service::ReplyChange;
 using qsn::service::RequestMatch;
 
-constexpr char kUser[] = "20417";
-constexpr char kRefreshToken[] = "refresh-ada";
+struct TestUser {
+    const char* id;
+    const char* accessToken;
+    const char* refreshToken;
+};
+constexpr TestUser kAda{"20417", kToken, "refresh-ada"};
+constexpr TestUser kBo{"20418", "token-bo", "refresh-bo"};
 
 // The product list of the second generation is asked for with a member token, which is renewed on the way.
 class MemberToken : public SessionTest {
 protected:
     void SetUp() override {
-        Server().Members().Accept();
-        Server().Accounts().Use([](auto& accounts) { accounts.users[0].refreshTokens = {kRefreshToken}; });
+        Server().Accounts().Use([](auto& accounts) {
+            accounts.users[0].refreshTokens = {kAda.refreshToken};
+            qsn::service::User& bo = accounts.users.emplace_back();
+            bo.userId = kBo.id;
+            bo.memberId = std::stoi(kBo.id);
+            bo.accessTokens = {{kBo.accessToken}};
+            bo.refreshTokens = {kBo.refreshToken};
+        });
         SessionTest::SetUp();
-        SignIn();
-        SharedValues::WriteProtected("rTok", kRefreshToken);
+        SignInAs(kAda);
     }
-    void HoldTokenFor(std::chrono::seconds lifetime) { Hold(Server().IssueMemberToken(kUser, lifetime)); }
+    // As a host does that has its tokens from the service.
+    void SignInAs(const TestUser& user) {
+        SignIn(user.accessToken);
+        SharedValues::WriteProtected("rTok", user.refreshToken);
+    }
+    void HoldTokenFor(std::chrono::seconds lifetime) { Hold(Server().IssueMemberToken(kAda.id, lifetime)); }
     void Hold(const std::string& token) {
         m_token = token;
         SharedValues::WriteToken("mTok", token);
@@ -99,8 +116,14 @@ TEST_F(MemberToken, SurvivesARotatedKeyPair) {
     HoldTokenFor(1s);
     Requests();
     EXPECT_EQ(ListResult(), QSN_CALLBACK_OK);
-    EXPECT_EQ(Requests(), (Types{"memberRefresh", "memberInit", "memberRefresh", "getProductListV2"}));
+    const Types withANewKey = {"memberRefresh", "memberInit", "memberRefresh", "getProductListV2"};
+    EXPECT_EQ(Requests(), withANewKey);
     EXPECT_TRUE(IsRenewed());
+
+    SharedValues::Write("pubID", {"\1\0\0\0", 4}, REG_DWORD);
+    HoldTokenFor(1s);
+    EXPECT_EQ(ListResult(), QSN_CALLBACK_OK);
+    EXPECT_EQ(Requests(), withANewKey) << "the number of an older pair is refused with any key";
 }
 
 TEST_F(MemberToken, GoesToTheSiteThatTheHostHasChosen) {
@@ -133,6 +156,56 @@ TEST_F(MemberToken, WithoutAnIdentifierTheUserIsAskedFor) {
     }
 }
 
+// What happens to the shared tokens while the service takes its time.
+struct Meanwhile {
+    const char* name;
+    const char* held;  // the request type of the reply
+    void (*act)(IPVSubscription2& qsn, AccountServer& server);
+    int result;  // of the list
+    bool isStored = false;
+};
+
+void SignInBo(IPVSubscription2&, AccountServer& server) {
+    SharedValues::WriteProtected("rTok", kBo.refreshToken);
+    SharedValues::WriteToken("mTok", server.IssueMemberToken(kBo.id, 1h));
+}
+
+class OvertakenRenewal : public MemberToken, public testing::WithParamInterface<Meanwhile> {};
+
+TEST_P(OvertakenRenewal, LeavesWhatOthersHaveWritten) {
+    const Meanwhile& meanwhile = GetParam();
+    HoldTokenFor(1s);
+    const auto gate = HoldNext(meanwhile.held);
+    ASSERT_EQ(m_qsn->GetProductListV2(), S_OK);
+    ASSERT_TRUE(gate->WaitForRequest(10s));
+    meanwhile.act(*m_qsn, Server());
+    const auto member = SharedValues::Read("mTok"), refresh = SharedValues::Read("rTok");
+    gate->Open();
+    EXPECT_EQ(m_callback.ResultOf(QSN_ACTION_GET_PRODUCTLIST_V2_RESULT), meanwhile.result);
+    AccessToken();  // what was posted meanwhile is done
+    EXPECT_EQ(SharedValues::Read("mTok") != member, meanwhile.isStored);
+    EXPECT_EQ(SharedValues::Read("rTok"), refresh);
+    const Types types = Requests();
+    EXPECT_EQ(std::ranges::count(types, "memberInit"), 1) << "it is not tried again";
+    EXPECT_EQ(std::ranges::count(types, "memberRefresh"), meanwhile.held == std::string("memberRefresh"));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, OvertakenRenewal,
+    testing::Values(
+        Meanwhile{"signOut", "memberRefresh", [](auto& qsn, auto&) { EXPECT_EQ(qsn.SignOut(), S_OK); }, 102},
+        Meanwhile{"signInOfAnotherUser", "memberRefresh", SignInBo, 102},
+        Meanwhile{"signInBeforeTheTokenIsSent", "memberInit", SignInBo, 102},
+        Meanwhile{"firstHalfOfASignIn", "memberRefresh",
+                  [](auto&, auto&) { SharedValues::WriteProtected("rTok", kBo.refreshToken); }, 102},
+        Meanwhile{"renewalByANeighbour", "memberRefresh",
+                  [](auto&, auto& server) { SharedValues::WriteToken("mTok", server.IssueMemberToken(kAda.id, 2h)); },
+                  QSN_CALLBACK_OK},
+        Meanwhile{"sameTokenWrittenAgain", "memberRefresh",
+                  [](auto&, auto&) { SharedValues::WriteProtected("rTok", kAda.refreshToken); }, QSN_CALLBACK_OK,
+                  true}),
+    [](const auto& meanwhile) { return std::string(meanwhile.param.name); });
+
 struct RefreshFault {
     const char* name;
     const char* operation;
@@ -142,15 +215,22 @@ struct RefreshFault {
 class RefusedRenewal : public MemberToken, public testing::WithParamInterface<RefreshFault> {};
 
 TEST_P(RefusedRenewal, LeavesEverythingInPlace) {
+    const bool isInit = GetParam().operation == std::string("memberInit");
     HoldTokenFor(1s);
+    ASSERT_EQ(ListResult(), QSN_CALLBACK_OK);
+    const auto key = SharedValues::Decrypt("pubK");
+    if (isInit) SharedValues::Delete("pubID");
+    HoldTokenFor(1s);
+    Requests();
     // The list is asked for with the empty text then, and refused.
     Server().Rules().Always(GetParam().change, RequestMatch{.requestType = GetParam().operation});
     EXPECT_EQ(ListResult(), QSN_CALLBACK_SERVER_RESULT_102);
     const Types types = Requests();
-    EXPECT_LE(std::count(types.begin(), types.end(), "memberRefresh"), 2);
-    EXPECT_LE(std::count(types.begin(), types.end(), "memberInit"), 3) << "a refusal there keeps no key";
+    EXPECT_EQ(std::count(types.begin(), types.end(), "memberRefresh"), isInit ? 0 : 2);
+    EXPECT_LE(std::count(types.begin(), types.end(), "memberInit"), isInit ? 3 : 1);
+    EXPECT_EQ(SharedValues::Decrypt("pubK") == key, !isInit) << "a key that is not confirmed goes";
     EXPECT_FALSE(IsRenewed());
-    EXPECT_EQ(SharedValues::Decrypt("rTok"), kRefreshToken);
+    EXPECT_EQ(SharedValues::Decrypt("rTok"), kAda.refreshToken);
 
     Server().Rules().Clear();
     EXPECT_EQ(ListResult(), QSN_CALLBACK_OK) << "the next try works";
@@ -161,7 +241,8 @@ ReplyChange Secret(const char* text) { return {.memberSecret = text}; }
 
 INSTANTIATE_TEST_SUITE_P(
     All, RefusedRenewal,
-    testing::Values(RefreshFault{"noStatus", "memberRefresh", Body("{}")},
+    testing::Values(RefreshFault{"result", "memberRefresh", {.result = 102}},
+                    RefreshFault{"noStatus", "memberRefresh", Body("{}")},
                     RefreshFault{"refused", "memberRefresh", Body(R"({"status":"FAILED","info":"AAAA"})")},
                     RefreshFault{"noText", "memberRefresh", Body(R"({"status":"SUCCESS","info":{}})")},
                     RefreshFault{"shorterThanATag", "memberRefresh", Body(R"({"status":"SUCCESS","info":"AAAAAAAA"})")},
@@ -174,13 +255,17 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& fault) { return std::string(fault.param.name); });
 
 TEST_F(MemberToken, PassesTheServicesMessageOn) {
-    HoldTokenFor(1s);
-    Server().Rules().Always({.body = R"({"status":"FAILED","result":102,"additionalMessage":"not today"})"},
-                            RequestMatch{.requestType = "memberInit"});
-    EXPECT_EQ(ListResult(), QSN_CALLBACK_SERVER_RESULT_102);
-    const auto message = m_callback.WaitFor(QSN_ACTION_NOTIFY);
-    ASSERT_TRUE(message);
-    EXPECT_EQ(message->text, "not today");
+    for (const char* operation : {"memberInit", "memberRefresh"}) {
+        HoldTokenFor(1s);
+        Server().Rules().Always({.body = R"({"status":"FAILED","result":102,"additionalMessage":"not today"})"},
+                                RequestMatch{.requestType = operation});
+        EXPECT_EQ(ListResult(), QSN_CALLBACK_SERVER_RESULT_102);
+        Server().Rules().Clear();
+        const auto message = m_callback.WaitFor(QSN_ACTION_NOTIFY, 0s);
+        ASSERT_TRUE(message) << operation;
+        EXPECT_EQ(message->text, "not today");
+        while (m_callback.WaitFor(QSN_ACTION_NOTIFY, 0s)) continue;  // the retry's
+    }
 }
 
 }  // namespace

@@ -234,6 +234,7 @@ const std::array kImports{
     MakeImport<OF(free)>(&FreeBlock),
     Opens<OF(CreateThread), nullptr, kNoMemory, kHandles>(),
     Opens<OF(CreateEventW), nullptr, kNoMemory, kHandles>(),
+    Opens<OF(CreateMutexW), nullptr, kNoMemory, kHandles>(),
     Closes<OF(CloseHandle), kHandles>(),
     Opens<OF(LoadLibraryA), nullptr, kNoMemory, kModules>(),
     Opens<OF(LoadLibraryW), nullptr, kNoMemory, kModules>(),

@@ -1,8 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <mutex>
+#include <thread>
 
 #include "sso/CheckSingleSignOn.h"
+#include "sso/ConditionalChanges.h"
 #include "support/ProcessState.h"
 #include "support/SharedValues.h"
 
@@ -86,6 +89,24 @@ TEST_F(TokenStore, WhatOtherProgramsWriteIsReadOrTakenForAbsent) {
         EXPECT_EQ(m_store.GetPublicID(&id), E_FAIL) << data;
         EXPECT_EQ(id, 7u);
     }
+}
+
+TEST_F(TokenStore, ChangesWaitForWhoHoldsTheLockButNotForGood) {
+    const UniqueHandle lock(CreateMutexW(nullptr, TRUE, L"Local\\Quillfern.QSN.SharedValues"));
+    ASSERT_NE(GetLastError(), DWORD{ERROR_ALREADY_EXISTS}) << "somebody holds it";
+    const std::function<bool()> changes[] = {[&] { return m_store.SetSingleSignOnToken("s") == S_OK; },
+                                             [&] { return m_store.SetMemberToken("m") == S_OK; },
+                                             [&] { return m_store.SetRefreshToken("r") == S_OK; },
+                                             [] { return ReplaceMemberToken("m", "r", "n") == S_OK; },
+                                             [] { return DeleteAccessToken("s"); },
+                                             [&] { return m_store.SetMemberToken({}) == S_OK; }};
+    for (const auto& change : changes) {
+        const ULONGLONG start = GetTickCount64();
+        std::thread([&] { EXPECT_TRUE(change()); }).join();
+        EXPECT_GE(GetTickCount64() - start, 150u) << "it has not waited";
+    }
+    ReleaseMutex(lock.Get());
+    EXPECT_EQ(SignOn() + Member() + Refresh(), "1 1 1 1 0 2 r");
 }
 
 // Each event as in "3 text", or "4" where it brings none.
