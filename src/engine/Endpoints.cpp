@@ -2,6 +2,8 @@
 
 #include <qsn/BuildConstants.h>
 
+#include <algorithm>
+
 namespace qsn {
 namespace {
 
@@ -13,6 +15,13 @@ std::string MemberURL(bool useTestbed, std::string_view path) {
     return std::string("https://").append(useTestbed ? kStagingMemberHost : kMemberHost).append(path);
 }
 
+constexpr std::size_t kLongestIdentifier = 20;  // digits, of a number of 64 bits
+
+bool IsIdentifier(std::string_view text) {
+    return !text.empty() && text.size() <= kLongestIdentifier &&
+           std::ranges::all_of(text, [](char c) { return c >= '0' && c <= '9'; });
+}
+
 }  // namespace
 
 std::string GetServerURL(RequestType type, bool useTestbed, std::string_view memberId) {
@@ -22,7 +31,8 @@ std::string GetServerURL(RequestType type, bool useTestbed, std::string_view mem
         case RequestType::kGetProductListV2: return ServiceURL(useTestbed, "/qsn/service/v2/getProductList");
         case RequestType::kInitMemberAuth: return MemberURL(useTestbed, "/member-auth/v1/init");
         case RequestType::kRefreshMemberToken:
-            return MemberURL(useTestbed, "/member-auth/v1/refresh/").append(memberId.empty() ? "00000000" : memberId);
+            return MemberURL(useTestbed, "/member-auth/v1/refresh/")
+                .append(IsIdentifier(memberId) ? memberId : "00000000");
         default: return ServiceURL(useTestbed, "/qsn/service/request");
     }
 }

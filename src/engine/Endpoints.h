@@ -18,7 +18,8 @@ enum class RequestType {
     kRefreshMemberToken = 20,
 };
 
-// The address that a request is posted to. `memberId` is part of it for kRefreshMemberToken only.
+// The address that a request is posted to. `memberId` is part of it for kRefreshMemberToken only, and only if it is a
+// number: anything else could lead to another place.
 std::string GetServerURL(RequestType type, bool useTestbed, std::string_view memberId);
 
 // The login page, without its query.

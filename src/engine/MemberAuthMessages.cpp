@@ -8,11 +8,6 @@ namespace {
 
 HRESULT Write(const Json::Value& root, std::string* text) { return WriteJson(root, text) ? S_OK : E_OUTOFMEMORY; }
 
-std::int64_t Int64Member(const Json::Value& object, const char* member) {
-    const Json::Value& value = JsonMember(object, member);
-    return value.isInt64() ? value.asInt64() : 0;
-}
-
 }  // namespace
 
 HRESULT WriteMemberInitBody(const std::string& productSID, std::string* body) {
@@ -22,10 +17,10 @@ HRESULT WriteMemberInitBody(const std::string& productSID, std::string* body) {
     return Write(root, body);
 }
 
-HRESULT WriteMemberRefreshSecret(const std::string& refreshToken, std::int32_t memberId, std::string* text) {
+HRESULT WriteMemberRefreshSecret(const std::string& refreshToken, std::uint64_t memberId, std::string* text) {
     Json::Value root;
     root["refreshToken"] = refreshToken;
-    root["memberId"] = memberId;
+    root["memberId"] = Json::UInt64{memberId};
     return Write(root, text);
 }
 
@@ -34,7 +29,7 @@ HRESULT WriteMemberRefreshBody(const std::string& wrappedKey, const std::string&
     Json::Value root;
     root["a"] = wrappedKey;
     root["data"] = encryptedSecret;
-    root["k"] = static_cast<std::int32_t>(keyId);
+    root["k"] = Json::UInt{keyId};
     return Write(root, body);
 }
 
@@ -54,8 +49,10 @@ HRESULT ParseMemberAuthResponse(RequestType api, std::string_view reply, std::ui
     switch (api) {
         case RequestType::kInitMemberAuth: {
             const Json::Value& info = JsonMember(root, "info");
+            const Json::Value& id = JsonMember(info, "id");
+            if (id.isNumeric() && !id.isUInt()) return E_INVALIDARG;
+            *identifier = id.isUInt() ? id.asUInt() : 0;
             *text = JsonText(info, "public_key");
-            *identifier = static_cast<std::uint32_t>(JsonInt(info, "id"));
             return S_OK;
         }
         case RequestType::kRefreshMemberToken: *text = JsonText(root, "info"); return S_OK;
@@ -66,8 +63,10 @@ HRESULT ParseMemberAuthResponse(RequestType api, std::string_view reply, std::ui
 HRESULT ReadMemberTokenClaims(std::string_view payload, MemberTokenClaims* claims) {
     Json::Value root;
     if (!ParseJson(payload, &root) || !root.isObject()) return E_INVALIDARG;
-    claims->expiry = Int64Member(root, "exp");
-    claims->memberId = JsonInt(root, "memberId");
+    const Json::Value& expiry = JsonMember(root, "exp");
+    claims->expiry = expiry.isInt64() ? expiry.asInt64() : 0;
+    const Json::Value& memberId = JsonMember(root, "memberId");
+    claims->memberId = memberId.isUInt64() ? memberId.asUInt64() : 0;
     return S_OK;
 }
 

@@ -14,7 +14,7 @@ namespace qsn {
 
 // E_OUTOFMEMORY where the writer ran out of it.
 HRESULT WriteMemberInitBody(const std::string& productSID, std::string* body);
-HRESULT WriteMemberRefreshSecret(const std::string& refreshToken, std::int32_t memberId, std::string* text);
+HRESULT WriteMemberRefreshSecret(const std::string& refreshToken, std::uint64_t memberId, std::string* text);
 HRESULT WriteMemberRefreshBody(const std::string& wrappedKey, const std::string& encryptedSecret, std::uint32_t keyId,
                                std::string* body);
 
@@ -28,15 +28,15 @@ struct MemberAuthReply {
 void ReadMemberAuthResult(std::string_view reply, MemberAuthReply* envelope);
 
 // kInitMemberAuth: public key and its identifier. kRefreshMemberToken: the encrypted text. Anything else: E_NOTIMPL.
-// E_INVALIDARG: not JSON. kReplyWithoutResult: no "status". 0 with the outputs untouched for any "status" but success:
-// callers judge by what they got.
+// E_INVALIDARG: not JSON, or an identifier that no value can hold. kReplyWithoutResult: no "status". 0 with the outputs
+// untouched for any "status" but success: callers judge by what they got.
 HRESULT ParseMemberAuthResponse(RequestType api, std::string_view reply, std::uint32_t* identifier, std::string* text);
 
-// When a member token ends, and whose it is. E_INVALIDARG where the payload is no JSON object. Members that are no
-// numbers read as 0.
+// When a member token ends, and whose it is. E_INVALIDARG where the payload is no JSON object. Members that are not
+// whole numbers of 64 bits read as 0, and so do negative identifiers.
 struct MemberTokenClaims {
     std::int64_t expiry = 0;  // seconds since 1970
-    std::int32_t memberId = 0;
+    std::uint64_t memberId = 0;
 };
 HRESULT ReadMemberTokenClaims(std::string_view payload, MemberTokenClaims* claims);
 

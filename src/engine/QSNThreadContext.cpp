@@ -114,7 +114,7 @@ void QSNThreadContext::KeepStatus(int action, int result) {
 }
 
 void QSNThreadContext::HandleServerResult(int callbackResult) {
-    if (EndsSession(callbackResult)) m_strAccessToken = SecretText();
+    if (EndsSession(callbackResult)) SetAccessToken({});
 }
 
 }  // namespace qsn

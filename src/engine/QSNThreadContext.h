@@ -54,7 +54,11 @@ public:
     HRESULT SetConfig(int id, const void* data);
 
     const std::string& AccessToken() const noexcept { return m_strAccessToken.Text(); }
-    void SetAccessToken(SecretText token) noexcept { m_strAccessToken = std::move(token); }
+    // What is known of the user goes with the token.
+    void SetAccessToken(SecretText token) noexcept {
+        m_strAccessToken = std::move(token);
+        m_strMemberId.clear();
+    }
     std::string GetSignInURL() const;
 
     // `bySingleSignOn`: started by another application of the suite and not by the host.
@@ -123,10 +127,10 @@ private:
     // tokens are no longer those that it began with.
     struct Renewal {
         std::string memberToken;
-        std::int32_t memberId = 0;  // that the member token names
+        std::uint64_t memberId = 0;  // that the member token names
         SecretText refreshToken;
     };
-    static HRESULT IsMemberTokenValid(const std::string& token, std::int32_t* memberId);
+    static HRESULT IsMemberTokenValid(const std::string& token, std::uint64_t* memberId);
     HRESULT RenewMemberToken(Renewal& renewal);
     HRESULT TakeTokenRenewedElsewhere(const Renewal& renewal, std::string* token);
     HRESULT RefreshWithNewPublicKey(Renewal& renewal);
@@ -134,7 +138,7 @@ private:
     HRESULT OnlineRefreshMemberToken(Renewal& renewal);
     HRESULT ProvidePublicKey(std::string* publicKey, std::uint32_t* id);
     HRESULT EncryptRefreshSecret(const AesKey& aesKey, Renewal& renewal, std::string* encrypted);
-    HRESULT LearnMemberId(std::int32_t memberId);
+    HRESULT LearnMemberId(std::uint64_t memberId);
     HRESULT CommunicateToMemberAuth(RequestType type, const std::string& strJsonData, std::string* strServerResponse);
     HRESULT StoreRenewedToken(const Renewal& renewal, const AesKey& aesKey, const std::string& strServerResponse);
     HRESULT SetMemberToken(const Renewal& renewal, const std::string& text);
@@ -170,7 +174,7 @@ private:
     RoutineTimer* m_pRoutineTimer = nullptr;
     std::uint32_t m_nUseTestbed = 0;
     std::wstring m_strDeviceId;  // empty if the machine has not told it at the start
-    std::string m_strMemberId;   // as the member-auth address carries it; empty until user info has been read
+    std::string m_strMemberId;   // of the access token's user, as user info gave it; empty until it has been read
 };
 
 }  // namespace qsn

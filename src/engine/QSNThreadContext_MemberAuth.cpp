@@ -1,4 +1,4 @@
-#include <cstdlib>
+#include <charconv>
 #include <ctime>
 #include <string>
 
@@ -21,8 +21,12 @@ constexpr char kInitialisationVector[] = "ZTHarborKeys";
 // A token that ends within this time is renewed before it is used.
 constexpr std::int64_t kLeastTimeToLive = 61;  // s
 
-std::int32_t Number(const std::string& text) {
-    return static_cast<std::int32_t>(std::strtol(text.c_str(), nullptr, 10));
+// 0 where the text is not a number of 64 bits and nothing else.
+std::uint64_t Number(const std::string& text) {
+    std::uint64_t number = 0;
+    const char* const end = text.data() + text.size();
+    const auto read = std::from_chars(text.data(), end, number);
+    return read.ec == std::errc() && read.ptr == end ? number : 0;
 }
 
 }  // namespace
@@ -54,7 +58,7 @@ HRESULT QSNThreadContext::RenewMemberToken(Renewal& renewal) {
 // belongs to another user, or may, is not taken.
 HRESULT QSNThreadContext::TakeTokenRenewedElsewhere(const Renewal& renewal, std::string* token) {
     std::string shared;
-    std::int32_t memberId = 0;
+    std::uint64_t memberId = 0;
     if (FAILED(GetMemberTokenFromReg(&shared)) || FAILED(IsMemberTokenValid(shared, &memberId))) return kTokensChanged;
     if (memberId == 0 || memberId != renewal.memberId) return kTokensChanged;
     *token = std::move(shared);
@@ -76,7 +80,7 @@ HRESULT QSNThreadContext::RefreshWithNewPublicKey(Renewal& renewal) {
     return hr;
 }
 
-HRESULT QSNThreadContext::IsMemberTokenValid(const std::string& token, std::int32_t* memberId) {
+HRESULT QSNThreadContext::IsMemberTokenValid(const std::string& token, std::uint64_t* memberId) {
     TraceA("IsMemberTokenValid\n");
     std::string strDecryptResult;
     const HRESULT decoded = DecodeJWT(token, &strDecryptResult);
@@ -198,7 +202,7 @@ HRESULT QSNThreadContext::EncryptRefreshSecret(const AesKey& aesKey, Renewal& re
     return hr;
 }
 
-HRESULT QSNThreadContext::LearnMemberId(std::int32_t memberId) {
+HRESULT QSNThreadContext::LearnMemberId(std::uint64_t memberId) {
     if (memberId != 0 || !m_strMemberId.empty()) return S_OK;
     TraceA("[ERR]OnlineRefreshMemberToken local and member token's id is None.\n");
     UniqueCom<IQSNUserInfo> userInfo;

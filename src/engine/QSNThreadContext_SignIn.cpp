@@ -46,7 +46,7 @@ HRESULT QSNThreadContext::SignOut(bool bySingleSignOn, const std::string& member
         m_usageLog.Log(L"Sign Out: Network not available");
     }
     // Whatever the service made of it: a user who signs out here is signed out here.
-    m_strAccessToken = SecretText();
+    SetAccessToken({});
     DoCallback(action, code, nullptr);
     return S_OK;
 }

@@ -70,6 +70,11 @@ protected:
             EXPECT_EQ(ListResult(), QSN_CALLBACK_OK);
         } while (std::time(nullptr) != second);
     }
+    const RecordedRequest& Refresh() const {
+        static const RecordedRequest kNone;
+        const auto found = std::ranges::find(m_requests, "memberRefresh", &RecordedRequest::requestType);
+        return found == m_requests.end() ? kNone : *found;
+    }
     bool IsRenewed() const { return SharedValues::Read("mTok")->data != SharedValues::Base64Lines(m_token); }
 
     using Types = std::vector<std::string>;
@@ -126,6 +131,32 @@ TEST_F(MemberToken, SurvivesARotatedKeyPair) {
     EXPECT_EQ(Requests(), withANewKey) << "the number of an older pair is refused with any key";
 }
 
+TEST_F(MemberToken, TheKeysNumberGoesBackAsItCame) {
+    HoldTokenFor(1s);
+    ASSERT_EQ(ListResult(), QSN_CALLBACK_OK);
+    Json::Value info;
+    info["public_key"] = *SharedValues::Decrypt("pubK");
+    const struct {
+        Json::UInt64 number;
+        const char* sent;  // null: no value holds such a number, so the key is of no use
+    } cases[] = {{7, "7"}, {3000000000, "3000000000"}, {4294967295, "4294967295"}, {4294967296, nullptr}};
+    for (const auto& each : cases) {
+        info["id"] = each.number;
+        SharedValues::Delete("pubID");
+        HoldTokenFor(1s);
+        Requests();
+        Server().Rules().Once({.data = info}, {.requestType = "memberInit"});
+        EXPECT_EQ(ListResult(), QSN_CALLBACK_OK) << "with the key that the service gives next";
+        if (!each.sent) {
+            EXPECT_EQ(Requests(), (Types{"memberInit", "memberInit", "memberRefresh", "getProductListV2"}));
+            continue;
+        }
+        EXPECT_EQ(Requests(),
+                  (Types{"memberInit", "memberRefresh", "memberInit", "memberRefresh", "getProductListV2"}));
+        EXPECT_TRUE(m_requests[1].body.ends_with(std::string(",\"k\":") + each.sent + "}\n")) << m_requests[1].body;
+    }
+}
+
 TEST_F(MemberToken, GoesToTheSiteThatTheHostHasChosen) {
     uint32_t staging = 1;
     ASSERT_EQ(m_qsn->Config(QSNCFG_USE_TESTBED, &staging, nullptr), S_OK);
@@ -142,17 +173,47 @@ TEST_F(MemberToken, GoesToTheSiteThatTheHostHasChosen) {
 
 TEST_F(MemberToken, WithoutAnIdentifierTheUserIsAskedFor) {
     const std::string header = "eyJhbGciOiJIUzI1NiJ9.";
+    bool turn = false;
     for (const std::string& token : {std::string("no-dots"), std::string("one.dot"), header + "WzFd.x" /* [1] */,
                                      header + "eyJleHAiOiJzb29uIn0.x" /* "exp" a text */, header + "e30.x" /* {} */}) {
+        const TestUser& user = (turn = !turn) ? kBo : kAda;
+        SignInAs(user);
         Hold(token);
-        ASSERT_EQ(m_qsn->Uninit(), S_OK);
-        ASSERT_EQ(m_qsn->Init(L"SID-TEST", &m_callback), S_OK);
-        SignIn();
         SharedValues::Delete("pubK");
         EXPECT_EQ(ListResult(), QSN_CALLBACK_OK) << token;
-        EXPECT_EQ(Requests(), (Types{"memberInit", "getUserInfo", "memberRefresh", "getProductListV2"})) << token;
-        EXPECT_EQ(m_requests[2].target, "/member-auth/v1/refresh/20417");
-        EXPECT_EQ(m_requests[2].decryptedBody, "{\"memberId\":20417,\"refreshToken\":\"refresh-ada\"}\n");
+        EXPECT_EQ(Requests(), (Types{"memberInit", "getUserInfo", "memberRefresh", "getProductListV2"}))
+            << token << ": what is known of one user is not another's";
+        EXPECT_EQ(m_requests[2].target, std::string("/member-auth/v1/refresh/") + user.id);
+        EXPECT_EQ(m_requests[2].decryptedBody,
+                  std::string("{\"memberId\":") + user.id + ",\"refreshToken\":\"" + user.refreshToken + "\"}\n");
+    }
+}
+
+TEST_F(MemberToken, IdentifiersAreNumbersOf64Bits) {
+    const struct {
+        const char* claims;
+        const char* userID;
+        const char* inPath;
+        const char* inBody;
+    } cases[] = {{"{}", "0020417", "0020417", "20417"},
+                 {"{}", "9007199254740993", "9007199254740993", "9007199254740993"},
+                 {"{}", "18446744073709551615", "18446744073709551615", "18446744073709551615"},
+                 {"{}", "118446744073709551615", "00000000", "0"},
+                 {"{}", "", "00000000", "0"},
+                 {"{}", "../init", "00000000", "0"},
+                 {"{}", "7?x=1", "00000000", "0"},
+                 {"{}", "7\r\nX-Evil: 1", "00000000", "0"},
+                 {R"({"memberId":9007199254740993})", "20417", "00000000", "9007199254740993"}};
+    for (const auto& each : cases) {
+        Server().Accounts().Use([&](auto& accounts) { accounts.users[0].userId = each.userID; });
+        SignInAs(kAda);
+        Hold(Server().Members().Issuer().Sign(each.claims));
+        Requests();
+        EXPECT_EQ(ListResult(), QSN_CALLBACK_OK) << each.userID;
+        Requests();
+        EXPECT_EQ(Refresh().target, std::string("/member-auth/v1/refresh/") + each.inPath);
+        EXPECT_EQ(Refresh().decryptedBody,
+                  std::string("{\"memberId\":") + each.inBody + R"(,"refreshToken":"refresh-ada"})" + "\n");
     }
 }
 
