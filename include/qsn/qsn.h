@@ -47,7 +47,8 @@ static const HRESULT QSN_RETURN_E_TIMEOUT =
 /*
  * What the callback gets as the result of every action except QSN_ACTION_NOTIFY. After 2, 3, 101 and 107 the session
  * holds no access token any more and the user has to sign in again. Two exceptions: a quota request never takes the
- * token, and with single sign-on a refused token check ends the session through QSN_ACTION_SSO_SIGNOUT_RESULT.
+ * token, and if a token check is refused while its token is the shared one, the library deletes that, and the session
+ * ends through QSN_ACTION_SSO_SIGNOUT_RESULT.
  */
 enum QSN_CALLBACK_RESULT {
     QSN_CALLBACK_OK = 0,
@@ -78,7 +79,7 @@ enum QSN_ACTION {
     QSN_ACTION_GET_USERINFO_RESULT = 4,         /* data: IQSNUserInfo*, or null where there is none */
     QSN_ACTION_GET_PRODUCTLIST_RESULT = 5,      /* data: IQSNList* of IQSNDataSet, or null */
     QSN_ACTION_NOTIFY = 6,                      /* result: a QSN_NOTIFY id; data: narrow text or null */
-    QSN_ACTION_CHECK_TOKEN_ROUTINE_RESULT = 11, /* data: null */
+    QSN_ACTION_CHECK_TOKEN_ROUTINE_RESULT = 11, /* data: null; only a number of the service itself refuses a token */
     QSN_ACTION_GI_QUERY_RESULT = 12,            /* data: const QSN_GI_QUOTA*, or null */
     QSN_ACTION_GI_LOG_RESULT = 13,              /* data: null */
     QSN_ACTION_GET_PRODUCTLIST_V2_RESULT = 14,  /* data: IQSNList* of IQSNDataSet, or null */

@@ -82,9 +82,10 @@ public:
     HRESULT GIQueryProc();
     HRESULT GILogProc();
 
-    // The token check that the routine timer asks for. With `singleSignOn` a refused token is taken from the shared
-    // tokens, and the session learns of that like every other application does; without, this session drops it.
-    // The exchange's own result, or S_FALSE where no request was made.
+    // The token check that the routine timer asks for. Only a result number of the service is a refusal. With
+    // `singleSignOn` a refused token is deleted if it is the shared one, and the session learns of that like every
+    // other application does; else this session drops it. The exchange's own result, or S_FALSE where no request was
+    // made.
     HRESULT CheckTokenValidCmdProc(bool singleSignOn);
 
     // A member token that has more than a minute to live: the shared one, renewed at the member-auth service where it
@@ -120,8 +121,9 @@ private:
     HRESULT OnlineQueryGIInfo(QSN_GI_QUOTA* quota);
     HRESULT OnlineGILog();
 
-    HRESULT OnlineCheckTokenValid();
-    void RearmCheckTokenRoutine(RequestType type, int serverResult, const ReplyPayload& payload);
+    HRESULT OnlineCheckTokenValid(ReplyPayload* payload);
+    void DropRefusedToken(bool singleSignOn, int callbackResult);
+    void RearmCheckTokenRoutine(RequestType type, const ReplyPayload& payload);
 
     // Member authentication, in QSNThreadContext_MemberAuth.cpp. A renewal ends with kTokensChanged where the shared
     // tokens are no longer those that it began with.
@@ -151,8 +153,7 @@ private:
     HRESULT CommunicateToServer(const std::string& strJsonData, std::string* strServerResponse, std::string* strToken,
                                 std::string* strDigest, const std::string& serverapi, bool userAgent = false);
     HRESULT ParseJSONResult(RequestType type, const std::string& strServerResponse, const std::string& strToken,
-                            const std::string& strDigest, int* serverResult, ReplyPayload* payload,
-                            std::string* additionalMessage);
+                            const std::string& strDigest, ReplyPayload* payload, std::string* additionalMessage);
     HRESULT VerifyServerDigest(const std::string& strJSONResult, const std::string& strToken,
                                const std::string& strDigest);
     std::wstring MachineID() const;

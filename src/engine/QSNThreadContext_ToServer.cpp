@@ -102,9 +102,8 @@ HRESULT QSNThreadContext::OnlineGILog() {
     return RunOnlineOperation(kGILog, {}, {}, &payload);
 }
 
-HRESULT QSNThreadContext::OnlineCheckTokenValid() {
-    ReplyPayload payload;
-    return RunOnlineOperation(kCheckTokenValid, {}, {}, &payload);
+HRESULT QSNThreadContext::OnlineCheckTokenValid(ReplyPayload* payload) {
+    return RunOnlineOperation(kCheckTokenValid, {}, {}, payload);
 }
 
 HRESULT QSNThreadContext::RunOnlineOperation(const OnlineOperation& operation, const std::string& text1,
@@ -129,19 +128,18 @@ HRESULT QSNThreadContext::RunOnlineOperation(const OnlineOperation& operation, c
         return sent;
     }
 
-    int serverResult = 0;
     std::string additionalMessage;
-    const HRESULT parsed = ParseJSONResult(operation.type, strServerResponse, strToken, strDigest, &serverResult,
-                                           payload, &additionalMessage);
-    RearmCheckTokenRoutine(operation.type, serverResult, *payload);
+    const HRESULT parsed =
+        ParseJSONResult(operation.type, strServerResponse, strToken, strDigest, payload, &additionalMessage);
+    RearmCheckTokenRoutine(operation.type, *payload);
     if (SUCCEEDED(parsed) && operation.traceParsed) operation.traceParsed(*payload);
     if (operation.resultLabel) {
-        const std::wstring line =
-            operation.resultLabel + std::wstring(L", Server result = ") + std::to_wstring(serverResult) + L"\n";
+        const std::wstring line = operation.resultLabel + std::wstring(L", Server result = ") +
+                                  std::to_wstring(payload->serverResult) + L"\n";
         TraceW(L"%s", line.c_str());
         m_usageLog.Log(line.c_str());
     }
-    HRESULT hr = ServerResult2HRESULT(serverResult);
+    HRESULT hr = ServerResult2HRESULT(payload->serverResult);
     if (FAILED(parsed) && SUCCEEDED(hr)) hr = parsed;
     if (!additionalMessage.empty()) {
         DoCallback(QSN_ACTION_NOTIFY, QSN_NOTIFY_SERVICE_MESSAGE, additionalMessage.data());
@@ -201,12 +199,12 @@ HRESULT QSNThreadContext::CommunicateToServer(const std::string& strJsonData, st
 // The digest is checked last, so that a reply that is no reply at all is reported as such even where its digest is
 // wrong too.
 HRESULT QSNThreadContext::ParseJSONResult(RequestType type, const std::string& strServerResponse,
-                                          const std::string& strToken, const std::string& strDigest, int* serverResult,
+                                          const std::string& strToken, const std::string& strDigest,
                                           ReplyPayload* payload, std::string* additionalMessage) {
     ReplyEnvelope envelope;
     const HRESULT read = ReadEnvelope(strServerResponse, &envelope);
     if (FAILED(read)) return read;
-    *serverResult = envelope.result;
+    payload->serverResult = envelope.result;
     *additionalMessage = std::move(envelope.additionalMessage);
 
     TraceA("Verify digest from Server\n");
@@ -215,7 +213,7 @@ HRESULT QSNThreadContext::ParseJSONResult(RequestType type, const std::string& s
         TraceFailed(verified, kUnit, "VerifyServerDigest(strJSONResult, strToken, strDigest)");
         return verified;
     }
-    if (*serverResult != 0) return S_OK;
+    if (payload->serverResult != 0) return S_OK;
     payload->source = std::move(envelope.data);
     return ReadPayload(type, payload->source, payload);
 }

@@ -2,7 +2,7 @@
 #include "Utility/Trace.h"
 #include "engine/QSNThreadContext.h"
 #include "engine/ResultCodes.h"
-#include "sso/SharedValues.h"
+#include "sso/ConditionalChanges.h"
 
 namespace qsn {
 
@@ -16,19 +16,23 @@ HRESULT QSNThreadContext::CheckTokenValidCmdProc(bool singleSignOn) {
         DoCallback(QSN_ACTION_CHECK_TOKEN_ROUTINE_RESULT, QSN_CALLBACK_NETWORK_OR_UNKNOWN, nullptr);
         return S_FALSE;
     }
-    const HRESULT hr = Guarded([&] { return OnlineCheckTokenValid(); });
+    ReplyPayload payload;
+    const HRESULT hr = Guarded([&] { return OnlineCheckTokenValid(&payload); });
     const int code = HRESULT2CallbackResult(hr);
-    if (code > QSN_CALLBACK_NETWORK_OR_UNKNOWN) {
-        if (singleSignOn) {
-            TraceA("Clear SSO token due to server verify token failed\n");
-            // Past the library's own store, whose watcher is to report this to the host like any other change.
-            DeleteSharedValue("SSO");
-        } else {
-            HandleServerResult(code);
-        }
-    }
+    // Some codes are local failures, too, and those say nothing about the token.
+    const bool isRefused = payload.serverResult != 0 && code > QSN_CALLBACK_NETWORK_OR_UNKNOWN;
+    if (isRefused) DropRefusedToken(singleSignOn, code);
     DoCallback(QSN_ACTION_CHECK_TOKEN_ROUTINE_RESULT, code, nullptr);
     return hr;
+}
+
+void QSNThreadContext::DropRefusedToken(bool singleSignOn, int callbackResult) {
+    // Another user may have signed in since the check was sent, and that token is not refused.
+    if (singleSignOn && DeleteAccessToken(AccessToken())) {
+        TraceA("Clear SSO token due to server verify token failed\n");
+    } else {
+        HandleServerResult(callbackResult);
+    }
 }
 
 HRESULT QSNThreadContext::EnableCheckTokenRoutine(int nextVerifyTime) {
@@ -49,9 +53,9 @@ HRESULT QSNThreadContext::EnableCheckTokenRoutine(int nextVerifyTime) {
 
 // Right after the reply was read, whatever came of that: a token check always sets the routine, any other reply where
 // it brings a time.
-void QSNThreadContext::RearmCheckTokenRoutine(RequestType type, int serverResult, const ReplyPayload& payload) {
+void QSNThreadContext::RearmCheckTokenRoutine(RequestType type, const ReplyPayload& payload) {
     if (type == RequestType::kVerifyToken) {
-        EnableCheckTokenRoutine(serverResult == 0 ? payload.nextVerifyTime.value_or(0) : -1);
+        EnableCheckTokenRoutine(payload.serverResult == 0 ? payload.nextVerifyTime.value_or(0) : -1);
     } else if (payload.nextVerifyTime) {
         EnableCheckTokenRoutine(*payload.nextVerifyTime);
     }

@@ -25,6 +25,7 @@ HRESULT ReadEnvelope(std::string_view reply, ReplyEnvelope* envelope);
 
 // What a reply brought; the request's type says which member.
 struct ReplyPayload {
+    int serverResult = 0;  // the envelope's, even if the reply is not authentic
     UniqueCom<IQSNUserInfo> userInfo;
     std::string userID;  // of `userInfo`
     UniqueCom<IQSNList> productList;
