@@ -144,7 +144,19 @@ HRESULT PVQSNLib::RoutineTimerCallbackEvent(std::uint32_t event, void* /*data*/)
     TraceA("RoutineTimerCallbackEvent, ID = %d\n", static_cast<int>(event));
     if (event != kRoutineEventCheckToken) return S_OK;
     TraceA("RoutineTimerCallbackEvent, ROUTINE_EVENT_CHECK_TOKEN \n");
-    return Post<CheckTokenValidTask>(m_nSingleSignOnEnabled.load());
+    return Guarded([&] { return PostTokenCheck(); });
+}
+
+HRESULT PVQSNLib::PostTokenCheck() {
+    const std::shared_ptr<QSNWorkerThread> worker = Worker();
+    if (!worker) return QSN_RETURN_E_NOT_INITIALIZED;
+    // One of an earlier session, whose worker is not done with it yet, is none of this session's.
+    if (m_tokenChecker == worker.get() && !m_tokenCheck.expired()) return S_OK;
+    const auto check = std::make_shared<CheckTokenValidTask>(m_nSingleSignOnEnabled.load());
+    m_tokenCheck = check;
+    m_tokenChecker = worker.get();
+    worker->PostTask(check);
+    return S_OK;
 }
 
 HRESULT STDMETHODCALLTYPE PVQSNLib::GetUserInfo() {

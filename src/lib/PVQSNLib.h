@@ -113,7 +113,12 @@ private:
         });
     }
     HRESULT RunAndWait(QSNWorkerThread& worker, const std::shared_ptr<QSNTaskBase>& task, HRESULT* taskResult);
+    HRESULT PostTokenCheck();
 
+    // The token check that was posted last, which exists while it is queued or running, and whose queue it went to.
+    // Only the timer's thread looks at them.
+    std::weak_ptr<CheckTokenValidTask> m_tokenCheck;
+    const QSNWorkerThread* m_tokenChecker = nullptr;
     RoutineTimer m_routineTimer;            // ahead of the worker, whose last task may still arm it
     mutable CriticalSection m_runningLock;  // guards m_running and m_strLogFolder; nothing is called under it
     RunningSession m_running;

@@ -5,6 +5,7 @@
 #include "support/DumpSwitch.h"
 #include "support/FailingCalls.h"
 #include "support/Fakes.h"
+#include "support/ProcessState.h"
 #include "support/SessionTest.h"
 #include "support/SharedValues.h"
 #include "support/TraceCapture.h"
@@ -188,5 +189,29 @@ INSTANTIATE_TEST_SUITE_P(All, TokenCheckRefusal,
                                          NothingDeleted{"anotherIsShared", "token-bo", ""},
                                          NothingDeleted{"registryRefuses", kToken, "RegDeleteValueA"}),
                          [](const auto& each) { return std::string(each.param.name); });
+
+TEST_F(TokenCheck, DoesNotPileUpBehindASlowRequest) {
+    const DumpSwitch dump(1);
+    const LibraryObject switchesTracingOn = Create(m_library);
+    SignIn();
+    for (const char* slow : {"getUserInfo", "verifyToken"}) {
+        VerifyEvery(1);
+        ASSERT_EQ(UserInfoResult(), QSN_CALLBACK_OK);
+        const auto gate = HoldNext(slow);
+        if (slow == std::string("getUserInfo")) m_qsn->GetUserInfo();
+        ASSERT_TRUE(gate->WaitForRequest(10s));
+        VerifyEvery(0);
+        const TraceCapture trace;
+        EXPECT_TRUE(Eventually([&] {
+            return std::ranges::count(trace.Lines(), "RoutineTimerCallbackEvent, ROUTINE_EVENT_CHECK_TOKEN \n") >= 3;
+        }));
+        Server().TakeRequests();
+        gate->Open();
+        EXPECT_EQ(NextCheck(), QSN_CALLBACK_OK) << slow;
+        AccessToken();  // what has been posted is done
+        const auto requests = Server().TakeRequests();
+        EXPECT_LE(std::ranges::count(requests, "verifyToken", &qsn::service::RecordedRequest::requestType), 1) << slow;
+    }
+}
 
 }  // namespace
