@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <exception>
+#include <new>
 
 // jsoncpp prefers its builder classes, which read and write a slightly different JSON; the service's partners were
 // fixed with these.
@@ -24,7 +25,11 @@ bool ParseJson(std::string_view text, Json::Value* root) {
     try {
         Json::Reader reader;
         return reader.parse(text.data(), text.data() + text.size(), *root, false);
-    } catch (const std::exception&) {
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const std::exception& failure) {
+        // What its own calls of malloc did not get is reported like a fault of the text.
+        if (std::strstr(failure.what(), "Failed to allocate")) throw std::bad_alloc();
         return false;
     }
 }

@@ -94,7 +94,7 @@ std::string HmacMD5Hex(const UniqueCryptProvider& provider, std::string_view mes
     try {
         return TextOf(Hmac(provider.Get(), AsBytes(message), AsBytes(key)));
     } catch (const std::bad_alloc&) {
-        return "OUT_OF_MEMORY";
+        return kHmacOutOfMemory;
     }
 }
 

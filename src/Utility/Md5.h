@@ -17,6 +17,7 @@ std::string MD5Hex(std::span<const std::uint8_t> bytes, std::uint8_t* raw = null
 std::string MD5HexOfString(std::string_view text, std::uint8_t* raw = nullptr, std::size_t rawSize = 0);
 // RFC 2104 with MD5, through a provider context that the caller has.
 std::string HmacMD5Hex(const UniqueCryptProvider& provider, std::string_view message, std::string_view key);
+inline constexpr char kHmacOutOfMemory[] = "OUT_OF_MEMORY";  // one of its failures
 
 bool IsMD5Hex(std::string_view text);
 

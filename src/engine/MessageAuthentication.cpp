@@ -67,6 +67,7 @@ HRESULT CheckTokenAndDigest(const KeyBlob& replyKey, std::string_view body, std:
     const char* const text = reinterpret_cast<const char*>(plain);
     const std::string_view nonce(text, strnlen(text, capacity));
     const std::string expected = HmacMD5Hex(provider, body, nonce);
+    if (expected == kHmacOutOfMemory) return E_OUTOFMEMORY;
     return IsMD5Hex(expected) && expected == digest ? S_OK : E_FAIL;
 }
 

@@ -131,6 +131,8 @@ HRESULT QSNThreadContext::RunOnlineOperation(const OnlineOperation& operation, c
     std::string additionalMessage;
     const HRESULT parsed =
         ParseJSONResult(operation.type, strServerResponse, strToken, strDigest, payload, &additionalMessage);
+    // Nothing is known of such a reply. What else is thrown for want of memory ends the operation in the same way.
+    if (parsed == E_OUTOFMEMORY) return parsed;
     RearmCheckTokenRoutine(operation.type, *payload);
     if (SUCCEEDED(parsed) && operation.traceParsed) operation.traceParsed(*payload);
     if (operation.resultLabel) {
@@ -229,6 +231,7 @@ HRESULT QSNThreadContext::VerifyServerDigest(const std::string& strJSONResult, c
     const HRESULT hr = CheckTokenAndDigest(replyKey.Blob(), strJSONResult, strToken, strDigest);
     TraceA("Verify result = %x\n", static_cast<unsigned>(hr));
     if (SUCCEEDED(hr)) return S_OK;
+    if (hr == E_OUTOFMEMORY) return hr;
     m_usageLog.Log(L"Verify auth info from server failed!!");
     return kReplyNotAuthentic;
 }

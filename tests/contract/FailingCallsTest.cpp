@@ -66,7 +66,13 @@ public:
     }
     bool Request() {
         const bool signedIn = IsReported(m_qsn->SignIn(kToken), QSN_ACTION_SIGNIN_RESULT);
-        return IsReported(m_qsn->GetUserInfo(), QSN_ACTION_GET_USERINFO_RESULT) && signedIn;
+        const bool read = IsReported(m_qsn->GetUserInfo(), QSN_ACTION_GET_USERINFO_RESULT);
+        const bool logged = m_orb.Record().find(L"GetUserInfo, Server result") != std::wstring::npos;
+        if (m_kind == Kind::kAllocation) {
+            EXPECT_EQ(logged, read) << "who could not read a reply knows nothing of its result";
+        }
+        m_orb.Reset();
+        return read && signedIn;
     }
     void HoldEndingToken() {
         m_ending = Server().IssueMemberToken("20417", 10s);
@@ -110,6 +116,7 @@ public:
     // The failing try, and the next one, which has to succeed. Gives the function that failed, null where none did.
     const char* Round(const Scenario& scenario, Kind kind, unsigned n) {
         (this->*scenario.prepare)();
+        m_kind = kind;
         m_calls.FailNth(kind, n);
         (this->*scenario.run)();
         const char* const failed = m_calls.Stop();
@@ -160,6 +167,7 @@ public:
     SharedValues m_values;
     FakeOrb m_orb;  // the stand-in would leave memory behind each time that it is freed
     FailingCalls m_calls;
+    Kind m_kind = Kind::kPlatform;
     Held m_held;
     std::string m_ending;  // the member token that is to be renewed
 };
