@@ -41,6 +41,11 @@ protected:
         SignIn();
         ASSERT_EQ(UserInfoResult(), QSN_CALLBACK_OK);
     }
+    // For as long as the DLL stays loaded.
+    void SwitchTracingOn() const {
+        const DumpSwitch dump(1);
+        Create(m_library);
+    }
     int NextCheck(std::chrono::milliseconds timeout = 5s) {
         const auto event = m_callback.WaitFor(QSN_ACTION_CHECK_TOKEN_ROUTINE_RESULT, timeout);
         return event ? event->result : -1;
@@ -78,8 +83,7 @@ TEST_F(TokenCheck, EndsWithAValueBelowOne) {
 }
 
 TEST_F(TokenCheck, EndsAtTheNextArmingOnceSwitchedOff) {
-    const DumpSwitch dump(1);
-    const LibraryObject switchesTracingOn = Create(m_library);
+    SwitchTracingOn();
     VerifyEvery(1);
     SignInAndArm();
     Switch(QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE, 0);
@@ -90,26 +94,33 @@ TEST_F(TokenCheck, EndsAtTheNextArmingOnceSwitchedOff) {
 }
 
 TEST_F(TokenCheck, WithoutNetworkOrTokenNothingIsSent) {
+    SwitchTracingOn();
     VerifyEvery(1);
     SignInAndArm();
     Server().TakeRequests();
     FakeNetwork network;
     network.SetAlive(false);
+    const TraceCapture trace;
     EXPECT_EQ(NextCheck(), QSN_CALLBACK_NETWORK_OR_UNKNOWN);
+    EXPECT_TRUE(trace.WaitForLine("CheckTokenValidCmdProc: no network \n", 0s));
     EXPECT_EQ(AccessToken(), kToken) << "nobody has refused it";
     ASSERT_EQ(m_qsn->SignOut(), S_OK);
     EXPECT_TRUE(m_callback.WaitFor(QSN_ACTION_SIGNOUT_RESULT));
-    EXPECT_EQ(NextCheck(1300ms), -1);
+    EXPECT_TRUE(trace.WaitForLine("CheckTokenValidCmdProc: no user token to check \n", 5s));
+    EXPECT_EQ(m_callback.Pending(), 0u);
     EXPECT_TRUE(Server().TakeRequests().empty());
 }
 
 TEST_F(TokenCheck, WithSingleSignOnTheSharedTokenGoesAndEverybodyHears) {
+    SwitchTracingOn();
     Switch(QSNCFG_ENABLE_SINGLE_SIGNON, 1);
     VerifyEvery(1);
     SignInAndArm();
     ASSERT_TRUE(SharedValues::Has("SSO"));
     Revoke();
+    const TraceCapture trace;
     EXPECT_EQ(NextCheck(), QSN_CALLBACK_SERVER_RESULT_1);
+    EXPECT_TRUE(trace.WaitForLine("Clear SSO token due to server verify token failed\n", 0s));
     EXPECT_FALSE(SharedValues::Has("SSO"));
     const auto signedOut = m_callback.WaitFor(QSN_ACTION_SSO_SIGNOUT_RESULT, 5s);
     ASSERT_TRUE(signedOut) << "by way of the watcher";
@@ -191,8 +202,7 @@ INSTANTIATE_TEST_SUITE_P(All, TokenCheckRefusal,
                          [](const auto& each) { return std::string(each.param.name); });
 
 TEST_F(TokenCheck, DoesNotPileUpBehindASlowRequest) {
-    const DumpSwitch dump(1);
-    const LibraryObject switchesTracingOn = Create(m_library);
+    SwitchTracingOn();
     SignIn();
     for (const char* slow : {"getUserInfo", "verifyToken"}) {
         VerifyEvery(1);

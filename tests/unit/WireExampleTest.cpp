@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <openssl/bn.h>
+#include <openssl/rand.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -31,6 +32,34 @@ std::string FromHex(const std::string& hex) {
 }
 
 std::string ToHex(const std::string& bytes) { return BytesToHex(AsBytes(bytes)); }
+
+// For a while, what libcrypto takes for random.
+class RandomBytes {
+public:
+    explicit RandomBytes(std::string bytes) {
+        s_bytes = std::move(bytes);
+        RAND_set_rand_method(&kMethod);
+    }
+    RandomBytes(const RandomBytes&) = delete;
+    RandomBytes& operator=(const RandomBytes&) = delete;
+    ~RandomBytes() { RAND_set_rand_method(nullptr); }
+
+private:
+    static int Take(unsigned char* buffer, int size) {
+        return s_bytes.copy(reinterpret_cast<char*>(buffer), static_cast<std::size_t>(size)) == s_bytes.size();
+    }
+    static inline std::string s_bytes;
+    static constexpr RAND_METHOD kMethod{nullptr, Take, nullptr, nullptr, Take, nullptr};
+};
+
+std::string OaepSeed(const std::string& padded) {
+    std::string seed(EVP_MD_size(EVP_sha256()), '\0');
+    const std::string maskedBlock = padded.substr(1 + seed.size());
+    PKCS1_MGF1(reinterpret_cast<unsigned char*>(seed.data()), static_cast<long>(seed.size()),
+               AsBytes(maskedBlock).data(), static_cast<long>(maskedBlock.size()), EVP_sha256());
+    for (std::size_t i = 0; i < seed.size(); ++i) seed[i] = static_cast<char>(seed[i] ^ padded[1 + i]);
+    return seed;
+}
 
 std::string Reversed(const std::string& bytes) { return {bytes.rbegin(), bytes.rend()}; }
 
@@ -113,17 +142,13 @@ TEST_F(WireExample, TheReply) {
 }
 
 TEST_F(WireExample, TheRenewalOfAMemberToken) {
-    UniqueRsa rsa;
-    ASSERT_EQ(S_OK, CreateRSAFromPEM("-----BEGIN PUBLIC KEY-----\n" + Text("public_key") + "\n-----END PUBLIC KEY-----",
-                                     &rsa));
-    const std::string padded = Bytes("oaep");
-    const auto size = static_cast<int>(padded.size());
     AesKey key{};
-    EXPECT_EQ(16, RSA_padding_check_PKCS1_OAEP_mgf1(key.data(), 16, AsBytes(padded).data(), size, size, nullptr, 0,
-                                                    EVP_sha256(), EVP_sha256()));
-    EXPECT_EQ(ToHex({key.begin(), key.end()}), Text("aes_key"));
+    ASSERT_EQ(key.size(), Bytes("aes_key").copy(reinterpret_cast<char*>(key.data()), key.size()));
     std::string encoded;
-    EXPECT_EQ(S_OK, Base64Encode(AsBytes(EncryptWithoutPadding(rsa, padded)), &encoded));
+    {
+        const RandomBytes random(OaepSeed(Bytes("oaep")));
+        EXPECT_EQ(S_OK, EncryptAESKeyByRSAKey(Text("public_key"), key, &encoded));
+    }
     EXPECT_EQ(encoded, Text("a"));
 
     std::string secret;
