@@ -94,16 +94,18 @@ TEST_F(TokenStore, WhatOtherProgramsWriteIsReadOrTakenForAbsent) {
 TEST_F(TokenStore, ChangesWaitForWhoHoldsTheLockButNotForGood) {
     const UniqueHandle lock(CreateMutexW(nullptr, TRUE, L"Local\\Quillfern.QSN.SharedValues"));
     ASSERT_NE(GetLastError(), DWORD{ERROR_ALREADY_EXISTS}) << "somebody holds it";
-    const std::function<bool()> changes[] = {[&] { return m_store.SetSingleSignOnToken("s") == S_OK; },
-                                             [&] { return m_store.SetMemberToken("m") == S_OK; },
-                                             [&] { return m_store.SetRefreshToken("r") == S_OK; },
-                                             [] { return ReplaceMemberToken("m", "r", "n") == S_OK; },
-                                             [] { return DeleteAccessToken("s"); },
-                                             [&] { return m_store.SetMemberToken({}) == S_OK; }};
-    for (const auto& change : changes) {
+    const std::pair<std::function<bool()>, int> changes[] = {
+        {[&] { return m_store.SetSingleSignOnToken("s") == S_OK; }, 1},
+        {[&] { return m_store.SetMemberToken("m") == S_OK; }, 1},
+        {[&] { return m_store.SetRefreshToken("r") == S_OK; }, 1},
+        {[] { return ReplaceMemberToken("m", "r", "n") == S_OK; }, 2},
+        {[] { return DeleteAccessToken("s"); }, 2},
+        {[&] { return m_store.SetMemberToken({}) == S_OK; }, 1}};
+    for (const auto& [change, waits] : changes) {
         const ULONGLONG start = GetTickCount64();
-        std::thread([&] { EXPECT_TRUE(change()); }).join();
-        EXPECT_GE(GetTickCount64() - start, 150u) << "it has not waited";
+        std::thread(change).join();
+        EXPECT_GE(GetTickCount64() - start, 180u * waits)
+            << "before a look that a change rests on, and before a change";
     }
     ReleaseMutex(lock.Get());
     EXPECT_EQ(SignOn() + Member() + Refresh(), "1 1 1 1 0 2 r");
