@@ -12,9 +12,9 @@ namespace qsn {
 namespace {
 
 bool HoldsAccessToken(CheckSingleSignOn& store, std::string_view token) {
-    std::string shared;
+    SecretText shared;
     StoreStatus status = StoreStatus::kUnknown;
-    return store.GetSingleSignOnToken(&shared, &status) == S_OK && shared == token;
+    return store.GetSingleSignOnToken(&shared, &status) == S_OK && shared.Text() == token;
 }
 
 bool HoldsMemberToken(CheckSingleSignOn& store, std::string_view token) {

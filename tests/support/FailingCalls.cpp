@@ -165,10 +165,10 @@ struct Thunk<name, Result(Arguments...)> {
     }
 };
 
-using Free = Thunk<"FreeLibrary", decltype(FreeLibrary)>;
+using FreeLibraryThunk = Thunk<"FreeLibrary", decltype(FreeLibrary)>;
 BOOL WINAPI FreeNoted(HMODULE module) {
     if (ForgetModule(module)) --g_held[kModules];
-    return Free::original(module);
+    return FreeLibraryThunk::original(module);
 }
 
 using Realloc = Thunk<"realloc", decltype(realloc)>;

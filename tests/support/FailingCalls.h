@@ -29,8 +29,9 @@ public:
     void FailEvery(Kind kind);
     // Each allocation with malloc of `size` bytes or more does.
     void FailBlocksOf(std::size_t size);
-    // Each call of the function does, with `error`; the other form: the next one only, once `meanwhile` has run.
-    void FailCallsOf(const char* name, DWORD error);
+    // Each call of the function does, with `error` or, if that is 0, in its own way; the other form: the next one only,
+    // once `meanwhile` has run.
+    void FailCallsOf(const char* name, DWORD error = 0);
     void FailCallOf(const char* name, DWORD error, std::function<void()> meanwhile);
     // Nothing fails any more. The name of the first function that did, null where none was called often enough.
     const char* Stop();
