@@ -70,27 +70,16 @@ TEST_F(TokenCheck, ComesAgainAtTheIntervalThatTheServiceAsksFor) {
     EXPECT_LT(shortest, 1700ms) << "other work on the machine does not slow all of them down";
 }
 
-TEST_F(TokenCheck, EndsWithAValueBelowOne) {
-    VerifyEvery(1);
-    SignInAndArm();
-    for (int value : {0, -1}) {
-        VerifyEvery(value);
-        ASSERT_EQ(NextCheck(), QSN_CALLBACK_OK) << "the check that brings the value";
-        EXPECT_EQ(NextCheck(1200ms), -1) << value;
+TEST_F(TokenCheck, EndsWithAValueBelowOneOrOnceSwitchedOff) {
+    for (int value : {0, -1, 1}) {
+        Switch(QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE, 1);
         VerifyEvery(1);
-        ASSERT_EQ(UserInfoResult(), QSN_CALLBACK_OK) << "any reply arms it again";
+        SignInAndArm();
+        VerifyEvery(value);
+        Switch(QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE, value < 1);
+        EXPECT_EQ(NextCheck(), QSN_CALLBACK_OK) << "a countdown that runs is not stopped";
+        EXPECT_EQ(NextCheck(1300ms), -1) << value;
     }
-}
-
-TEST_F(TokenCheck, EndsAtTheNextArmingOnceSwitchedOff) {
-    SwitchTracingOn();
-    VerifyEvery(1);
-    SignInAndArm();
-    Switch(QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE, 0);
-    const TraceCapture trace;
-    EXPECT_EQ(NextCheck(), QSN_CALLBACK_OK) << "a countdown that runs is not stopped by the switch";
-    EXPECT_TRUE(trace.WaitForLine("disable routine timer of checking token, due to AP disable this function\n", 5s));
-    EXPECT_EQ(NextCheck(1300ms), -1);
 }
 
 TEST_F(TokenCheck, WithoutNetworkOrTokenNothingIsSent) {
@@ -172,34 +161,26 @@ TEST_F(TokenCheck, ARefusalIsForTheTokenThatWasChecked) {
     EXPECT_EQ(shared->data, SharedValues::Base64Lines("token-bo"));
 }
 
-struct NothingDeleted {
-    const char* name;
-    const char* shared;  // null: nothing
-    const char* failing;
-};
-
-class TokenCheckRefusal : public TokenCheck, public testing::WithParamInterface<NothingDeleted> {};
-
-TEST_P(TokenCheckRefusal, EndsTheSessionWhereItIsNotShared) {
-    FailingCalls calls;
-    VerifyEvery(1);
-    SignInAndArm();
-    if (GetParam().shared) SharedValues::WriteToken("SSO", GetParam().shared);
-    const auto shared = SharedValues::Read("SSO");
-    Switch(QSNCFG_ENABLE_SINGLE_SIGNON, 1);
-    Server().Rules().Once({.result = 1}, kCheck);
-    calls.FailCallsOf(GetParam().failing);
-    EXPECT_EQ(NextCheck(), QSN_CALLBACK_SERVER_RESULT_1);
-    calls.Stop();
-    EXPECT_EQ(AccessToken(), "");
-    EXPECT_EQ(SharedValues::Read("SSO"), shared);
+TEST_F(TokenCheck, ARefusedTokenThatIsNotSharedEndsTheSession) {
+    const std::pair<const char*, const char*> cases[] = {{nullptr, ""}, {"token-bo", ""}, {kToken, "RegDeleteValueA"}};
+    for (const auto& [token, failing] : cases) {
+        m_qsn = Create(m_library);
+        SetUp();
+        m_values.Clear();
+        VerifyEvery(1);
+        SignInAndArm();
+        if (token) SharedValues::WriteToken("SSO", token);
+        const auto shared = SharedValues::Read("SSO");
+        Switch(QSNCFG_ENABLE_SINGLE_SIGNON, 1);
+        Server().Rules().Once({.result = 1}, kCheck);
+        FailingCalls calls;
+        calls.FailCallsOf(failing);
+        EXPECT_EQ(NextCheck(), QSN_CALLBACK_SERVER_RESULT_1);
+        calls.Stop();
+        EXPECT_EQ(AccessToken(), "");
+        EXPECT_EQ(SharedValues::Read("SSO"), shared);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(All, TokenCheckRefusal,
-                         testing::Values(NothingDeleted{"sharedByNobody", nullptr, ""},
-                                         NothingDeleted{"anotherIsShared", "token-bo", ""},
-                                         NothingDeleted{"registryRefuses", kToken, "RegDeleteValueA"}),
-                         [](const auto& each) { return std::string(each.param.name); });
 
 TEST_F(TokenCheck, DoesNotPileUpBehindASlowRequest) {
     SwitchTracingOn();

@@ -61,64 +61,53 @@ TEST_F(Trace, IsSilentUnlessTheUserSwitchedItOn) {
     }
 }
 
+Lines operator+(Lines lines, const Lines& more) {
+    lines.insert(lines.end(), more.begin(), more.end());
+    return lines;
+}
+
+Lines Sending(const std::string& name) {
+    return {name + "\n", name + ": GenerateJSONData\n", name + ": CommunicateToServer\n",
+            "Start to communicate to Server\n", "Send data to Server\n"};
+}
+
+const Lines kVerified = {"Verify digest from Server\n", "Verify result = 0\n"};
+
 TEST_F(Trace, ShowsOneUserInfoRequestStepByStep) {
     StartWithTrace();
-    const Lines expected = {"Get User Info\n",
-                            "BaseTask::GetUserInfoTask Created.\n",
-                            "GetUserInfoCmdProc: start online to get user info \n",
-                            "OnlineGetUserInfo\n",
-                            "OnlineGetUserInfo: GenerateJSONData\n",
-                            "OnlineGetUserInfo: CommunicateToServer\n",
-                            "Start to communicate to Server\n",
-                            "Send data to Server\n",
-                            "Verify digest from Server\n",
-                            "Verify result = 0\n",
-                            "GetUserInfo, Server result = 0\n",
-                            "ServerResult2HRESULT return hr = 0\n",
-                            "OnlineGetUserInfo return hr = 0\n",
-                            "DoCallback: action = 4\n",
-                            "BaseTask::GetUserInfoTask Completed.\n",
-                            "BaseTask::GetUserInfoTask Destroyed.\n"};
-    EXPECT_EQ(UserInfoLines(), expected);
+    EXPECT_EQ(UserInfoLines(),
+              (Lines{"Get User Info\n", "BaseTask::GetUserInfoTask Created.\n",
+                     "GetUserInfoCmdProc: start online to get user info \n"} +
+               Sending("OnlineGetUserInfo") + kVerified +
+               Lines{"GetUserInfo, Server result = 0\n", "ServerResult2HRESULT return hr = 0\n",
+                     "OnlineGetUserInfo return hr = 0\n", "DoCallback: action = 4\n",
+                     "BaseTask::GetUserInfoTask Completed.\n", "BaseTask::GetUserInfoTask Destroyed.\n"}));
 }
 
 TEST_F(Trace, ShowsASignInAndATokenCheck) {
     StartWithTrace();
-    uint32_t on = 1;
-    ASSERT_EQ(m_qsn->Config(QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE, &on, nullptr), S_OK);
-    UserInfoLines();
+    LinesOf([&] { AccessToken(); }, "BaseTask::GetAccTokenTask Destroyed.\n");
     const Lines signIn = {"Sign in\n", "BaseTask::SignInTask Created.\n", "DoCallback: action = 1\n",
                           "BaseTask::SignInTask Completed.\n", "BaseTask::SignInTask Destroyed.\n"};
     EXPECT_EQ(LinesOf([&] { m_qsn->SignIn(kToken); }, signIn.back().c_str()), signIn);
 
     Json::Value soon;
     soon["nextVerifyTime"] = 1;
-    Server().Rules().Once({.data = soon});
+    Server().Rules().Times(2, {.data = soon});
+    EXPECT_THAT(UserInfoLines(),
+                Contains("disable routine timer of checking token, due to AP disable this function\n"));
+    uint32_t on = 1;
+    ASSERT_EQ(m_qsn->Config(QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE, &on, nullptr), S_OK);
     UserInfoLines();
     Server().Rules().Once({.result = 1});
-    const Lines check = {"RoutineTimerCallbackEvent, ID = 1\n",
-                         "RoutineTimerCallbackEvent, ROUTINE_EVENT_CHECK_TOKEN \n",
-                         "BaseTask::CheckTokenValidTask Created.\n",
-                         "OnlineCheckTokenValid\n",
-                         "OnlineCheckTokenValid: GenerateJSONData\n",
-                         "OnlineCheckTokenValid: CommunicateToServer\n",
-                         "Start to communicate to Server\n",
-                         "Send data to Server\n",
-                         "Verify digest from Server\n",
-                         "Verify result = 0\n",
-                         "Enable routine timer to check token: nextVerifyTime = -1 \n",
-                         "ServerResult2HRESULT return hr = 84200001\n",
-                         "OnlineCheckTokenValid return hr = 84200001\n",
-                         "DoCallback: action = 11\n",
-                         "Callback: QSN_ACTION_CHECK_TOKEN_ROUTINE_RESULT, result = 2\n",
-                         "BaseTask::CheckTokenValidTask Completed.\n",
-                         "BaseTask::CheckTokenValidTask Destroyed.\n"};
-    EXPECT_EQ(LinesOf([] {}, check.back().c_str()), check);
-}
-
-Lines operator+(Lines lines, const Lines& more) {
-    lines.insert(lines.end(), more.begin(), more.end());
-    return lines;
+    EXPECT_EQ(LinesOf([] {}, "BaseTask::CheckTokenValidTask Destroyed.\n"),
+              (Lines{"RoutineTimerCallbackEvent, ID = 1\n", "RoutineTimerCallbackEvent, ROUTINE_EVENT_CHECK_TOKEN \n",
+                     "BaseTask::CheckTokenValidTask Created.\n"} +
+               Sending("OnlineCheckTokenValid") + kVerified +
+               Lines{"Enable routine timer to check token: nextVerifyTime = -1 \n",
+                     "ServerResult2HRESULT return hr = 84200001\n", "OnlineCheckTokenValid return hr = 84200001\n",
+                     "DoCallback: action = 11\n", "Callback: QSN_ACTION_CHECK_TOKEN_ROUTINE_RESULT, result = 2\n",
+                     "BaseTask::CheckTokenValidTask Completed.\n", "BaseTask::CheckTokenValidTask Destroyed.\n"}));
 }
 
 TEST_F(Trace, ShowsARenewalThatTakesASecondKey) {
@@ -128,13 +117,11 @@ TEST_F(Trace, ShowsARenewalThatTakesASecondKey) {
     SharedValues::WriteProtected("rTok", "r-1");
     Server().Accounts().Use([](auto& accounts) { accounts.users[0].refreshTokens = {"r-1"}; });
     Server().Rules().Once({.memberStatus = "FAILED"}, {.requestType = "memberRefresh"});
-    const Lines send = {"Start to communicate to Server\n", "Send data to Server\n"};
-    const Lines init = Lines{"OnlineInitMemberAuth\n", "OnlineInitMemberAuth: GenerateJSONData\n",
-                             "OnlineInitMemberAuth: CommunicateToServer\n"} +
-                       send +
+    const Lines init = Sending("OnlineInitMemberAuth") +
                        Lines{"SetPublicKeyAndIDFromReg\n", "SetPublicID: 1", "InitMemberAuth, Server result = 0\n",
                              "ServerResult2HRESULT return hr = 0\n", "OnlineInitMemberAuth return hr = 0\n"};
-    const Lines refresh = Lines{"GetRefreshTokenFromReg\n", "OnlineRefreshMemberToken: CommunicateToServer\n"} + send;
+    const Lines refresh = {"GetRefreshTokenFromReg\n", "OnlineRefreshMemberToken: CommunicateToServer\n",
+                           "Start to communicate to Server\n", "Send data to Server\n"};
     const Lines expected =
         Lines{"Get Product List V2\n",
               "BaseTask::GetProductListTask Created.\n",
@@ -163,8 +150,7 @@ TEST_F(Trace, ShowsARenewalThatTakesASecondKey) {
               "RefreshMemberToken, Server result = 0\n",
               "ServerResult2HRESULT return hr = 0\n",
               "OnlineRefreshMemberToken return hr = 0\n",
-              "GetMemberTokenFromReg\n",
-              "OnlineGetProductListV2\n"};
+              "GetMemberTokenFromReg\n"};
     Lines lines = LinesOf([&] { m_qsn->GetProductListV2(); }, "BaseTask::GetProductListTask Destroyed.\n");
     std::erase(lines, "CheckSingleSignOn::Uninit");  // of each short look at the registry
     const std::regex varies("(FAILED: [^ ]+ @ [^:]+:)[0-9]+|(SetMemberToken: ).+");

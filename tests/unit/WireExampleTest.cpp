@@ -52,15 +52,6 @@ private:
     static constexpr RAND_METHOD kMethod{nullptr, Take, nullptr, nullptr, Take, nullptr};
 };
 
-std::string OaepSeed(const std::string& padded) {
-    std::string seed(EVP_MD_size(EVP_sha256()), '\0');
-    const std::string maskedBlock = padded.substr(1 + seed.size());
-    PKCS1_MGF1(reinterpret_cast<unsigned char*>(seed.data()), static_cast<long>(seed.size()),
-               AsBytes(maskedBlock).data(), static_cast<long>(maskedBlock.size()), EVP_sha256());
-    for (std::size_t i = 0; i < seed.size(); ++i) seed[i] = static_cast<char>(seed[i] ^ padded[1 + i]);
-    return seed;
-}
-
 std::string Reversed(const std::string& bytes) { return {bytes.rbegin(), bytes.rend()}; }
 
 std::string EncryptWithoutPadding(const UniqueRsa& rsa, const std::string& padded) {
@@ -146,7 +137,7 @@ TEST_F(WireExample, TheRenewalOfAMemberToken) {
     ASSERT_EQ(key.size(), Bytes("aes_key").copy(reinterpret_cast<char*>(key.data()), key.size()));
     std::string encoded;
     {
-        const RandomBytes random(OaepSeed(Bytes("oaep")));
+        const RandomBytes random(Bytes("seed"));
         EXPECT_EQ(S_OK, EncryptAESKeyByRSAKey(Text("public_key"), key, &encoded));
     }
     EXPECT_EQ(encoded, Text("a"));
