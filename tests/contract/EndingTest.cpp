@@ -174,49 +174,36 @@ private:
     ImportHook m_cancel{"GetAddrInfoExCancel", &Cancel};
 };
 
-// Each kind of silence that a request can meet; to be ended by the destructor.
+// Each kind of silence that a request can meet, from `begin` to the service's reset.
+qsn::service::AccountServer& Server() { return TestService::Instance().Server(); }
+std::optional<SilentNames> g_names;
+std::size_t g_before;  // what `isMet` counts from
+
 struct Silence {
-    virtual ~Silence() { TestService::Instance().Reset(); }
-    virtual bool IsMet() = 0;
-};
-struct SilentService : Silence {
-    explicit SilentService(qsn::service::ReplyChange change) {
-        TestService::Instance().Server().TakeRequests();
-        TestService::Instance().Server().Rules().Always(std::move(change));
-    }
-    bool IsMet() override { return TestService::Instance().Server().WaitForRequests(1, 10s); }
-};
-struct SilentHandshake : Silence {
-    SilentHandshake() { TestService::Instance().Server().SetTlsFault(qsn::service::TlsFault::kSilenceInHandshake); }
-    bool IsMet() override { return TestService::Instance().Server().Count().tunnels > tunnels; }
-    unsigned long long tunnels = TestService::Instance().Server().Count().tunnels;
-};
-struct SilentProxy : Silence {
-    SilentProxy() {
-        TestService::Instance().Server().RefuseTunnels(qsn::service::AccountServer::kNoAnswer);
-        TestService::Instance().Server().DropConnections();
-    }
-    bool IsMet() override { return TestService::Instance().Server().Count().refusedTargets.size() > refused; }
-    std::size_t refused = TestService::Instance().Server().Count().refusedTargets.size();
-};
-struct SilentNameServer : Silence {
-    bool IsMet() override { return names.IsAsked(); }
-    SilentNames names;
-};
-
-struct SilenceRow {
     const char* name;
-    std::unique_ptr<Silence> (*begin)();
+    void (*begin)();
+    bool (*isMet)();
 };
-const SilenceRow kSilences[] = {
-    {"service", [] { return std::unique_ptr<Silence>(new SilentService({.neverReply = true})); }},
-    {"drip", [] { return std::unique_ptr<Silence>(new SilentService({.pieceSize = 1, .pause = 1s})); }},
-    {"handshake", [] { return std::unique_ptr<Silence>(new SilentHandshake); }},
-    {"proxy", [] { return std::unique_ptr<Silence>(new SilentProxy); }},
-    {"names", [] { return std::unique_ptr<Silence>(new SilentNameServer); }},
+const Silence kSilences[] = {
+    {"service", [] { Server().Rules().Always({.neverReply = true}); }, [] { return Server().WaitForRequests(1, 10s); }},
+    {"drip", [] { Server().Rules().Always({.pieceSize = 1, .pause = 1s}); },
+     [] { return Server().WaitForRequests(1, 10s); }},
+    {"handshake",
+     [] {
+         g_before = Server().Count().tunnels;
+         Server().SetTlsFault(qsn::service::TlsFault::kSilenceInHandshake);
+     },
+     [] { return Server().Count().tunnels > g_before; }},
+    {"proxy",
+     [] {
+         g_before = Server().Count().refusedTargets.size();
+         Server().RefuseTunnels(qsn::service::AccountServer::kNoAnswer);
+     },
+     [] { return Server().Count().refusedTargets.size() > g_before; }},
+    {"names", [] { g_names.emplace(); }, [] { return g_names->IsAsked(); }},
 };
 
-class EndingInSilence : public testing::TestWithParam<SilenceRow> {
+class EndingInSilence : public testing::TestWithParam<Silence> {
 protected:
     EndingInSilence() { TestService::Instance().Reset(); }
 
@@ -232,9 +219,11 @@ protected:
         EXPECT_EQ(m_callback.ResultOf(QSN_ACTION_GET_USERINFO_RESULT), QSN_CALLBACK_OK);
     }
     void AskInSilenceAndEnd(const std::function<void()>& end) {
-        const auto silence = GetParam().begin();
+        Server().TakeRequests();
+        Server().DropConnections();
+        GetParam().begin();
         ASSERT_EQ(m_qsn->GetUserInfo(), S_OK);
-        ASSERT_TRUE(Eventually([&] { return silence->IsMet(); }));
+        ASSERT_TRUE(Eventually(GetParam().isMet));
         const ULONGLONG start = GetTickCount64();
         end();
         const ULONGLONG took = GetTickCount64() - start;
@@ -242,6 +231,8 @@ protected:
         EXPECT_LT(took, 1500u);
         EXPECT_EQ(m_callback.References(), 1);
         EXPECT_EQ(m_callback.Pending(), 0u);
+        g_names.reset();
+        TestService::Instance().Reset();
     }
 
     RecordingCallback m_callback;
@@ -260,7 +251,7 @@ TEST_P(EndingInSilence, TakesASecondAndLeavesNothing) {
         AskInSilenceAndEnd([&] { m_qsn.reset(); });
         m_library.reset();
         EXPECT_EQ(GetModuleHandleW(L"qsn.dll"), nullptr) << "something still holds the DLL";
-        TestService::Instance().Server().DropConnections();
+        Server().DropConnections();
     };
     round();
     const Resources before;

@@ -245,6 +245,8 @@ const std::array kImports{
     Passes<OF(SleepConditionVariableSRW)>(),
     Fails<OF(GetComputerNameW), FALSE, kNoMemory>(),
     Opens<OF(RegOpenKeyExA), kNoMemory, kNoMemory, kRegistryKeys>(),
+    Opens<OF(RegOpenKeyExW), kNoMemory, kNoMemory, kRegistryKeys>(),
+    Fails<OF(RegGetValueW), kNoMemory, kNoMemory>(),
     Opens<OF(RegCreateKeyExA), kNoMemory, kNoMemory, kRegistryKeys>(),
     Closes<OF(RegCloseKey), kRegistryKeys>(),
     Fails<OF(RegQueryValueExA), kNoMemory, kNoMemory>(),
