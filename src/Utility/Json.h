@@ -8,7 +8,7 @@
 namespace qsn {
 
 // The one place that talks to jsoncpp's reader and writer: nothing that they throw leaves these functions, except for
-// want of memory while reading, because a text that nobody could read must not pass for one that is no JSON.
+// want of memory while reading: a text that could not be read must not pass for one that is not JSON.
 bool ParseJson(std::string_view text, Json::Value* root);
 // Compact, members in ascending byte order, one line feed at the end.
 bool WriteJson(const Json::Value& root, std::string* text);

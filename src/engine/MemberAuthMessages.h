@@ -32,7 +32,7 @@ void ReadMemberAuthResult(std::string_view reply, MemberAuthReply* envelope);
 // untouched for any "status" but success: callers judge by what they got.
 HRESULT ParseMemberAuthResponse(RequestType api, std::string_view reply, std::uint32_t* identifier, std::string* text);
 
-// When a member token ends, and whose it is. E_INVALIDARG where the payload is no JSON object. Members that are not
+// When a member token ends, and whose it is. E_INVALIDARG if the payload is not a JSON object. Members that are not
 // whole numbers of 64 bits read as 0, and so do negative identifiers.
 struct MemberTokenClaims {
     std::int64_t expiry = 0;  // seconds since 1970

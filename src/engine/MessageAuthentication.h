@@ -21,7 +21,7 @@ struct AuthenticationPair {
 HRESULT GenerateTokenAndDigest(const KeyBlob& requestKey, std::string_view body, AuthenticationPair* pair);
 
 // Checks the pair of a reply. E_FAIL where it does not belong to `body`, the token is no hexadecimal text or too long,
-// or the key does not decrypt it; E_OUTOFMEMORY where that could not be found out. The digest's letter case matters.
+// or the key does not decrypt it; E_OUTOFMEMORY if that could not be found out. The digest's letter case matters.
 HRESULT CheckTokenAndDigest(const KeyBlob& replyKey, std::string_view body, std::string_view token,
                             std::string_view digest);
 

@@ -67,7 +67,7 @@ public:
     // Ends the session, at the service too where the network allows. `bySingleSignOn` as above.
     HRESULT SignOut(bool bySingleSignOn, const std::string& memberToken, const std::string& refreshToken);
 
-    // What the suite's applications share. Reading gives E_FAIL where there is nothing to read; writing gives the first
+    // What the suite's applications share. Reading gives E_FAIL if there is nothing to read; writing gives the first
     // failure, and tries both values.
     HRESULT GetRefreshTokenFromReg(SecretText* token);
     HRESULT GetMemberTokenFromReg(std::string* token);
@@ -84,7 +84,7 @@ public:
 
     // The token check that the routine timer asks for. Only a result number of the service is a refusal. With
     // `singleSignOn` a refused token is deleted if it is the shared one, and the session learns of that like every
-    // other application does; else this session drops it. The exchange's own result, or S_FALSE where no request was
+    // other application does; else this session drops it. The exchange's own result, or S_FALSE if no request was
     // made.
     HRESULT CheckTokenValidCmdProc(bool singleSignOn);
 
@@ -125,8 +125,8 @@ private:
     void DropRefusedToken(bool singleSignOn, int callbackResult);
     void RearmCheckTokenRoutine(RequestType type, const ReplyPayload& payload);
 
-    // Member authentication, in QSNThreadContext_MemberAuth.cpp. A renewal ends with kTokensChanged where the shared
-    // tokens are no longer those that it began with.
+    // Member authentication, in QSNThreadContext_MemberAuth.cpp. A renewal ends with kTokensChanged if the shared
+    // tokens are not those any more that it began with.
     struct Renewal {
         std::string memberToken;
         std::uint64_t memberId = 0;  // that the member token names

@@ -21,7 +21,7 @@ constexpr char kInitialisationVector[] = "ZTHarborKeys";
 // A token that ends within this time is renewed before it is used.
 constexpr std::int64_t kLeastTimeToLive = 61;  // s
 
-// 0 where the text is not a number of 64 bits and nothing else.
+// 0 if the text is not a number of 64 bits and nothing else.
 std::uint64_t Number(const std::string& text) {
     std::uint64_t number = 0;
     const char* const end = text.data() + text.size();
@@ -49,13 +49,13 @@ HRESULT QSNThreadContext::GetMemberTokenTaskCmdProc(std::string* token) {
 
 HRESULT QSNThreadContext::RenewMemberToken(Renewal& renewal) {
     const HRESULT hr = OnlineRefreshMemberToken(renewal);
-    // Neither is the service's refusal: the tokens are others by now, or the session has ended.
+    // The last two are no refusals: there are other tokens by now, or the session has ended.
     if (SUCCEEDED(hr) || hr == kTokensChanged || hr == E_ABORT) return hr;
     return RefreshWithNewPublicKey(renewal);
 }
 
-// Applications that start together find the same token at its end, and the first to renew it has done so for all. What
-// belongs to another user, or may, is not taken.
+// Applications that start together find the same token near its end, and the first to renew it has done so for all. A
+// token that may be another user's is not taken.
 HRESULT QSNThreadContext::TakeTokenRenewedElsewhere(const Renewal& renewal, std::string* token) {
     std::string shared;
     std::uint64_t memberId = 0;
@@ -105,7 +105,7 @@ HRESULT QSNThreadContext::IsMemberTokenValid(const std::string& token, std::uint
 HRESULT QSNThreadContext::OnlineInitMemberAuth(std::string* publicKey, std::uint32_t* id) {
     TraceA("OnlineInitMemberAuth\n");
     TraceA("OnlineInitMemberAuth: GenerateJSONData\n");
-    // A reply that brings no key must not confirm one that the caller has found without its number.
+    // The caller may have found a key without its number, which a reply without a key must not confirm.
     publicKey->clear();
     *id = 0;
     std::string strJsonData;
@@ -187,8 +187,7 @@ HRESULT QSNThreadContext::EncryptRefreshSecret(const AesKey& aesKey, Renewal& re
     }
     hr = LearnMemberId(renewal.memberId);
     if (FAILED(hr)) return hr;
-    // The service may have taken long enough over the public key for another user to sign in, whose refresh token this
-    // is then.
+    // The public key may have taken so long that another user has signed in, and this is that user's refresh token.
     if (!IsSharedMemberToken(renewal.memberToken)) return kTokensChanged;
     std::string jsonData;
     const WipeAtEnd wipeData(jsonData);

@@ -12,12 +12,12 @@ namespace qsn {
 
 inline constexpr HRESULT kTokensChanged = static_cast<HRESULT>(0x8000000C);  // E_CHANGED_STATE, which some SDKs lack
 
-// Deletes the shared access token if it is `token`; true where that was done.
+// Deletes the shared access token if it is `token`; true if that was done.
 bool DeleteAccessToken(std::string_view token);
 
 bool IsSharedMemberToken(std::string_view token);
 
-// Shares `renewed` in place of `member` if that and `refresh` are shared. kTokensChanged where they are not.
+// Shares `renewed` in place of `member` if that and `refresh` are shared; else kTokensChanged.
 HRESULT ReplaceMemberToken(std::string_view member, std::string_view refresh, std::string_view renewed);
 
 }  // namespace qsn

@@ -12,7 +12,7 @@ constexpr DWORD kLongestWait = 200;  // ms
 SharedValuesLock::SharedValuesLock() noexcept : m_mutex(CreateMutexW(nullptr, FALSE, kName)) {
     if (!m_mutex) return;
     const DWORD result = WaitForSingleObject(m_mutex.Get(), kLongestWait);
-    // Who ended with it in his hands has left nothing half done: each value is written by one call.
+    // A process that ended with it has left nothing half done: each value is written by one call.
     m_held = result == WAIT_OBJECT_0 || result == WAIT_ABANDONED;
 }
 

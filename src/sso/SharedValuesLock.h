@@ -9,9 +9,8 @@ namespace qsn {
 // Held while shared values are changed, and from a look at them to the change that rests on it. All libraries of the
 // user's desktop session take it, on any thread; who holds it may take it again.
 //
-// It is a courtesy and no condition: an application that hangs with it, or that does without it, holds nobody up. Then,
-// as where it cannot be had at all, the change is made without it, and what is left open is the time between two calls
-// of the registry.
+// It is a courtesy, not a condition: who cannot have it, because an application hangs with it or for any other reason,
+// makes the change without it. What is left open then is the time between two calls of the registry.
 class SharedValuesLock {
 public:
     SharedValuesLock() noexcept;
