@@ -22,12 +22,11 @@ namespace qsn {
 namespace {
 
 constexpr ULONGLONG kTimeToLeaveAlone = 30000;  // ms, after a failure
-constexpr DWORD kTimeToCancel = 10;             // ms; the system says at once that it gave up
 constexpr SIZE_T kStackSize = 1 << 20;
 constexpr std::size_t kMaxUrl = 2083;
 
-// What the system reads and writes while it searches. On its own heap, for a search that cannot be cancelled (Wine's)
-// is left to the system for good, even if the DLL is freed meanwhile.
+// What the system reads and writes while it searches. On its own heap: a search that is broken off is left to the
+// system for good, even if the DLL is freed meanwhile.
 struct Search {
     decltype(&WinHttpGetProxyForUrl) function = nullptr;
     HINTERNET session = nullptr;
@@ -77,7 +76,7 @@ QsnEndOfBeginProxySearch:
 namespace qsn {
 namespace {
 
-// A session for one search; closing it cancels that.
+// A session for one search.
 class Session {
 public:
     explicit Session(HMODULE library)
@@ -91,6 +90,8 @@ public:
         if (m_handle) m_close(m_handle);
     }
     HINTERNET Get() const noexcept { return m_handle; }
+    // Keeps it open for good.
+    void Detach() noexcept { m_handle = nullptr; }
 
 private:
     decltype(&WinHttpCloseHandle) m_close;
@@ -156,10 +157,10 @@ std::vector<std::string> ProxyScript::Run(const std::wstring& address, const std
                                           DWORD milliseconds) {
     if (!m_library) m_library.Reset(LoadLibraryExW(L"winhttp.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32));
     if (!m_library) return {};
-    std::optional<Session> session(m_library.Get());
+    Session session(m_library.Get());
     UniqueSearch search = MakeSearch(address, L"https://" + Utf8ToWide(host) + L"/");
     if (!search) return {};
-    search->session = session->Get();
+    search->session = session.Get();
     search->function = FindFunction<decltype(WinHttpGetProxyForUrl)>(m_library.Get(), "WinHttpGetProxyForUrl");
     if (!search->session || !search->function) return {};
     const UniqueHandle thread(CreateThread(nullptr, kStackSize, &QsnBeginProxySearch, search.get(),
@@ -171,11 +172,13 @@ std::vector<std::string> ProxyScript::Run(const std::wstring& address, const std
         return GetExitCodeThread(thread.Get(), &isFound) && isFound ? WaysIn(*search->answer)
                                                                     : std::vector<std::string>();
     }
-    session.reset();
-    if (WaitForSingleObject(thread.Get(), kTimeToCancel) == WAIT_OBJECT_0) return {};
     while (!HasLeftThisCode(thread.Get(), *search)) Sleep(1);
-    static_cast<void>(search.release());  // the system's now, and it goes on running in its library
+    if (WaitForSingleObject(thread.Get(), 0) == WAIT_OBJECT_0) return {};
+    // The system's now, and goes on in its library until it has an answer. The session is not closed under it: that is
+    // not allowed while a call of another thread uses it.
+    static_cast<void>(search.release());
     static_cast<void>(m_library.Detach());
+    session.Detach();
     return {};
 }
 
