@@ -9,6 +9,7 @@
 #include "sso/CheckSingleSignOn.h"
 #include "sso/DataProtection.h"
 #include "sso/SharedValues.h"
+#include "sso/SharedValuesLock.h"
 #include "sso/TokenText.h"
 
 namespace qsn {
@@ -205,6 +206,7 @@ HRESULT CheckSingleSignOn::GetTokensSeenBefore(std::string* member, SecretText* 
 
 void CheckSingleSignOn::ClearTokensSeenBefore() {
     const std::lock_guard lock(m_storeLock);
+    const SharedValuesLock changesLock;
     std::string member;
     SecretText refresh;
     const HRESULT memberRead = ReadMemberToken(&member);

@@ -84,6 +84,7 @@ LSTATUS DeleteSharedValue(const char* name) {
 }
 
 LSTATUS DeleteSharedText(const char* name, DWORD capacity, const std::string& expected) {
+    const SharedValuesLock lock;
     std::optional<std::string> text;
     const LSTATUS read = ReadSharedText(name, capacity, &text);
     return read == ERROR_SUCCESS && text == expected ? DeleteSharedValue(name) : read;
