@@ -7,6 +7,8 @@
 #include <thread>
 
 #include "service/ProductMembers.h"
+#include "service/ReplyGate.h"
+#include "support/ImportTable.h"
 #include "support/ProcessState.h"
 #include "support/SharedValues.h"
 #include "support/TestService.h"
@@ -184,6 +186,29 @@ TEST_F(ClientTest, TellsInCallingOrderThroughTheExecutor) {
                      "long " + kInvalid.message(), "user ok", "out ok"}));
 }
 
+// Opens a gate as soon as the test's thread waits for another.
+class OpenWhenWaiting {
+public:
+    explicit OpenWhenWaiting(const qsn::service::ReplyGate& gate) {
+        s_thread = GetCurrentThreadId();
+        s_gate = &gate;
+    }
+    OpenWhenWaiting(const OpenWhenWaiting&) = delete;
+    OpenWhenWaiting& operator=(const OpenWhenWaiting&) = delete;
+    ~OpenWhenWaiting() { s_gate = nullptr; }
+
+private:
+    static DWORD WINAPI Wait(HANDLE handle, DWORD milliseconds) {
+        const auto* const gate = s_gate.load();
+        if (gate && GetCurrentThreadId() == s_thread) gate->Open();
+        return WaitForSingleObjectEx(handle, milliseconds, FALSE);
+    }
+
+    static inline std::atomic<DWORD> s_thread{0};
+    static inline std::atomic<const qsn::service::ReplyGate*> s_gate{nullptr};
+    ImportHook m_hook{"WaitForSingleObject", &Wait, nullptr};
+};
+
 // What is queued behind a request that is under way ends once, as cancelled, whichever way the queue ends.
 TEST_F(ClientTest, CancelsWhatIsQueued) {
     const std::pair<const char*, void (*)(std::unique_ptr<Client>&)> ends[] = {
@@ -196,14 +221,19 @@ TEST_F(ClientTest, CancelsWhatIsQueued) {
         SCOPED_TRACE(name);
         auto client = std::make_unique<Client>(SignedIn());
         Server().TakeRequests();
-        Server().Rules().Once({.delay = 200ms});
+        const auto gate = std::make_shared<const qsn::service::ReplyGate>();
+        Server().Rules().Once({.gate = gate});
         Journal journal;
         client->GetUserInfo(journal.Line("user"));
-        ASSERT_TRUE(Server().WaitForRequests(1, 10s));
+        ASSERT_TRUE(gate->WaitForRequest(10s));
         client->SignOut(journal.Line("out"));
         client->QueryQuota(journal.Line("quota"));
         std::future<Result<void>> future = client->LogDownload();
-        end(client);
+        {
+            const OpenWhenWaiting opener(*gate);
+            end(client);
+        }
+        gate->Open();
         const bool open = client && client->AccessToken();
         EXPECT_EQ(open, std::string_view(name) == "Stop");
         if (!open) {

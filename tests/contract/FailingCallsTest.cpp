@@ -230,62 +230,6 @@ INSTANTIATE_TEST_SUITE_P(All, SharedTokensOutOfReach,
                                          Obstacle{"encryption", "CryptUnprotectData", RPC_S_SERVER_UNAVAILABLE}),
                          [](const auto& each) { return std::string(each.param.name); });
 
-TEST_F(FailingCallsTest, ATokenThatCannotBeDecryptedGoesOnlyWhileItIsStillThere) {
-    Session();
-    SharedValues::WriteProtected("rTok", "damaged");
-    m_calls.FailCallOf("CryptUnprotectData", ERROR_INVALID_DATA, [] { SharedValues::WriteProtected("rTok", "new"); });
-    uint32_t length = 0;
-    EXPECT_EQ(m_qsn->Config(QSNCFG_GET_REFRESH_TOKEN, nullptr, &length), S_OK);
-    EXPECT_EQ(m_calls.Failures(), 1u);
-    EXPECT_EQ(SharedValues::Decrypt("rTok"), "new");
-}
-
-// Long enough to need memory of their own.
-constexpr char kLongToken[] = "access-token-of-a-length-that-is-usual";
-constexpr char kLongRefreshToken[] = "refresh-token-of-a-length-that-is-usual";
-
-TEST_F(FailingCallsTest, NoTokenStaysBehindInMemory) {
-    Server().Accounts().Use([](auto& accounts) { accounts.users[0].accessTokens.push_back({kLongToken}); });
-    Session();
-    uint32_t on = 1;
-    ASSERT_EQ(m_qsn->Config(QSNCFG_ENABLE_SINGLE_SIGNON, &on, nullptr), S_OK);
-    const auto expectNone = [](const char* step) { EXPECT_EQ(FailingCalls::SecretsFreed(), 0u) << step; };
-    FailingCalls::WatchForSecret(kLongToken);
-    ASSERT_TRUE(IsReported(m_qsn->SignIn(kLongToken), QSN_ACTION_SIGNIN_RESULT));
-    expectNone("sign-in");
-    ASSERT_TRUE(IsReported(m_qsn->SignIn(nullptr), QSN_ACTION_SIGNIN_RESULT));
-    expectNone("sign-in with the shared token");
-    EXPECT_EQ(AccessToken(), kLongToken);
-    expectNone("access token");
-    EXPECT_EQ(UserInfoResult(), QSN_CALLBACK_OK);
-    expectNone("user information");
-    FailingCalls::WatchForSecret(kLongRefreshToken);
-    std::string token = kLongRefreshToken;
-    auto length = static_cast<uint32_t>(token.size());
-    FailingCalls::Record("CryptProtectData");
-    ASSERT_EQ(m_qsn->Config(QSNCFG_SET_REFRESH_TOKEN, token.data(), &length), S_OK);
-    EXPECT_EQ(FailingCalls::Recorded(), std::vector<DWORD>{CRYPTPROTECT_LOCAL_MACHINE}) << "services share it";
-    SecureZeroMemory(token.data(), token.size());
-    EXPECT_TRUE(Eventually([] { return !HeapHolds(kLongRefreshToken); })) << "it is in the registry now";
-    length = static_cast<uint32_t>(token.size() + 1);
-    ASSERT_EQ(m_qsn->Config(QSNCFG_GET_REFRESH_TOKEN, token.data(), &length), S_OK);
-    expectNone("refresh token");
-    ASSERT_TRUE(IsReported(m_qsn->SignOut(), QSN_ACTION_SIGNOUT_RESULT));
-    m_qsn.reset();
-    expectNone("sign-out");
-}
-
-TEST_F(FailingCallsTest, AHostWaitsForTwoMinutesAtMost) {
-    Session();
-    FailingCalls::Record("SleepConditionVariableSRW");
-    m_callback.onEvent = [](const Event&, void*) {
-        EXPECT_TRUE(Eventually([] { return std::ranges::count(FailingCalls::Recorded(), 120000u) != 0; }));
-        return S_OK;
-    };
-    ASSERT_EQ(m_qsn->SignIn(kToken), S_OK);
-    EXPECT_EQ(AccessToken(), kToken);
-}
-
 // An exchange that failed for want of memory is over: a callback is waited for again, and not left behind like a
 // server.
 TEST_F(FailingCallsTest, TheEndWaitsForACallbackAfterAFailedExchange) {

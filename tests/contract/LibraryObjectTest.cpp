@@ -1,8 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <set>
 
+#include "support/ImportTable.h"
 #include "support/Library.h"
+#include "support/ProcessState.h"
 #include "support/RecordingCallback.h"
 
 namespace {
@@ -91,6 +94,25 @@ TEST_F(LibraryObjects, TextsNeedRoomForTheirTerminator) {
     length = 7;
     EXPECT_EQ(m_qsn->GetSignInURL(text, 8, &length), E_INVALIDARG);
     EXPECT_EQ(length, 7u) << "untouched, other than with the access token";
+}
+
+std::atomic<DWORD> g_longestWait{0};
+BOOL WINAPI NoteWait(CONDITION_VARIABLE* changed, SRWLOCK* lock, DWORD milliseconds, ULONG flags) {
+    if (milliseconds != INFINITE && milliseconds > g_longestWait) g_longestWait = milliseconds;
+    return SleepConditionVariableSRW(changed, lock, milliseconds, flags);
+}
+
+TEST_F(LibraryObjects, HoldTheHostUpForTwoMinutesAtMost) {
+    const ImportHook hook("SleepConditionVariableSRW", &NoteWait);
+    ASSERT_EQ(m_qsn->Init(L"SID", &m_callback), S_OK);
+    m_callback.onEvent = [](const Event&, void*) {
+        EXPECT_TRUE(Eventually([] { return g_longestWait == 120000; })) << g_longestWait;
+        return S_OK;
+    };
+    ASSERT_EQ(m_qsn->SignIn("12345"), S_OK);
+    char text[8] = {};
+    uint32_t length = 0;
+    EXPECT_EQ(m_qsn->GetAccessToken(text, 8, &length), S_OK);
 }
 
 TEST_F(LibraryObjects, WithoutATokenTheLoginPageIsHandedOut) {

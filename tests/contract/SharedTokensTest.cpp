@@ -1,9 +1,18 @@
 #include <gtest/gtest.h>
+#include <windows.h>
 
+#include <dpapi.h>
+#include <wincrypt.h>
+
+#include <malloc.h>
+
+#include <atomic>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "support/Fakes.h"
+#include "support/ImportTable.h"
 #include "support/ProcessState.h"
 #include "support/SessionTest.h"
 #include "support/SharedValues.h"
@@ -143,6 +152,72 @@ TEST_F(SharedTokens, ASignOutElsewhereTakesItsOwnTokensAlongAndNoLaterOnes) {
             EXPECT_TRUE(Eventually([] { return !SharedValues::Has("mTok") && !SharedValues::Has("rTok"); }));
         }
     }
+}
+
+BOOL WINAPI WriteAnotherAndFail(DATA_BLOB*, LPWSTR*, DATA_BLOB*, void*, CRYPTPROTECT_PROMPTSTRUCT*, DWORD, DATA_BLOB*) {
+    SharedValues::WriteProtected("rTok", "new");
+    SetLastError(ERROR_INVALID_DATA);
+    return FALSE;
+}
+
+TEST_F(SharedTokens, WhatCannotBeDecryptedGoesOnlyWhileItIsThere) {
+    SharedValues::WriteProtected("rTok", "damaged");
+    const ImportHook hook("CryptUnprotectData", &WriteAnotherAndFail);
+    uint32_t length = 0;
+    EXPECT_EQ(m_qsn->Config(QSNCFG_GET_REFRESH_TOKEN, nullptr, &length), S_OK);
+    EXPECT_EQ(length, 1u);
+    EXPECT_EQ(SharedValues::Decrypt("rTok"), "new");
+}
+
+std::atomic<DWORD> g_protection{0};
+BOOL WINAPI NoteProtection(DATA_BLOB* plain, LPCWSTR description, DATA_BLOB* entropy, void* reserved,
+                           CRYPTPROTECT_PROMPTSTRUCT* prompt, DWORD flags, DATA_BLOB* encrypted) {
+    g_protection = flags;
+    return CryptProtectData(plain, description, entropy, reserved, prompt, flags, encrypted);
+}
+
+// Long enough to need memory of their own. What is wiped is found by its beginning, which copies inside of requests and
+// replies do not have.
+constexpr char kLongToken[] = "access-token-of-a-length-that-is-usual";
+constexpr char kLongRefreshToken[] = "refresh-token-of-a-length-that-is-usual";
+
+std::atomic<unsigned> g_tokensFreed{0};
+void FreeNoting(void* block) {
+    for (const std::string_view token : {kLongToken, kLongRefreshToken}) {
+        if (block && _msize(block) >= token.size() &&
+            token.compare(0, token.size(), static_cast<char*>(block), token.size()) == 0)
+            ++g_tokensFreed;
+    }
+    free(block);
+}
+
+TEST_F(SharedTokens, StayBehindInNoMemory) {
+    Server().Accounts().Use([](auto& accounts) { accounts.users[0].accessTokens.push_back({kLongToken}); });
+    ASSERT_EQ(EnableSingleSignOn(1), S_OK);
+    const ImportHook freeHook("free", &FreeNoting);
+    const ImportHook protectionHook("CryptProtectData", &NoteProtection);
+    const auto expectNone = [](const char* step) { EXPECT_EQ(g_tokensFreed.exchange(0), 0u) << step; };
+    SignIn(kLongToken);
+    expectNone("sign-in");
+    SignIn(nullptr);
+    expectNone("sign-in with the shared token");
+    EXPECT_EQ(AccessToken(), kLongToken);
+    expectNone("access token");
+    EXPECT_EQ(UserInfoResult(), QSN_CALLBACK_OK);
+    expectNone("user information");
+    char token[] = "refresh-token-of-a-length-that-is-usual";
+    uint32_t length = sizeof(token) - 1;
+    ASSERT_EQ(m_qsn->Config(QSNCFG_SET_REFRESH_TOKEN, token, &length), S_OK);
+    EXPECT_EQ(g_protection, DWORD{CRYPTPROTECT_LOCAL_MACHINE})
+        << "those of the suite that run as services read it, too";
+    EXPECT_TRUE(Eventually([] { return !HeapHolds(kLongRefreshToken); })) << "it is in the registry now";
+    length = sizeof(token);
+    ASSERT_EQ(m_qsn->Config(QSNCFG_GET_REFRESH_TOKEN, token, &length), S_OK);
+    expectNone("refresh token");
+    ASSERT_EQ(m_qsn->SignOut(), S_OK);
+    EXPECT_EQ(m_callback.ResultOf(QSN_ACTION_SIGNOUT_RESULT), QSN_CALLBACK_OK);
+    m_qsn.reset();
+    expectNone("sign-out");
 }
 
 struct TokenItems {

@@ -35,11 +35,12 @@ TEST_F(UserInfoRequest, ThirtyUseOneConnection) {
 
 TEST_F(UserInfoRequest, StopDropsWhatIsQueuedAndLetsTheRunningRequestEnd) {
     SignIn();
-    Server().Rules().Once({.delay = 300ms});
+    const auto gate = HoldNext("getUserInfo");
     ASSERT_EQ(m_qsn->GetUserInfo(), S_OK);
-    ASSERT_TRUE(Server().WaitForRequests(1, 10s));
+    ASSERT_TRUE(gate->WaitForRequest(10s));
     ASSERT_EQ(m_qsn->GetUserInfo(), S_OK);
     ASSERT_EQ(m_qsn->Stop(), S_OK);
+    gate->Open();
     EXPECT_EQ(m_callback.ResultOf(QSN_ACTION_GET_USERINFO_RESULT), QSN_CALLBACK_OK);
     EXPECT_EQ(AccessToken(), kToken) << "the worker goes on";
     EXPECT_EQ(m_callback.Pending(), 0u);

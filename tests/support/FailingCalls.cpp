@@ -58,11 +58,6 @@ std::atomic<std::size_t> g_failSize{kNoSize};
 std::atomic<unsigned> g_calls{0};
 std::atomic<unsigned> g_failures{0};
 std::atomic<const char*> g_failed{nullptr};
-std::function<void()> g_meanwhile;  // changed while nothing fails only
-
-std::mutex g_recordLock;  // guards what follows
-const char* g_recorded = nullptr;
-std::vector<DWORD> g_numbers;
 
 bool IsMeant(Kind kind, const char* name) {
     const char* const only = g_name;
@@ -73,18 +68,7 @@ bool ShallFail(Kind kind, const char* name, std::size_t size) {
     if (!IsMeant(kind, name)) return false;
     if (++g_calls != g_failAt && !g_failEvery && size < g_failSize) return false;
     if (g_failures++ == 0) g_failed = name;
-    if (g_meanwhile) g_meanwhile();
     return true;
-}
-
-void Keep(DWORD number) { g_numbers.push_back(number); }
-template <class Other>
-void Keep(Other) {}
-
-template <class... Arguments>
-void RecordCall(const char* name, Arguments... arguments) {
-    const std::lock_guard lock(g_recordLock);
-    if (g_recorded && std::strcmp(g_recorded, name) == 0) (..., Keep(arguments));
 }
 
 struct Name {
@@ -135,7 +119,6 @@ struct Thunk<name, Result(Arguments...)> {
 
     template <Kind kind, auto failure, DWORD error>
     static Result Fail(Arguments... arguments) {
-        if constexpr (kind == Kind::kPlatform) RecordCall(name.text, arguments...);
         if (!ShallFail(kind, name.text, SizeOf(arguments...))) return original(arguments...);
         const DWORD chosen = g_error;
         SetLastError(chosen != 0 ? chosen : error);
@@ -145,10 +128,6 @@ struct Thunk<name, Result(Arguments...)> {
             if (chosen != 0) return static_cast<Result>(chosen);
         }
         return static_cast<Result>(failure);
-    }
-    static Result Pass(Arguments... arguments) {
-        RecordCall(name.text, arguments...);
-        return original(arguments...);
     }
     template <Kind kind, auto failure, DWORD error, Resource resource>
     static Result Open(Arguments... arguments) {
@@ -177,17 +156,6 @@ void* Reallocate(void* block, std::size_t size) {
     return Realloc::Fail<Kind::kAllocation, nullptr, ERROR_NOT_ENOUGH_MEMORY>(block, size);
 }
 
-std::atomic<const char*> g_secret{nullptr};
-std::atomic<unsigned> g_secretsFreed{0};
-
-using Free = Thunk<"free", decltype(free)>;
-void FreeBlock(void* block) {
-    const char* const secret = g_secret;
-    const std::size_t size = secret ? std::strlen(secret) : 0;
-    if (secret && block && _msize(block) >= size && std::memcmp(block, secret, size) == 0) ++g_secretsFreed;
-    Free::Close<kBlocks>(block);
-}
-
 struct Import {
     const char* name;
     void* thunk;
@@ -211,10 +179,6 @@ Import Allocates() {
     return MakeImport<name, Function>(
         &Thunk<name, Function>::template Open<Kind::kAllocation, nullptr, ERROR_NOT_ENOUGH_MEMORY, kBlocks>);
 }
-template <Name name, class Function>
-Import Passes() {
-    return MakeImport<name, Function>(&Thunk<name, Function>::Pass);
-}
 template <Name name, class Function, Resource resource>
 Import Closes() {
     return MakeImport<name, Function>(&Thunk<name, Function>::template Close<resource>);
@@ -224,14 +188,14 @@ Import Closes() {
 constexpr DWORD kNoMemory = ERROR_NOT_ENOUGH_MEMORY;
 constexpr DWORD kNoCryptoMemory = static_cast<DWORD>(NTE_NO_MEMORY);
 
-// What can fail for want of something, but for WSACreateEvent: libcurl keeps a block each time that it does; and what
-// tests want to know the arguments of. What only gives back or answers from memory that it is handed is not here.
+// What can fail for want of something, but for WSACreateEvent: libcurl keeps a block each time that it does. What only
+// gives back, waits or answers from memory that it is handed is not here.
 const std::array kImports{
     Allocates<OF(malloc)>(),
     Allocates<OF(calloc)>(),
     Allocates<OF(_strdup)>(),
     MakeImport<OF(realloc)>(&Reallocate),
-    MakeImport<OF(free)>(&FreeBlock),
+    Closes<OF(free), kBlocks>(),
     Opens<OF(CreateThread), nullptr, kNoMemory, kHandles>(),
     Opens<OF(CreateEventW), nullptr, kNoMemory, kHandles>(),
     Opens<OF(CreateMutexW), nullptr, kNoMemory, kHandles>(),
@@ -242,7 +206,6 @@ const std::array kImports{
     MakeImport<OF(FreeLibrary)>(&FreeNoted),
     Opens<OF(LocalAlloc), nullptr, kNoMemory, kSystemMemory>(),
     Closes<OF(LocalFree), kSystemMemory>(),
-    Passes<OF(SleepConditionVariableSRW)>(),
     Fails<OF(GetComputerNameW), FALSE, kNoMemory>(),
     Opens<OF(RegOpenKeyExA), kNoMemory, kNoMemory, kRegistryKeys>(),
     Opens<OF(RegOpenKeyExW), kNoMemory, kNoMemory, kRegistryKeys>(),
@@ -306,8 +269,6 @@ FailingCalls::FailingCalls() {
 
 FailingCalls::~FailingCalls() {
     Stop();
-    Record(nullptr);
-    WatchForSecret(nullptr);
     ForEachImport([](std::string_view name, ULONGLONG& entry) {
         const auto import = std::ranges::find(kImports, name, &Import::name);
         if (import != kImports.end()) WriteImport(entry, *import->original);
@@ -336,13 +297,6 @@ void FailingCalls::FailCallsOf(const char* name, DWORD error) {
     g_name = name;
 }
 
-void FailingCalls::FailCallOf(const char* name, DWORD error, std::function<void()> meanwhile) {
-    StartAnew(1);
-    g_meanwhile = std::move(meanwhile);
-    g_error = error;
-    g_name = name;
-}
-
 void FailingCalls::StartAnew(unsigned n) {
     Stop();
     g_failed = nullptr;
@@ -357,29 +311,10 @@ const char* FailingCalls::Stop() {
     g_error = 0;
     g_failSize = kNoSize;
     g_failEvery = false;
-    g_meanwhile = nullptr;
     return g_failed;
 }
 
-void FailingCalls::Record(const char* name) {
-    const std::lock_guard lock(g_recordLock);
-    g_recorded = name;
-    g_numbers.clear();
-}
-
-std::vector<DWORD> FailingCalls::Recorded() {
-    const std::lock_guard lock(g_recordLock);
-    return g_numbers;
-}
-
 unsigned FailingCalls::Failures() const { return g_failures; }
-
-void FailingCalls::WatchForSecret(const char* text) {
-    g_secret = text;
-    g_secretsFreed = 0;
-}
-
-unsigned FailingCalls::SecretsFreed() { return g_secretsFreed; }
 
 std::map<std::string, long> FailingCalls::Held() {
     std::map<std::string, long> held;

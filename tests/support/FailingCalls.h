@@ -3,10 +3,8 @@
 #include <windows.h>
 
 #include <cstddef>
-#include <functional>
 #include <map>
 #include <string>
-#include <vector>
 
 namespace qsn::test {
 
@@ -29,22 +27,11 @@ public:
     void FailEvery(Kind kind);
     // Each allocation with malloc of `size` bytes or more does.
     void FailBlocksOf(std::size_t size);
-    // Each call of the function does, with `error` or, if that is 0, in its own way; the other form: the next one only,
-    // once `meanwhile` has run.
+    // Each call of the function does, with `error` or, if that is 0, in its own way.
     void FailCallsOf(const char* name, DWORD error = 0);
-    void FailCallOf(const char* name, DWORD error, std::function<void()> meanwhile);
     // Nothing fails any more. The name of the first function that did, null where none was called often enough.
     const char* Stop();
     unsigned Failures() const;
-
-    // From now on the arguments of type DWORD are kept, in the order of the calls, of one function that can fail or
-    // wait.
-    static void Record(const char* name);
-    static std::vector<DWORD> Recorded();
-
-    // How many blocks that begin with the text have been given back since.
-    static void WatchForSecret(const char* text);
-    static unsigned SecretsFreed();
 
     // What the DLL holds at this moment: blocks of memory, handles, keys ..., each counted where it was handed out and
     // given back. Kinds that it holds none of are missing.

@@ -9,8 +9,9 @@ void WriteImport(ULONGLONG& entry, const void* function) {
     VirtualProtect(&entry, sizeof(entry), before, &before);
 }
 
-void ForEachImport(const std::function<void(std::string_view name, ULONGLONG& entry)>& visit) {
-    auto* const base = reinterpret_cast<std::byte*>(GetModuleHandleW(L"qsn.dll"));
+void ForEachImport(const std::function<void(std::string_view name, ULONGLONG& entry)>& visit,
+                   const wchar_t* moduleName) {
+    auto* const base = reinterpret_cast<std::byte*>(GetModuleHandleW(moduleName));
     if (!base) return;
     const auto at = [base]<class T>(ULONGLONG offset, T*) { return reinterpret_cast<T*>(base + offset); };
     const auto* const dos = reinterpret_cast<IMAGE_DOS_HEADER*>(base);
