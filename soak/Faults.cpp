@@ -56,7 +56,7 @@ std::vector<ReplyFault> ReplyFaults() {
         {"status 500", 10, {.status = 500}},
         {"status 302", 10, {.status = 302, .headers = {{"Location", "https://elsewhere.example/"}}}},
         {"wrong digest", 20, {.digest = PairFault::kWrong}, Of::kService},
-        {"no reply token", 10, {.token = PairFault::kOmitted}, Of::kService},
+        {"headers stripped", 20, {.token = PairFault::kOmitted, .digest = PairFault::kOmitted}, Of::kService},
         {"not JSON", 20, {.body = "<html>"}},
         {"nested too deep", 10, {.body = std::string(5000, '[')}},
         {"message for the user", 20, {.additionalMessage = "soon at an end"}, Of::kService},
@@ -146,6 +146,11 @@ void Faults::MendTheWay() {
     m_proxy.reset();
     m_server.RefuseTunnels(0);
     m_server.SetTlsFault(TlsFault::kNone);
+}
+
+void Faults::End() {
+    m_server.Rules().Clear();
+    MendTheWay();
 }
 
 std::uint64_t Faults::Total() const {

@@ -23,6 +23,8 @@ public:
 
     // Once a second: the way is good most of the time.
     void Tick(unsigned second);
+    // Everything is good from now on.
+    void End();
     std::uint64_t Total() const;
     std::string Text() const;
 

@@ -1,9 +1,10 @@
 // qsn-soak [MINUTES [SEED]]: the bundled service, which fails at random, and three hosts, which are this program again,
-// each in a process of its own. They share the user's tokens. Exit code 0: nothing hung, crashed, grew or broke a
-// promise.
+// each in a process of its own. They share the user's tokens with a neighbour that does its worst. Exit code 0: nothing
+// hung, crashed, grew or broke a promise, and in the end each host was signed in or out as the neighbour had left it.
 #include <winsock2.h>
 #include <windows.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdio>
@@ -16,6 +17,7 @@
 #include "Faults.h"
 #include "Footprint.h"
 #include "Host.h"
+#include "Neighbour.h"
 #include "service/AccountServer.h"
 #include "service/AccountsFile.h"
 #include "service/UserConfiguration.h"
@@ -55,23 +57,31 @@ service::ServerOptions Options() {
     return options;
 }
 
-// The service, and what else goes on beside the hosts: another application that hands tokens in, and keys that change.
+// The service, and what else goes on beside the hosts: other programs that work on the shared tokens, and keys that
+// change.
 class World {
 public:
     explicit World(unsigned seed)
         : m_server(Options()),
           m_configuration(m_server.Port(), m_server.Authority().Der()),
           m_faults(m_server, seed),
+          m_neighbour(seed),
           m_random(seed) {}
 
     void Tick(unsigned second) {
         if (second % 2 == 0) HandTokensIn();
+        if (second % 3 == 0) m_neighbour.Act();
         if (second % 7 == 0) m_server.Members().RotateKey();
         m_faults.Tick(second);
+    }
+    void LeaveSignedIn(bool signedIn) {
+        m_faults.End();
+        m_neighbour.LeaveSignedIn(signedIn);
     }
     void PrintTotals() {
         Print("service: " + std::to_string(m_server.Count().requests) + " requests, " +
               std::to_string(m_faults.Total()) + " of them with a fault; faults: " + m_faults.Text());
+        Print("neighbour: " + m_neighbour.Text());
     }
 
 private:
@@ -90,6 +100,7 @@ private:
     service::AccountServer m_server;
     service::UserConfiguration m_configuration;
     Faults m_faults;
+    Neighbour m_neighbour;
     std::mt19937 m_random;
     test::SharedValues m_values;
 };
@@ -107,6 +118,11 @@ HANDLE StartHost(int index, unsigned seed, unsigned seconds) {
     }
     CloseHandle(process.hThread);
     return process.hProcess;
+}
+
+int CountEnded(const std::array<HANDLE, kHosts>& hosts) {
+    return static_cast<int>(
+        std::ranges::count_if(hosts, [](HANDLE host) { return WaitForSingleObject(host, 0) == WAIT_OBJECT_0; }));
 }
 
 // False where a host has failed, crashed, or still runs.
@@ -131,9 +147,18 @@ int RunDriver(unsigned seconds, unsigned seed) {
     const auto start = Clock::now();
     const auto end = start + std::chrono::seconds(seconds) + std::chrono::milliseconds(kLastWork);
     Footprint settled;
+    LastWords words;
+    int listeners = 0;
+    int round = 0;
     for (unsigned second = 1; Clock::now() < end; ++second) {
         if (WaitForMultipleObjects(kHosts, hosts.data(), TRUE, 1000) != WAIT_TIMEOUT) break;
-        world.Tick(second);
+        if (round == 0) world.Tick(second);
+        listeners += words.NewListeners();
+        if (round < LastWords::kRounds && listeners > 0 && listeners + CountEnded(hosts) == kHosts) {
+            world.LeaveSignedIn(round == 0);
+            words.Speak(round++);
+            listeners = 0;
+        }
         if (second == 60) settled = Footprint::Now();
         if (second % 60 == 0) Print(std::to_string(second) + " s, driver: " + Footprint::Now().Text());
     }
