@@ -25,17 +25,27 @@ bool WantsGzip(const HttpReply& reply, const RecordedRequest& request) {
     return reply.body.size() >= kWorthGzip && accepted && AcceptsGzip(*accepted);
 }
 
+std::string Compressed(std::string_view body, Compression how) {
+    switch (how) {
+        case Compression::kDeflate: return Deflate(body);
+        case Compression::kBareDeflate: return BareDeflate(body);
+        case Compression::kTwoGzips: return Gzip(body.substr(0, body.size() / 2)) + Gzip(body.substr(body.size() / 2));
+        default: return Gzip(body);
+    }
+}
+
 void Compress(HttpReply& reply, const RecordedRequest& request, Compression how) {
     if (how == Compression::kWhenAccepted) how = WantsGzip(reply, request) ? Compression::kGzip : Compression::kNone;
     if (how == Compression::kNone) return;
-    SetHeader(reply.headers, "Content-Encoding", how == Compression::kDeflate ? "deflate" : "gzip");
+    const bool deflate = how == Compression::kDeflate || how == Compression::kBareDeflate;
+    SetHeader(reply.headers, "Content-Encoding", deflate ? "deflate" : "gzip");
     if (!reply.more.empty()) {
         OpenGzip open = GzipWithoutEnd(reply.body, reply.more);
         reply.body = std::move(open.text);
         reply.more = std::move(open.more);
         return;
     }
-    reply.body = how == Compression::kDeflate ? Deflate(reply.body) : Gzip(reply.body);
+    reply.body = Compressed(reply.body, how);
     if (how == Compression::kCutGzip) reply.body.resize(reply.body.size() - kGzipEnd);
     if (how == Compression::kBrokenGzip) {
         // The frame's head stays good, so that decoding starts before it fails.

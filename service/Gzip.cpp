@@ -59,6 +59,7 @@ std::string WithoutBlanks(std::string_view text) {
 
 std::string Gzip(std::string_view text) { return Deflater(kGzipWindow).Finish(text); }
 std::string Deflate(std::string_view text) { return Deflater(kZlibWindow).Finish(text); }
+std::string BareDeflate(std::string_view text) { return Deflater(-kZlibWindow).Finish(text); }
 
 OpenGzip GzipWithoutEnd(std::string_view text, std::string_view more) {
     Deflater deflater(kGzipWindow);

@@ -8,6 +8,7 @@ namespace qsn::service {
 std::string Gzip(std::string_view text);
 // In zlib's frame, as HTTP understands "deflate".
 std::string Deflate(std::string_view text);
+std::string BareDeflate(std::string_view text);
 
 // The start of a gzip frame that holds `text`, and bytes that add `more` to it each time that they follow.
 struct OpenGzip {

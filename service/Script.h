@@ -35,9 +35,11 @@ enum class Compression {
     kWhenAccepted,  // gzip when the request takes it and the body is worth it
     kNone,
     kGzip,
+    kTwoGzips,  // one after the other, each with its own head and checksum
     kDeflate,
-    kBrokenGzip,  // damaged in the middle
-    kCutGzip      // all of the body, but neither checksum nor length behind it
+    kBareDeflate,  // without the frame that "deflate" ought to have
+    kBrokenGzip,   // damaged in the middle
+    kCutGzip       // all of the body, but neither checksum nor length behind it
 };
 
 // What to change in the reply that the service would give. Each member left alone keeps the service's own behaviour.
