@@ -7,6 +7,7 @@
 #include <malloc.h>
 
 #include <atomic>
+#include <cstring>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -176,8 +177,8 @@ BOOL WINAPI NoteProtection(DATA_BLOB* plain, LPCWSTR description, DATA_BLOB* ent
     return CryptProtectData(plain, description, entropy, reserved, prompt, flags, encrypted);
 }
 
-// Long enough to need memory of their own. What is wiped is found by its beginning, which copies inside of requests and
-// replies do not have.
+// Long enough to need memory of their own. The copies in the texts of requests do not stand at a block's beginning, of
+// which a text that was only emptied lacks the first character.
 constexpr char kLongToken[] = "access-token-of-a-length-that-is-usual";
 constexpr char kLongRefreshToken[] = "refresh-token-of-a-length-that-is-usual";
 
@@ -185,7 +186,7 @@ std::atomic<unsigned> g_tokensFreed{0};
 void FreeNoting(void* block) {
     for (const std::string_view token : {kLongToken, kLongRefreshToken}) {
         if (block && _msize(block) >= token.size() &&
-            token.compare(0, token.size(), static_cast<char*>(block), token.size()) == 0)
+            std::memcmp(static_cast<char*>(block) + 1, &token[1], token.size() - 1) == 0)
             ++g_tokensFreed;
     }
     free(block);
