@@ -156,7 +156,7 @@ private:
                             const std::string& strDigest, ReplyPayload* payload, std::string* additionalMessage);
     HRESULT VerifyServerDigest(const std::string& strJSONResult, const std::string& strToken,
                                const std::string& strDigest);
-    std::wstring MachineID() const;
+    std::wstring MachineID();
 
     HttpsClient m_httpsClient;
     NetworkProbe m_networkProbe;

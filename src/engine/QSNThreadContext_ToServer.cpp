@@ -167,7 +167,7 @@ HRESULT QSNThreadContext::GenerateJSONData(RequestType type, const std::string& 
     return WriteRequestBody(type, values, strJsonData);
 }
 
-std::wstring QSNThreadContext::MachineID() const {
+std::wstring QSNThreadContext::MachineID() {
     if (!m_strDeviceId.empty()) return m_strDeviceId;
     DeviceText identifier = {};
     return SUCCEEDED(GetDeviceId(identifier, nullptr, m_httpsClient.BreakOffEvent())) ? identifier : L"DefaultHWID";

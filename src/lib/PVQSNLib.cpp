@@ -69,10 +69,14 @@ HRESULT PVQSNLib::Start(const wchar_t* productSID, IQSNCallbackFunc* callback) {
     }
     running.worker = std::make_shared<QSNWorkerThread>();
     running.worker->SetThreadContext(running.context);
-    if (!running.worker->Start()) return E_OUTOFMEMORY;
-    // A timer that does not start costs the token check only.
+    // A timer that does not start costs the token check only. It comes first, because the worker is busy at once, and
+    // this thread would get in its way.
     m_routineTimer.Init(this);
     running.context->SetRoutineTimer(&m_routineTimer);
+    if (!running.worker->Start()) {
+        m_routineTimer.Uninit();
+        return E_OUTOFMEMORY;
+    }
     const std::lock_guard lock(m_runningLock);
     m_running = std::move(running);
     return S_OK;

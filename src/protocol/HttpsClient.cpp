@@ -168,15 +168,20 @@ struct HttpsClient::Exchange {
     }
 };
 
-HttpsClient::HttpsClient() : m_breakOff(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
-
 HttpsClient::~HttpsClient() { Close(); }
 
 void HttpsClient::BreakOff() noexcept {
     m_isBrokenOff = true;
-    SetEvent(m_breakOff.Get());
     const std::lock_guard lock(m_multiLock);
+    if (m_breakOff) SetEvent(m_breakOff.Get());
     if (m_multi) curl_multi_wakeup(m_multi.get());
+}
+
+HANDLE HttpsClient::BreakOffEvent() noexcept {
+    const std::lock_guard lock(m_multiLock);
+    // Made when it is first asked for: `Init` need not wait for the system there.
+    if (!m_breakOff) m_breakOff.Reset(CreateEventW(nullptr, TRUE, m_isBrokenOff, nullptr));
+    return m_breakOff.Get();
 }
 
 void HttpsClient::Close() noexcept {
@@ -221,7 +226,7 @@ HRESULT HttpsClient::RunExchange(const HttpRequestInfo& request, HttpReply* repl
 
 bool HttpsClient::Open() {
     if (m_easy) return true;
-    if (!m_breakOff) return false;
+    if (!BreakOffEvent()) return false;
     m_library.emplace();
     if (!m_library->IsStarted()) return false;
     UniqueMulti multi(curl_multi_init());

@@ -31,7 +31,7 @@ struct HttpRequestInfo {
 // next exchange. One thread makes exchanges; any thread may break the one under way off.
 class HttpsClient {
 public:
-    HttpsClient();
+    HttpsClient() = default;
     HttpsClient(const HttpsClient&) = delete;
     HttpsClient& operator=(const HttpsClient&) = delete;
     ~HttpsClient();
@@ -46,7 +46,7 @@ public:
     void BreakOff() noexcept;
     bool IsBrokenOff() const noexcept { return m_isBrokenOff; }
     // Signalled from `BreakOff` on, for other waits that are to end with it. Null if the system had no event left.
-    HANDLE BreakOffEvent() const noexcept { return m_breakOff.Get(); }
+    HANDLE BreakOffEvent() noexcept;
 
     // Ends what is left of the session's connections. On the exchanging thread, or when that has ended; there is no
     // exchange afterwards.
@@ -67,10 +67,10 @@ private:
     TransferError Perform(Exchange& exchange);
     long long Progress() const;
 
-    UniqueHandle m_breakOff;
     std::atomic<bool> m_isBrokenOff{false};
     std::optional<CurlLibrary> m_library;  // ahead of what needs it
-    SlimLock m_multiLock;                  // guards m_multi against `BreakOff`; held for a moment only
+    SlimLock m_multiLock;                  // guards m_breakOff and m_multi against `BreakOff`; held for a moment only
+    UniqueHandle m_breakOff;
     UniqueMulti m_multi;
     UniqueEasy m_easy;
     ProxySettings m_proxySettings;
