@@ -187,7 +187,7 @@ private:
 
     // The registry keeps the shared tokens from everybody at times.
     bool IsOutOfReach(HRESULT hr) {
-        const bool isOutOfReach = FAILED(hr) && HRESULT_FACILITY(hr) == FACILITY_WIN32;
+        const bool isOutOfReach = FAILED(hr) && HRESULT_FACILITY(static_cast<unsigned>(hr)) == FACILITY_WIN32;
         if (isOutOfReach) ++m_outOfReach;
         return isOutOfReach;
     }

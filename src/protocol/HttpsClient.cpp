@@ -196,7 +196,7 @@ void HttpsClient::Close() noexcept {
     m_library.reset();
 }
 
-HRESULT HttpsClient::SendHttpsRequest(const HttpRequestInfo& request, HttpReply* reply) noexcept {
+HRESULT HttpsClient::SendHttpsRequest(const HttpRequestInfo& request, HttpReply* reply) {
     return Guarded([&] { return RunExchange(request, reply); });
 }
 

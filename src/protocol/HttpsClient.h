@@ -40,7 +40,7 @@ public:
     // a byte end an exchange. `reply` holds what came of it until then. E_FAIL: no connection, TLS or certificate
     // refused, status other than 200. E_UNEXPECTED: the body is broken, ends too early, or has more than 256 MiB.
     // E_OUTOFMEMORY. E_ABORT: broken off.
-    HRESULT SendHttpsRequest(const HttpRequestInfo& request, HttpReply* reply) noexcept;
+    HRESULT SendHttpsRequest(const HttpRequestInfo& request, HttpReply* reply);
 
     // Ends the exchange under way within milliseconds, and every later one at its beginning. For good; any thread.
     void BreakOff() noexcept;

@@ -8,6 +8,7 @@
 #include <memory>
 #include <new>
 
+#include "Utility/SystemHeap.h"
 #include "Utility/Text.h"
 #include "Utility/Win32Owners.h"
 
@@ -25,27 +26,26 @@ constexpr DWORD kTimeToCancel = 50;  // ms; the system says at once that it gave
 
 // What the system reads and writes while it asks. On its own heap, for a query that cannot be cancelled (Wine's) is
 // left to the system for good, even if the DLL is freed meanwhile.
-struct Query {
+struct Query : OnSystemHeap {
     OVERLAPPED overlapped{};
     ADDRINFOEXW hints{};
     wchar_t name[kMaxNameLength + 1]{};
     ADDRINFOEXW* result = nullptr;
     HANDLE cancel = nullptr;
-};
 
-struct QueryDeleter {
-    void operator()(Query* query) const noexcept {
-        if (query->result) FreeAddrInfoExW(query->result);
-        if (query->overlapped.hEvent) CloseHandle(query->overlapped.hEvent);
-        HeapFree(GetProcessHeap(), 0, query);
+    Query() = default;
+    Query(const Query&) = delete;
+    Query& operator=(const Query&) = delete;
+    ~Query() {
+        if (result) FreeAddrInfoExW(result);
+        if (overlapped.hEvent) CloseHandle(overlapped.hEvent);
     }
 };
-using UniqueQuery = std::unique_ptr<Query, QueryDeleter>;
+
+using UniqueQuery = std::unique_ptr<Query>;
 
 UniqueQuery MakeQuery(const std::wstring& name) {
-    void* const memory = HeapAlloc(GetProcessHeap(), 0, sizeof(Query));
-    if (!memory) throw std::bad_alloc();
-    UniqueQuery query(new (memory) Query);
+    UniqueQuery query = std::make_unique<Query>();
     query->overlapped.hEvent = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     if (!query->overlapped.hEvent) throw std::bad_alloc();
     query->hints.ai_family = AF_UNSPEC;

@@ -9,6 +9,7 @@
 #include <memory>
 #include <new>
 
+#include "Utility/SystemHeap.h"
 #include "Utility/Text.h"
 #include "protocol/ProxyRules.h"
 
@@ -27,7 +28,7 @@ constexpr std::size_t kMaxUrl = 2083;
 
 // What the system reads and writes while it searches. On its own heap: a search that is broken off is left to the
 // system for good, even if the DLL is freed meanwhile.
-struct Search {
+struct Search : OnSystemHeap {
     decltype(&WinHttpGetProxyForUrl) function = nullptr;
     HINTERNET session = nullptr;
     const wchar_t* url = urlText;
@@ -39,16 +40,17 @@ struct Search {
     WINHTTP_PROXY_INFO answerGiven{};
     wchar_t urlText[kMaxUrl + 1]{};
     wchar_t address[kMaxUrl + 1]{};
-};
 
-struct SearchDeleter {
-    void operator()(Search* search) const noexcept {
-        if (search->answer->lpszProxy) GlobalFree(search->answer->lpszProxy);
-        if (search->answer->lpszProxyBypass) GlobalFree(search->answer->lpszProxyBypass);
-        HeapFree(GetProcessHeap(), 0, search);
+    Search() = default;
+    Search(const Search&) = delete;
+    Search& operator=(const Search&) = delete;
+    ~Search() {
+        if (answer->lpszProxy) GlobalFree(answer->lpszProxy);
+        if (answer->lpszProxyBypass) GlobalFree(answer->lpszProxyBypass);
     }
 };
-using UniqueSearch = std::unique_ptr<Search, SearchDeleter>;
+
+using UniqueSearch = std::unique_ptr<Search>;
 
 }  // namespace
 }  // namespace qsn
@@ -100,9 +102,7 @@ private:
 
 UniqueSearch MakeSearch(const std::wstring& address, const std::wstring& url) {
     if (url.size() > kMaxUrl || address.size() > kMaxUrl) return nullptr;
-    void* const memory = HeapAlloc(GetProcessHeap(), 0, sizeof(Search));
-    if (!memory) throw std::bad_alloc();
-    UniqueSearch search(new (memory) Search);
+    UniqueSearch search = std::make_unique<Search>();
     std::ranges::copy(url, search->urlText);
     std::ranges::copy(address, search->address);
     WINHTTP_AUTOPROXY_OPTIONS& options = search->optionsGiven;

@@ -61,6 +61,9 @@ void ReplyReader::TakeField(std::string_view line) {
 }
 
 bool ReplyReader::TakeBody(std::string_view piece) {
+    // An encoding may go on for ever without a byte that it stands for.
+    m_encodedSize += piece.size();
+    if (m_encodedSize > kMaxBody) return false;
     return m_decoder.Decode(piece, [this](std::string_view decoded) { return Keep(decoded); });
 }
 

@@ -46,6 +46,7 @@ private:
     int m_announced = 0;  // the status of the head that is being read
     int m_status = 0;
     std::size_t m_headSize = 0;
+    std::size_t m_encodedSize = 0;
     std::size_t m_bodySize = 0;
 };
 
