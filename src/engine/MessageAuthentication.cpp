@@ -29,17 +29,13 @@ bool Place(const std::string& text, char (&buffer)[size]) {
     return true;
 }
 
-}  // namespace
-
-HRESULT GenerateTokenAndDigest(const KeyBlob& requestKey, std::string_view body, AuthenticationPair* pair) {
-    if (body.data() == nullptr || pair == nullptr) return E_POINTER;
-    *pair = {};
+HRESULT Generate(const UniqueCryptProvider& provider, const KeyBlob& requestKey, std::string_view body,
+                 AuthenticationPair* pair) {
     NonceBlock nonce = {};
     MakeNonce(nonce);
 
     std::uint8_t encrypted[sizeof(pair->token)];
     std::uint32_t length = sizeof(encrypted);
-    const UniqueCryptProvider provider = AcquireKeyBlobProvider();
     const HRESULT hr = EncryptWithKeyBlob(
         provider, requestKey,
         std::span<const std::uint8_t, sizeof(nonce)>(reinterpret_cast<std::uint8_t*>(nonce), sizeof(nonce)), encrypted,
@@ -51,16 +47,10 @@ HRESULT GenerateTokenAndDigest(const KeyBlob& requestKey, std::string_view body,
     return IsMD5Hex(digest) && Place(digest, pair->digest) ? S_OK : E_FAIL;
 }
 
-HRESULT CheckTokenAndDigest(const KeyBlob& replyKey, std::string_view body, std::string_view token,
-                            std::string_view digest) {
-    std::string encrypted;
-    if (token.size() >= sizeof(AuthenticationPair::token) || !HexToBytes(token, &encrypted)) return E_FAIL;
-
+HRESULT Check(const UniqueCryptProvider& provider, const KeyBlob& replyKey, std::string_view body,
+              std::span<const std::uint8_t> ciphertext, std::string_view digest) {
     std::uint8_t plain[512] = {};
     std::uint32_t length = sizeof(plain);
-    const std::span<const std::uint8_t> ciphertext(reinterpret_cast<const std::uint8_t*>(encrypted.data()),
-                                                   encrypted.size());
-    const UniqueCryptProvider provider = AcquireKeyBlobProvider();
     if (FAILED(DecryptWithKeyBlob(provider, replyKey, ciphertext, plain, &length))) return E_FAIL;
 
     const std::size_t capacity = std::min<std::size_t>(length, sizeof(plain));
@@ -69,6 +59,29 @@ HRESULT CheckTokenAndDigest(const KeyBlob& replyKey, std::string_view body, std:
     const std::string expected = HmacMD5Hex(provider, body, nonce);
     if (expected == kHmacOutOfMemory) return E_OUTOFMEMORY;
     return IsMD5Hex(expected) && expected == digest ? S_OK : E_FAIL;
+}
+
+}  // namespace
+
+HRESULT MessageAuthentication::GenerateTokenAndDigest(const KeyBlob& requestKey, std::string_view body,
+                                                      AuthenticationPair* pair) {
+    if (body.data() == nullptr || pair == nullptr) return E_POINTER;
+    *pair = {};
+    return Generate(Provider(), requestKey, body, pair);
+}
+
+HRESULT MessageAuthentication::CheckTokenAndDigest(const KeyBlob& replyKey, std::string_view body,
+                                                   std::string_view token, std::string_view digest) {
+    std::string encrypted;
+    if (token.size() >= sizeof(AuthenticationPair::token) || !HexToBytes(token, &encrypted)) return E_FAIL;
+    const std::span<const std::uint8_t> ciphertext(reinterpret_cast<const std::uint8_t*>(encrypted.data()),
+                                                   encrypted.size());
+    return Check(Provider(), replyKey, body, ciphertext, digest);
+}
+
+const UniqueCryptProvider& MessageAuthentication::Provider() {
+    if (!m_provider) m_provider = AcquireKeyBlobProvider();
+    return m_provider;
 }
 
 }  // namespace qsn

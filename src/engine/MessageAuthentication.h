@@ -15,14 +15,25 @@ struct AuthenticationPair {
     char digest[64];
 };
 
-// The pair for a request. The nonce comes from the C runtime's generator, seeded with the current second, as the
-// service expects: two requests in one second carry the same.
-// E_POINTER: null body or output. E_FAIL: the key was refused. E_UNEXPECTED: the token does not fit.
-HRESULT GenerateTokenAndDigest(const KeyBlob& requestKey, std::string_view body, AuthenticationPair* pair);
+// Makes and checks pairs, all with one provider context, which takes longer to acquire than a pair to make. For one
+// thread.
+class MessageAuthentication {
+public:
+    // The pair for a request. The nonce comes from the C runtime's generator, seeded with the current second, as the
+    // service expects: two requests in one second carry the same.
+    // E_POINTER: null body or output. E_FAIL: the key was refused. E_UNEXPECTED: the token does not fit.
+    HRESULT GenerateTokenAndDigest(const KeyBlob& requestKey, std::string_view body, AuthenticationPair* pair);
 
-// Checks the pair of a reply. E_FAIL where it does not belong to `body`, the token is no hexadecimal text or too long,
-// or the key does not decrypt it; E_OUTOFMEMORY if that could not be found out. The digest's letter case matters.
-HRESULT CheckTokenAndDigest(const KeyBlob& replyKey, std::string_view body, std::string_view token,
-                            std::string_view digest);
+    // Checks the pair of a reply. E_FAIL if it does not belong to `body`, the token is not a hexadecimal text or too
+    // long, or the key does not decrypt it; E_OUTOFMEMORY if that could not be found out. The digest's letter case
+    // matters.
+    HRESULT CheckTokenAndDigest(const KeyBlob& replyKey, std::string_view body, std::string_view token,
+                                std::string_view digest);
+
+private:
+    const UniqueCryptProvider& Provider();
+
+    UniqueCryptProvider m_provider;
+};
 
 }  // namespace qsn

@@ -59,6 +59,8 @@ HRESULT QSNThreadContext::Init(const char* productSID, IQSNCallbackFunc* callbac
 }
 
 bool QSNThreadContext::InitOnThread() {
+    // One that does not start costs the token check only.
+    if (m_pRoutineTimer) m_pRoutineTimer->Run();
     return SUCCEEDED(Guarded([&] {
         m_usageLog.Load();
         if (!m_strUsageLogFolder.empty()) m_usageLog.Load(m_strUsageLogFolder.c_str());

@@ -13,6 +13,7 @@
 #include "Utility/OrbLogger.h"
 #include "Utility/SecretText.h"
 #include "engine/Endpoints.h"
+#include "engine/MessageAuthentication.h"
 #include "engine/Reply.h"
 #include "engine/RoutineTimer.h"
 #include "protocol/HttpsClient.h"
@@ -36,7 +37,7 @@ public:
     // Waits for nothing: what takes its time is left to `InitOnThread`. `productSID` is UTF-8.
     // QSN_RETURN_E_ALREADY_INITIALIZED, with the session untouched, where `Init` came before.
     HRESULT Init(const char* productSID, IQSNCallbackFunc* callback);
-    // Asks for the device's identity and starts the usage log, with its first line.
+    // Starts the routine timer, asks for the device's identity and starts the usage log, with its first line.
     bool InitOnThread() override;
     // On the worker thread, or when that has ended.
     HRESULT Uninit();
@@ -159,6 +160,7 @@ private:
     std::wstring MachineID();
 
     HttpsClient m_httpsClient;
+    MessageAuthentication m_authentication;
     NetworkProbe m_networkProbe;
     UniqueCom<IQSNCallbackFunc> m_spCallback;
     std::string m_strSID;

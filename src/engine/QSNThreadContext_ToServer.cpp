@@ -9,7 +9,6 @@
 #include "Utility/Trace.h"
 #include "Utility/WipeAtEnd.h"
 #include "engine/KeyProvider.h"
-#include "engine/MessageAuthentication.h"
 #include "engine/QSNThreadContext.h"
 #include "engine/RequestBodies.h"
 #include "engine/ResultCodes.h"
@@ -179,7 +178,7 @@ HRESULT QSNThreadContext::CommunicateToServer(const std::string& strJsonData, st
     if (!strToken || !strDigest) return E_POINTER;
     AuthenticationPair pair;
     const ProvidedKey requestKey(KeySlot::kRequest);
-    if (FAILED(GenerateTokenAndDigest(requestKey.Blob(), strJsonData, &pair))) return kRequestNotSigned;
+    if (FAILED(m_authentication.GenerateTokenAndDigest(requestKey.Blob(), strJsonData, &pair))) return kRequestNotSigned;
     SplitURL url = SplitServerURL(serverapi);
     HttpRequestInfo request{std::move(url.host), std::move(url.path), Headers(pair), strJsonData};
     if (userAgent) request.headers.push_back("User-Agent: Quillfern/" + m_strSID);
@@ -228,7 +227,7 @@ HRESULT QSNThreadContext::VerifyServerDigest(const std::string& strJSONResult, c
         return kReplyNotAuthentic;
     }
     const ProvidedKey replyKey(KeySlot::kReply);
-    const HRESULT hr = CheckTokenAndDigest(replyKey.Blob(), strJSONResult, strToken, strDigest);
+    const HRESULT hr = m_authentication.CheckTokenAndDigest(replyKey.Blob(), strJSONResult, strToken, strDigest);
     TraceA("Verify result = %x\n", static_cast<unsigned>(hr));
     if (SUCCEEDED(hr)) return S_OK;
     if (hr == E_OUTOFMEMORY) return hr;

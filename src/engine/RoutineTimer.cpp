@@ -23,22 +23,24 @@ RoutineTimer::~RoutineTimer() { Uninit(); }
 HRESULT RoutineTimer::Init(RoutineTimerCallback* callback) {
     TraceA("RoutineTimer::Init");
     const std::lock_guard lock(m_timerLock);
-    if (m_started) return S_OK;
+    if (m_initialised) return S_OK;
     m_entries = {{kCheckTokenEntry, false, kNever, kNever, kRoutineEventCheckToken}};
-    if (!Start()) return E_FAIL;
     m_callback = callback;
-    m_started = true;
+    m_initialised = true;
     return S_OK;
+}
+
+void RoutineTimer::Run() {
+    const std::lock_guard lock(m_timerLock);
+    if (m_initialised && !Start()) Forget();
 }
 
 HRESULT RoutineTimer::Uninit() {
     TraceA("RoutineTimer::Uninit");
     {
         const std::lock_guard lock(m_timerLock);
-        if (!m_started) return S_FALSE;
-        m_started = false;
-        m_callback = nullptr;
-        m_entries.clear();
+        if (!m_initialised) return S_FALSE;
+        Forget();
     }
     // Outside the lock: the thread may be about to take it for one more tick, which finds nothing to do.
     RequestStop();
@@ -55,6 +57,12 @@ HRESULT RoutineTimer::SetRoutine(std::uint32_t /*event*/, bool enable, std::uint
     entry->interval = interval;
     entry->countdown = Ticks(interval);
     return S_OK;
+}
+
+void RoutineTimer::Forget() noexcept {
+    m_initialised = false;
+    m_callback = nullptr;
+    m_entries.clear();
 }
 
 DWORD RoutineTimer::ThreadProc() {

@@ -31,13 +31,16 @@ public:
     RoutineTimer& operator=(const RoutineTimer&) = delete;
     ~RoutineTimer() override;
 
-    // E_FAIL where the thread could not be started. Nothing happens where the timer runs already.
+    // Nothing happens if the timer has been initialised already. The thread is left to `Run`, so that nobody waits for
+    // it to start.
     HRESULT Init(RoutineTimerCallback* callback);
-    // 0 where the timer was running, 1 where it was not. No event comes once this has returned.
+    // Starts the thread of a timer that has been initialised. Without a thread it is as if it had not been.
+    void Run();
+    // 0 if the timer was initialised, 1 if it was not. No event comes once this has returned.
     HRESULT Uninit();
 
     // Arms the token check anew, to fire after `interval` seconds and then again after each, or disarms it. `event` is
-    // not looked at. E_INVALIDARG: enabled with an interval of 0. E_NOTIMPL: the timer does not run.
+    // not looked at. E_INVALIDARG: enabled with an interval of 0. E_NOTIMPL: the timer is not initialised.
     HRESULT SetRoutine(std::uint32_t event, bool enable, std::uint32_t interval);
 
     DWORD ThreadProc() override;
@@ -51,10 +54,11 @@ private:
         std::uint32_t event;
     };
 
+    void Forget() noexcept;
     void Tick();
 
     CriticalSection m_timerLock;  // guards what follows; the callback is called under it
-    bool m_started = false;
+    bool m_initialised = false;
     RoutineTimerCallback* m_callback = nullptr;
     std::vector<RoutineEntry> m_entries;
 };

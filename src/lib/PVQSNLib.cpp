@@ -69,8 +69,6 @@ HRESULT PVQSNLib::Start(const wchar_t* productSID, IQSNCallbackFunc* callback) {
     }
     running.worker = std::make_shared<QSNWorkerThread>();
     running.worker->SetThreadContext(running.context);
-    // A timer that does not start costs the token check only. It comes first, because the worker is busy at once, and
-    // this thread would get in its way.
     m_routineTimer.Init(this);
     running.context->SetRoutineTimer(&m_routineTimer);
     if (!running.worker->Start()) {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "protocol/ProxyScript.h"
+#include "protocol/RegistryWatch.h"
 
 namespace qsn {
 
@@ -19,6 +20,18 @@ public:
     std::vector<std::string> For(const std::string& host, HANDLE breakOff, DWORD milliseconds);
 
 private:
+    struct Values {
+        bool detects = false;
+        std::wstring script;
+        std::vector<std::string> named;
+        std::string exceptions;
+    };
+
+    static bool Read(Values* values);
+    void Update();
+
+    RegistryWatch m_watch;
+    Values m_values;
     ProxyScript m_detected;
     ProxyScript m_script;
 };

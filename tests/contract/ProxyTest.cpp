@@ -133,11 +133,13 @@ TEST_F(Proxy, ChangesAreSeenByTheNextRequest) {
         Write(settings);
         ExpectOfARequest(result);
     }
-    Write({});
+    Write({1, m_service}, HKEY_LOCAL_MACHINE);
+    ExpectOfARequest(1);
     const DWORD no = 0;
     RegSetKeyValueA(HKEY_LOCAL_MACHINE, kPolicy, "ProxySettingsPerUser", REG_DWORD, &no, sizeof(no));
-    Write({1, m_service}, HKEY_LOCAL_MACHINE);
     ExpectOfARequest(0);
+    Write({}, HKEY_LOCAL_MACHINE);
+    ExpectOfARequest(1);
     EXPECT_EQ(SearchCount::Now(), 0);
 }
 

@@ -210,6 +210,7 @@ const std::array kImports{
     Opens<OF(RegOpenKeyExA), kNoMemory, kNoMemory, kRegistryKeys>(),
     Opens<OF(RegOpenKeyExW), kNoMemory, kNoMemory, kRegistryKeys>(),
     Fails<OF(RegGetValueW), kNoMemory, kNoMemory>(),
+    Fails<OF(RegNotifyChangeKeyValue), kNoMemory, kNoMemory>(),
     Opens<OF(RegCreateKeyExA), kNoMemory, kNoMemory, kRegistryKeys>(),
     Closes<OF(RegCloseKey), kRegistryKeys>(),
     Fails<OF(RegQueryValueExA), kNoMemory, kNoMemory>(),

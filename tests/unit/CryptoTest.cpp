@@ -83,17 +83,20 @@ TEST(MemberKey, IsRefusedWhereItAsksForAPassPhrase) {
 // That the service can read the token and a reply is believed only with its own pair is in the tests of whole requests.
 TEST(MessageAuthentication, ARequestCarriesTheNonceOfItsSecond) {
     std::uint32_t second = 0;
+    MessageAuthentication authentication;
     AuthenticationPair pair{};
     do {
         second = static_cast<std::uint32_t>(std::time(nullptr));
-        ASSERT_EQ(S_OK, GenerateTokenAndDigest(ProvidedKey(KeySlot::kRequest).Blob(), "{}\n", &pair));
+        ASSERT_EQ(S_OK,
+                  authentication.GenerateTokenAndDigest(ProvidedKey(KeySlot::kRequest).Blob(), "{}\n", &pair));
     } while (std::time(nullptr) != second);
     // What the C runtime's generator gives first after being seeded with the second.
     const std::string nonce = std::to_string(((second * 214013u + 2531011u) >> 16) & 0x7fff);
     EXPECT_EQ(HmacMD5Hex(AcquireKeyBlobProvider(), "{}\n", nonce), pair.digest);
     KeyBlob tooMuch = ProvidedKey(KeySlot::kRequest).Blob();
     tooMuch.length = sizeof(tooMuch.bytes) + 1;
-    for (const KeyBlob& blob : {KeyBlob{}, tooMuch}) EXPECT_EQ(E_FAIL, GenerateTokenAndDigest(blob, "x", &pair));
+    for (const KeyBlob& blob : {KeyBlob{}, tooMuch})
+        EXPECT_EQ(E_FAIL, authentication.GenerateTokenAndDigest(blob, "x", &pair));
 }
 
 TEST(MessageAuthentication, StaysInsideABufferThatIsShorterThanTheKey) {
