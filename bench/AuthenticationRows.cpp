@@ -10,8 +10,8 @@
 #include "Sections.h"
 #include "Utility/CryptoApiOwners.h"
 #include "Utility/Hex.h"
-#include "engine/KeyProvider.h"
-#include "engine/MessageAuthentication.h"
+#include "protocol/KeyProvider.h"
+#include "protocol/MessageAuthentication.h"
 #include "service/Authenticator.h"
 
 namespace qsn::bench {

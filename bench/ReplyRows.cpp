@@ -6,8 +6,8 @@
 #include "Children.h"
 #include "Rows.h"
 #include "Sections.h"
-#include "engine/Reply.h"
 #include "objects/ProductFields.h"
+#include "protocol/Reply.h"
 #include "support/PrivateBytes.h"
 
 // The library reads replies with this class, so it is the one to compare with.

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "Utility/Json.h"
-#include "engine/MemberAuthMessages.h"
-#include "engine/ResultCodes.h"
+#include "protocol/MemberAuthMessages.h"
+#include "protocol/ResultCodes.h"
 #include "support/Require.h"
 
 namespace {

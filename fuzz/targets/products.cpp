@@ -2,8 +2,8 @@
 #include <string>
 
 #include "Utility/Json.h"
-#include "engine/ProductPayload.h"
 #include "objects/ProductFields.h"
+#include "protocol/ProductPayload.h"
 #include "support/Records.h"
 #include "support/Require.h"
 

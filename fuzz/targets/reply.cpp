@@ -5,8 +5,8 @@
 
 #include "Utility/Json.h"
 #include "Utility/Text.h"
-#include "engine/Reply.h"
-#include "engine/ResultCodes.h"
+#include "protocol/Reply.h"
+#include "protocol/ResultCodes.h"
 #include "support/Records.h"
 #include "support/Require.h"
 

@@ -7,7 +7,7 @@
 #include "Utility/Guard.h"
 #include "Utility/Text.h"
 #include "Utility/Trace.h"
-#include "engine/ResultCodes.h"
+#include "protocol/ResultCodes.h"
 
 namespace qsn {
 namespace {

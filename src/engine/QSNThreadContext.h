@@ -12,11 +12,11 @@
 #include "Utility/NetworkProbe.h"
 #include "Utility/OrbLogger.h"
 #include "Utility/SecretText.h"
-#include "engine/Endpoints.h"
-#include "engine/MessageAuthentication.h"
-#include "engine/Reply.h"
 #include "engine/RoutineTimer.h"
+#include "protocol/Endpoints.h"
 #include "protocol/HttpsClient.h"
+#include "protocol/MessageAuthentication.h"
+#include "protocol/Reply.h"
 #include "thread/BaseThreadContext.h"
 
 namespace qsn {

@@ -7,9 +7,9 @@
 #include "Utility/SecretText.h"
 #include "Utility/Trace.h"
 #include "Utility/WipeAtEnd.h"
-#include "engine/MemberAuthMessages.h"
 #include "engine/QSNThreadContext.h"
-#include "engine/ResultCodes.h"
+#include "protocol/MemberAuthMessages.h"
+#include "protocol/ResultCodes.h"
 #include "sso/ConditionalChanges.h"
 
 namespace qsn {

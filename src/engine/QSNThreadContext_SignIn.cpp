@@ -1,8 +1,8 @@
 #include "Utility/Guard.h"
 #include "Utility/Trace.h"
-#include "engine/Endpoints.h"
 #include "engine/QSNThreadContext.h"
-#include "engine/ResultCodes.h"
+#include "protocol/Endpoints.h"
+#include "protocol/ResultCodes.h"
 
 namespace qsn {
 

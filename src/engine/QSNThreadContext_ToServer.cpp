@@ -8,11 +8,11 @@
 #include "Utility/Text.h"
 #include "Utility/Trace.h"
 #include "Utility/WipeAtEnd.h"
-#include "engine/KeyProvider.h"
 #include "engine/QSNThreadContext.h"
-#include "engine/RequestBodies.h"
-#include "engine/ResultCodes.h"
 #include "protocol/HttpsClient.h"
+#include "protocol/KeyProvider.h"
+#include "protocol/RequestBodies.h"
+#include "protocol/ResultCodes.h"
 #include "protocol/ServerURL.h"
 
 namespace qsn {
@@ -178,7 +178,8 @@ HRESULT QSNThreadContext::CommunicateToServer(const std::string& strJsonData, st
     if (!strToken || !strDigest) return E_POINTER;
     AuthenticationPair pair;
     const ProvidedKey requestKey(KeySlot::kRequest);
-    if (FAILED(m_authentication.GenerateTokenAndDigest(requestKey.Blob(), strJsonData, &pair))) return kRequestNotSigned;
+    if (FAILED(m_authentication.GenerateTokenAndDigest(requestKey.Blob(), strJsonData, &pair)))
+        return kRequestNotSigned;
     SplitURL url = SplitServerURL(serverapi);
     HttpRequestInfo request{std::move(url.host), std::move(url.path), Headers(pair), strJsonData};
     if (userAgent) request.headers.push_back("User-Agent: Quillfern/" + m_strSID);

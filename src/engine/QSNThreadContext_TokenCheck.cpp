@@ -1,7 +1,7 @@
 #include "Utility/Guard.h"
 #include "Utility/Trace.h"
 #include "engine/QSNThreadContext.h"
-#include "engine/ResultCodes.h"
+#include "protocol/ResultCodes.h"
 #include "sso/ConditionalChanges.h"
 
 namespace qsn {

@@ -1,6 +1,6 @@
 #include "Utility/Trace.h"
 #include "lib/PVQSNLib.h"
-#include "thread/QSNConfigTasks.h"
+#include "tasks/QSNConfigTasks.h"
 
 // The configuration items that belong to the session: each is a task of the worker, which the host waits for.
 

@@ -15,7 +15,7 @@
 #include "objects/CPVUnknown.h"
 #include "sso/CheckSingleSignOn.h"
 #include "sso/SSOCallback.h"
-#include "thread/QSNTask.h"
+#include "tasks/QSNTask.h"
 
 namespace qsn {
 

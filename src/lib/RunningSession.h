@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "engine/QSNThreadContext.h"
-#include "thread/QSNTask.h"
+#include "tasks/QSNTask.h"
 
 namespace qsn {
 

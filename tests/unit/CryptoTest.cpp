@@ -10,8 +10,8 @@
 #include "Utility/LibCrypto.h"
 #include "Utility/Md5.h"
 #include "Utility/MemberCrypto.h"
-#include "engine/KeyProvider.h"
-#include "engine/MessageAuthentication.h"
+#include "protocol/KeyProvider.h"
+#include "protocol/MessageAuthentication.h"
 
 namespace qsn::test {
 namespace {
@@ -87,8 +87,7 @@ TEST(MessageAuthentication, ARequestCarriesTheNonceOfItsSecond) {
     AuthenticationPair pair{};
     do {
         second = static_cast<std::uint32_t>(std::time(nullptr));
-        ASSERT_EQ(S_OK,
-                  authentication.GenerateTokenAndDigest(ProvidedKey(KeySlot::kRequest).Blob(), "{}\n", &pair));
+        ASSERT_EQ(S_OK, authentication.GenerateTokenAndDigest(ProvidedKey(KeySlot::kRequest).Blob(), "{}\n", &pair));
     } while (std::time(nullptr) != second);
     // What the C runtime's generator gives first after being seeded with the second.
     const std::string nonce = std::to_string(((second * 214013u + 2531011u) >> 16) & 0x7fff);

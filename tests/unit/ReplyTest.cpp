@@ -1,11 +1,11 @@
-#include "engine/Reply.h"
+#include "protocol/Reply.h"
 
 #include <gtest/gtest.h>
 
 #include "Utility/Json.h"
-#include "engine/ProductPayload.h"
 #include "objects/CQSNProductItem.h"
 #include "objects/ProductFields.h"
+#include "protocol/ProductPayload.h"
 
 namespace qsn::test {
 namespace {

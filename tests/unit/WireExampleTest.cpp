@@ -14,9 +14,9 @@
 #include "Utility/KeyBlobCipher.h"
 #include "Utility/Md5.h"
 #include "Utility/MemberCrypto.h"
-#include "engine/MemberAuthMessages.h"
-#include "engine/Reply.h"
-#include "engine/RequestBodies.h"
+#include "protocol/MemberAuthMessages.h"
+#include "protocol/Reply.h"
+#include "protocol/RequestBodies.h"
 
 namespace qsn::test {
 namespace {

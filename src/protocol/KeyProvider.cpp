@@ -1,4 +1,4 @@
-#include "engine/KeyProvider.h"
+#include "protocol/KeyProvider.h"
 
 #include <qsn/KeyBlobs.h>
 

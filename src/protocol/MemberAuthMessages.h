@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "engine/Endpoints.h"
+#include "protocol/Endpoints.h"
 
 namespace qsn {
 

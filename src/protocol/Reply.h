@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "Utility/ComOwners.h"
-#include "engine/Endpoints.h"
+#include "protocol/Endpoints.h"
 
 namespace qsn {
 

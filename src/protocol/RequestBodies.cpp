@@ -1,4 +1,4 @@
-#include "engine/RequestBodies.h"
+#include "protocol/RequestBodies.h"
 
 #include <json/value.h>
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "thread/QSNTask.h"
+#include "tasks/QSNTask.h"
 
 namespace qsn {
 

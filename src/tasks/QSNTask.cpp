@@ -1,4 +1,4 @@
-#include "thread/QSNTask.h"
+#include "tasks/QSNTask.h"
 
 #include <utility>
 

@@ -1,15 +1,15 @@
-#include "engine/Reply.h"
+#include "protocol/Reply.h"
 
 #include <iterator>
 #include <utility>
 
 #include "Utility/Json.h"
 #include "Utility/Text.h"
-#include "engine/ProductPayload.h"
-#include "engine/ResultCodes.h"
 #include "objects/CQSNMenuItem.h"
 #include "objects/CQSNUserInfo.h"
 #include "objects/DataSetList.h"
+#include "protocol/ProductPayload.h"
+#include "protocol/ResultCodes.h"
 
 namespace qsn {
 namespace {

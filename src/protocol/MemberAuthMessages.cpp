@@ -1,7 +1,7 @@
-#include "engine/MemberAuthMessages.h"
+#include "protocol/MemberAuthMessages.h"
 
 #include "Utility/Json.h"
-#include "engine/ResultCodes.h"
+#include "protocol/ResultCodes.h"
 
 namespace qsn {
 namespace {

@@ -1,4 +1,4 @@
-#include "engine/ProductPayload.h"
+#include "protocol/ProductPayload.h"
 
 #include <algorithm>
 #include <array>

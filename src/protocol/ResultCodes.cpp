@@ -1,4 +1,4 @@
-#include "engine/ResultCodes.h"
+#include "protocol/ResultCodes.h"
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,4 @@
-#include "thread/QSNConfigTasks.h"
+#include "tasks/QSNConfigTasks.h"
 
 namespace qsn {
 

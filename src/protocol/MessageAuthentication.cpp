@@ -1,4 +1,4 @@
-#include "engine/MessageAuthentication.h"
+#include "protocol/MessageAuthentication.h"
 
 #include <algorithm>
 #include <cstdint>

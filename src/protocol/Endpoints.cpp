@@ -1,4 +1,4 @@
-#include "engine/Endpoints.h"
+#include "protocol/Endpoints.h"
 
 #include <qsn/BuildConstants.h>
 
