@@ -10,7 +10,7 @@
 #include "Rows.h"
 #include "Sections.h"
 #include "Utility/Win32Owners.h"
-#include "sso/CheckSingleSignOn.h"
+#include "sso/TokenStore.h"
 
 namespace qsn::bench {
 namespace {
@@ -35,20 +35,15 @@ void WriteBare(const std::string& token) {
     RegSetValueExA(key.Get(), "rTok", 0, REG_SZ, sealed.pbData, sealed.cbData);
 }
 
-std::shared_ptr<CheckSingleSignOn> FilledStore() {
-    auto store = std::make_shared<CheckSingleSignOn>();
+std::shared_ptr<TokenStore> FilledStore() {
+    auto store = std::make_shared<TokenStore>();
     store->SetMemberToken(std::string(600, 'm'));
     store->SetRefreshToken(std::string(200, 'r'));
     return store;
 }
 
 Pair<Step> Reading() {
-    const auto ours = [store = FilledStore()] {
-        std::string token;
-        StoreStatus status = StoreStatus::kUnknown;
-        store->GetMemberToken(&token, &status);
-    };
-    return {ours, ReadBare};
+    return {[store = FilledStore()] { store->GetMemberToken(); }, ReadBare};
 }
 
 Pair<Step> Writing() {

@@ -117,20 +117,13 @@ HRESULT WrapKey(std::string_view bareKey, const AesKey& byAESKey, std::string* e
     std::string strOpenSSLKey("-----BEGIN PUBLIC KEY-----\n");
     strOpenSSLKey.append(bareKey).append("\n-----END PUBLIC KEY-----");
     UniqueRsa rsa;
-    HRESULT hr = CreateRSAFromPEM(strOpenSSLKey, &rsa);
-    if (FAILED(hr)) {
-        TraceFailed(hr, kUnit, "CreateRSAFromPEM(strOpenSSLKey, &rsa)");
-        return hr;
-    }
+    HRESULT hr = HandOn(CreateRSAFromPEM(strOpenSSLKey, &rsa), kUnit, "CreateRSAFromPEM(strOpenSSLKey, &rsa)");
+    if (FAILED(hr)) return hr;
     std::vector<std::uint8_t> encryptedKey;
-    hr = EncryptAesKey(rsa.get(), byAESKey, &encryptedKey);
-    if (FAILED(hr)) {
-        TraceFailed(hr, kUnit, "EncryptAesKey(rsa, byAESKey, &encryptedAesKey)");
-        return hr;
-    }
-    hr = Base64Encode(encryptedKey, encodedKey);
-    if (FAILED(hr)) TraceFailed(hr, kUnit, "Base64Encode(encryptedAesKey, &strEncoded)");
-    return hr;
+    hr = HandOn(EncryptAesKey(rsa.get(), byAESKey, &encryptedKey), kUnit,
+                "EncryptAesKey(rsa, byAESKey, &encryptedAesKey)");
+    if (FAILED(hr)) return hr;
+    return HandOn(Base64Encode(encryptedKey, encodedKey), kUnit, "Base64Encode(encryptedAesKey, &strEncoded)");
 }
 
 }  // namespace
@@ -180,33 +173,24 @@ HRESULT EncryptByAESKey(const AesKey& key, std::string_view iv, std::string_view
     if (!context) return E_FAIL;
     std::vector<std::uint8_t> encryptedData;
     int length = 0;
-    HRESULT hr = AesEncrypt(std::move(context), key, AsBytes(iv), AsBytes(plainText), &encryptedData, &length);
-    if (FAILED(hr)) {
-        TraceFailed(hr, kUnit, "AesEncrypt(byAESKey, byIV, utf8ByteArray, encryptedData, &ciphertext_len)");
-        return hr;
-    }
-    hr = Base64Encode(encryptedData, encoded);
-    if (FAILED(hr)) TraceFailed(hr, kUnit, "Base64Encode(encryptedData, &strData64)");
-    return hr;
+    HRESULT hr = HandOn(AesEncrypt(std::move(context), key, AsBytes(iv), AsBytes(plainText), &encryptedData, &length),
+                        kUnit, "AesEncrypt(byAESKey, byIV, utf8ByteArray, encryptedData, &ciphertext_len)");
+    if (FAILED(hr)) return hr;
+    return HandOn(Base64Encode(encryptedData, encoded), kUnit, "Base64Encode(encryptedData, &strData64)");
 }
 
 HRESULT DecryptByAESKey(const AesKey& key, std::string_view iv, std::string_view encoded, std::string* plainText) {
     std::vector<std::uint8_t> encryptedData;
-    HRESULT hr = Base64Decode(encoded, &encryptedData);
-    if (FAILED(hr)) {
-        TraceFailed(hr, kUnit, "Base64Decode(strEncryptedData, &encryptedData)");
-        return hr;
-    }
+    HRESULT hr = HandOn(Base64Decode(encoded, &encryptedData), kUnit, "Base64Decode(strEncryptedData, &encryptedData)");
+    if (FAILED(hr)) return hr;
     UniqueCipherContext context = NewCipherContext();
     if (!context) return E_FAIL;
     std::vector<std::uint8_t> decryptedData;
     const WipeAtEnd wipeDecrypted(decryptedData);
     int length = 0;
-    hr = AesDecrypt(std::move(context), key, AsBytes(iv), encryptedData, &decryptedData, &length);
-    if (FAILED(hr)) {
-        TraceFailed(hr, kUnit, "AesDecrypt(byAESKey, byIV, encryptedData, decryptedData, &plaintext_len)");
-        return hr;
-    }
+    hr = HandOn(AesDecrypt(std::move(context), key, AsBytes(iv), encryptedData, &decryptedData, &length), kUnit,
+                "AesDecrypt(byAESKey, byIV, encryptedData, decryptedData, &plaintext_len)");
+    if (FAILED(hr)) return hr;
     return Guarded([&] {
         plainText->assign(decryptedData.begin(), decryptedData.end());
         return S_OK;

@@ -24,8 +24,13 @@ void WriteTraceA(const char* format, ...) __attribute__((format(ms_printf, 1, 2)
 #define TraceW(...) (::qsn::g_traceEnabled ? ::qsn::WriteTraceW(__VA_ARGS__) : static_cast<void>(0))
 #define TraceA(...) (::qsn::g_traceEnabled ? ::qsn::WriteTraceA(__VA_ARGS__) : static_cast<void>(0))
 
-// The line that every caller of a failed routine writes before it passes the code on; `unit` and `call` are narrow
-// literals, the names of the source unit and of the failed call as the support staff know them.
-#define TraceFailedAt(hr, unit, line, call) \
-    TraceA("FAILED: 0x%08x @ %s:%d " call "\n", static_cast<unsigned>(hr), unit, static_cast<int>(line))
-#define TraceFailed(hr, unit, call) TraceFailedAt(hr, unit, __LINE__, call)
+namespace qsn {
+
+// Hands `hr` on, with a line in the trace if it is a failure: `unit` and `call` are the names of the source unit and of
+// the call as the support staff know them.
+inline HRESULT HandOn(HRESULT hr, const char* unit, const char* call, int line = __builtin_LINE()) {
+    if (FAILED(hr)) TraceA("FAILED: 0x%08x @ %s:%d %s\n", static_cast<unsigned>(hr), unit, line, call);
+    return hr;
+}
+
+}  // namespace qsn

@@ -6,21 +6,32 @@
 
 namespace qsn {
 
-std::string QSNThreadContext::GetSignInURL() const {
+std::string QSNThreadContext::SignInURL() const {
     // Neither part is escaped: the login page takes the SID as the host wrote it.
-    return LoginPageURL(m_nUseTestbed != 0) + "?SID=" + m_strSID;
+    return LoginPageURL(m_state.useTestbed) + "?SID=" + m_state.productSID;
 }
 
-HRESULT QSNThreadContext::SignIn(bool bySingleSignOn) {
-    const int action = bySingleSignOn ? QSN_ACTION_SSO_SIGNIN_RESULT : QSN_ACTION_SIGNIN_RESULT;
+HRESULT QSNThreadContext::GetSignInURL(SecretText* url) const {
+    *url = SecretText(SignInURL());
+    return S_OK;
+}
+
+HRESULT QSNThreadContext::GetAccessToken(SecretText* token) const {
+    if (m_state.accessToken.IsEmpty()) return QSN_RETURN_E_NO_TOKEN;
+    *token = SecretText(m_state.accessToken.Text());
+    return S_OK;
+}
+
+HRESULT QSNThreadContext::SignIn(Origin origin) {
+    const int action = origin == Origin::kSingleSignOn ? QSN_ACTION_SSO_SIGNIN_RESULT : QSN_ACTION_SIGNIN_RESULT;
     // Whether the service still accepts the token shows with the first request.
-    if (!m_strAccessToken.IsEmpty()) {
+    if (!m_state.accessToken.IsEmpty()) {
         DoCallback(action, QSN_CALLBACK_OK, nullptr);
         return S_OK;
     }
     std::string url;
     const HRESULT hr = Guarded([&] {
-        url = GetSignInURL();
+        url = SignInURL();
         return S_OK;
     });
     // No address, no result that promises one.
@@ -29,12 +40,11 @@ HRESULT QSNThreadContext::SignIn(bool bySingleSignOn) {
     return QSN_RETURN_E_NO_TOKEN;
 }
 
-HRESULT QSNThreadContext::SignOut(bool bySingleSignOn, const std::string& memberToken,
-                                  const std::string& refreshToken) {
+HRESULT QSNThreadContext::SignOut(Origin origin, const std::string& memberToken, const std::string& refreshToken) {
     m_usageLog.LogA("SignOut");
-    if (!m_nInitialised) return QSN_RETURN_E_NOT_INITIALIZED;
-    const int action = bySingleSignOn ? QSN_ACTION_SSO_SIGNOUT_RESULT : QSN_ACTION_SIGNOUT_RESULT;
-    if (m_strAccessToken.IsEmpty()) {
+    if (!m_initialised) return QSN_RETURN_E_NOT_INITIALIZED;
+    const int action = origin == Origin::kSingleSignOn ? QSN_ACTION_SSO_SIGNOUT_RESULT : QSN_ACTION_SIGNOUT_RESULT;
+    if (m_state.accessToken.IsEmpty()) {
         DoCallback(action, QSN_CALLBACK_NOT_SIGNED_IN, nullptr);
         return QSN_RETURN_E_NO_TOKEN;
     }

@@ -7,7 +7,7 @@
 namespace qsn {
 
 HRESULT QSNThreadContext::CheckTokenValidCmdProc(bool singleSignOn) {
-    if (m_strAccessToken.IsEmpty()) {
+    if (m_state.accessToken.IsEmpty()) {
         TraceA("CheckTokenValidCmdProc: no user token to check \n");
         return S_FALSE;
     }
@@ -16,11 +16,14 @@ HRESULT QSNThreadContext::CheckTokenValidCmdProc(bool singleSignOn) {
         DoCallback(QSN_ACTION_CHECK_TOKEN_ROUTINE_RESULT, QSN_CALLBACK_NETWORK_OR_UNKNOWN, nullptr);
         return S_FALSE;
     }
-    ReplyPayload payload;
-    const HRESULT hr = Guarded([&] { return OnlineCheckTokenValid(&payload); });
+    Outcome<ReplyPayload> check;
+    const HRESULT hr = Guarded([&] {
+        check = OnlineCheckTokenValid();
+        return check.result;
+    });
     const int code = HRESULT2CallbackResult(hr);
     // Some codes are local failures, too, and those say nothing about the token.
-    const bool isRefused = payload.serverResult != 0 && code > QSN_CALLBACK_NETWORK_OR_UNKNOWN;
+    const bool isRefused = check.value.serverResult != 0 && code > QSN_CALLBACK_NETWORK_OR_UNKNOWN;
     if (isRefused) DropRefusedToken(singleSignOn, code);
     DoCallback(QSN_ACTION_CHECK_TOKEN_ROUTINE_RESULT, code, nullptr);
     return hr;
@@ -28,7 +31,7 @@ HRESULT QSNThreadContext::CheckTokenValidCmdProc(bool singleSignOn) {
 
 void QSNThreadContext::DropRefusedToken(bool singleSignOn, int callbackResult) {
     // Another user may have signed in since the check was sent, and that token is not refused.
-    if (singleSignOn && DeleteAccessToken(AccessToken())) {
+    if (singleSignOn && DeleteAccessToken(m_state.accessToken.Text())) {
         TraceA("Clear SSO token due to server verify token failed\n");
     } else {
         HandleServerResult(callbackResult);
@@ -37,7 +40,7 @@ void QSNThreadContext::DropRefusedToken(bool singleSignOn, int callbackResult) {
 
 HRESULT QSNThreadContext::EnableCheckTokenRoutine(int nextVerifyTime) {
     if (!m_pRoutineTimer) return E_UNEXPECTED;
-    if (m_nCheckTokenRoutine == 0) {
+    if (!m_state.checkTokenRoutine) {
         TraceA("disable routine timer of checking token, due to AP disable this function\n");
         m_pRoutineTimer->SetRoutine(0, false, 0);
         return S_OK;

@@ -7,7 +7,6 @@
 #include "Utility/Guard.h"
 #include "Utility/Text.h"
 #include "Utility/Trace.h"
-#include "Utility/WipeAtEnd.h"
 
 namespace qsn {
 namespace {
@@ -61,12 +60,10 @@ HRESULT PVQSNLib::Start(const wchar_t* productSID, IQSNCallbackFunc* callback) {
     RunningSession running;
     running.context = std::make_shared<QSNThreadContext>();
     running.context->SetUsageLogFolder(LogFolder());
-    const HRESULT hr = running.context->Init(WideToUtf8(productSID).c_str(), callback);
-    if (FAILED(hr)) {
-        // The line number is part of the text that the support staff look for, it does not follow this file.
-        TraceFailedAt(hr, "PVQSNLib", 98, "m_spQSNThreadCtx->Init(productSID, pIQSNCallbackFuncth)");
-        return hr;
-    }
+    // The line number is part of the text that the support staff look for, it does not follow this file.
+    const HRESULT hr = HandOn(running.context->Init(WideToUtf8(productSID).c_str(), callback), "PVQSNLib",
+                              "m_spQSNThreadCtx->Init(productSID, pIQSNCallbackFuncth)", 98);
+    if (FAILED(hr)) return hr;
     running.worker = std::make_shared<QSNWorkerThread>();
     running.worker->SetThreadContext(running.context);
     m_routineTimer.Init(this);
@@ -92,7 +89,7 @@ RunningSession PVQSNLib::EndSources() {
     const std::lock_guard lock(m_sourceLock);
     if (!Worker()) return {};
     m_singleSignOn.UninitIfStarted();
-    m_nSingleSignOnEnabled = 0;  // without a watcher it would be half on
+    m_singleSignOnEnabled = false;  // without a watcher it would be half on
     m_routineTimer.Uninit();
     Stop();
     return TakeRunning();
@@ -120,10 +117,7 @@ HRESULT STDMETHODCALLTYPE PVQSNLib::GetAccessToken(char* buffer, uint32_t buffer
         const HRESULT hr = RunAndWait(*worker, task, &result);
         if (FAILED(hr)) return hr;
         if (FAILED(result)) return result;
-        std::string token;
-        const WipeAtEnd wipeToken(token);
-        task->GetResultString(&token);
-        return CopyText(token, buffer, bufferLength, outLength);
+        return CopyText(task->Text().Text(), buffer, bufferLength, outLength);
     });
 }
 
@@ -136,10 +130,69 @@ HRESULT STDMETHODCALLTYPE PVQSNLib::GetSignInURL(char* buffer, uint32_t bufferLe
         HRESULT ignored = S_OK;
         const HRESULT hr = RunAndWait(*worker, task, &ignored);
         if (FAILED(hr)) return hr;
-        std::string url;
-        task->GetResultString(&url);
-        return CopyText(url, buffer, bufferLength, outLength);
+        return CopyText(task->Text().Text(), buffer, bufferLength, outLength);
     });
+}
+
+HRESULT STDMETHODCALLTYPE PVQSNLib::SignIn(const char* token) {
+    TraceW(L"Sign in\n");
+    return Guarded([&]() -> HRESULT {
+        if (!Worker()) return QSN_RETURN_E_NOT_INITIALIZED;
+        const bool singleSignOn = m_singleSignOnEnabled.load();
+        SecretText candidate(token ? token : "");
+        bool fromStore = false;
+        if (!token && singleSignOn) {
+            TraceW(L"Sign in: try single signOn\n");
+            StoreReading<SecretText> shared = m_singleSignOn.GetSingleSignOnToken();
+            if (FAILED(shared.result)) return shared.result;
+            candidate = std::move(shared.value);
+            fromStore = shared.result == S_OK;
+            if (fromStore) TraceA("Sign in: GET from single signOn token: %s\n", candidate.Text().c_str());
+        }
+        // Posted without a token too: the callback then tells the host where to sign in.
+        const HRESULT posted = Post<SignInTask>(candidate.Text(), Origin::kHost);
+        if (FAILED(posted)) return posted;
+        if (candidate.IsEmpty()) return QSN_RETURN_E_NO_TOKEN;
+        if (singleSignOn && !fromStore) {
+            TraceA("Sign in: SET single signOn token: %s\n", candidate.Text().c_str());
+            m_singleSignOn.SetSingleSignOnToken(candidate.Text());
+        }
+        return S_OK;
+    });
+}
+
+HRESULT STDMETHODCALLTYPE PVQSNLib::SignOut() {
+    TraceW(L"Sign out\n");
+    return Guarded([&]() -> HRESULT {
+        if (!Worker()) return QSN_RETURN_E_NOT_INITIALIZED;
+        StoreReading<std::string> member = m_singleSignOn.GetMemberToken();
+        StoreReading<SecretText> refresh = m_singleSignOn.GetRefreshToken();
+        // What the service would not be told of must not go.
+        if (FAILED(member.result)) return member.result;
+        if (FAILED(refresh.result)) return refresh.result;
+        TraceA("Sign out: memtoken:%s\n", member.value.c_str());
+        const HRESULT posted = Post<SignOutTask>(Origin::kHost, std::move(member.value), std::move(refresh.value));
+        if (FAILED(posted)) return posted;
+        if (m_singleSignOnEnabled) m_singleSignOn.SetSingleSignOnToken({});
+        m_singleSignOn.SetMemberToken({});
+        m_singleSignOn.SetRefreshToken({});
+        return S_OK;
+    });
+}
+
+HRESULT STDMETHODCALLTYPE PVQSNLib::GetUserInfo() {
+    TraceW(L"Get User Info\n");
+    return Post<GetUserInfoTask>();
+}
+
+HRESULT STDMETHODCALLTYPE PVQSNLib::GetProductList() {
+    TraceW(L"Get Product List\n");
+    return Post<GetProductListTask<ListVersion::kFirst>>();
+}
+
+HRESULT STDMETHODCALLTYPE PVQSNLib::GetProductListV2() {
+    TraceW(L"Get Product List V2\n");
+    return Post<GetProductListTask<ListVersion::kSecond>>();
 }
 
 HRESULT PVQSNLib::RoutineTimerCallbackEvent(std::uint32_t event, void* /*data*/) {
@@ -154,26 +207,11 @@ HRESULT PVQSNLib::PostTokenCheck() {
     if (!worker) return QSN_RETURN_E_NOT_INITIALIZED;
     // One of an earlier session, whose worker is not done with it yet, is none of this session's.
     if (m_tokenChecker == worker.get() && !m_tokenCheck.expired()) return S_OK;
-    const auto check = std::make_shared<CheckTokenValidTask>(m_nSingleSignOnEnabled.load());
+    const auto check = std::make_shared<CheckTokenValidTask>(m_singleSignOnEnabled.load());
     m_tokenCheck = check;
     m_tokenChecker = worker.get();
     worker->PostTask(check);
     return S_OK;
-}
-
-HRESULT STDMETHODCALLTYPE PVQSNLib::GetUserInfo() {
-    TraceW(L"Get User Info\n");
-    return Post<GetUserInfoTask>();
-}
-
-HRESULT STDMETHODCALLTYPE PVQSNLib::GetProductList() {
-    TraceW(L"Get Product List\n");
-    return Post<GetProductListTask>(0u);
-}
-
-HRESULT STDMETHODCALLTYPE PVQSNLib::GetProductListV2() {
-    TraceW(L"Get Product List V2\n");
-    return Post<GetProductListTask>(1u);
 }
 
 std::shared_ptr<QSNWorkerThread> PVQSNLib::Worker() const {

@@ -71,7 +71,6 @@ private:
     HRESULT GetMemberToken(void* data, uint32_t* length);
     HRESULT GetRefreshToken(void* data, uint32_t* length);
 
-    // In ConfigurationTasks.cpp.
     HRESULT SetLanguage(void* data, uint32_t* length);
     HRESULT SetPlatformInfo(void* data, uint32_t* length);
     HRESULT SetExtendData(void* data, uint32_t* length);
@@ -84,6 +83,12 @@ private:
     // Waits for the task: its result, or QSN_RETURN_E_TIMEOUT.
     HRESULT ResultOf(QSNWorkerThread& worker, const std::shared_ptr<QSNTaskBase>& task);
 
+    // What is done about an event of another application.
+    HRESULT SignInFromStore(const char* data);
+    HRESULT SignOutFromStore(const char* data);
+    template <int id>
+    HRESULT Notify(const char* data);
+
     // Null while the object is not initialised.
     std::shared_ptr<QSNWorkerThread> Worker() const;
     // Ends whatever posts work by itself, then takes the worker away from everybody else.
@@ -91,17 +96,6 @@ private:
     RunningSession TakeRunning();
     std::wstring LogFolder() const;
     HRESULT Start(const wchar_t* productSID, IQSNCallbackFunc* callback);
-
-    // A token is empty where the store has none, with S_FALSE, or could not be looked at.
-    struct StoredTokens {
-        std::string member;
-        HRESULT memberResult = S_OK;
-        SecretText refresh;
-        HRESULT refreshResult = S_OK;
-    };
-    StoredTokens ReadStoredTokens();
-    HRESULT ReadSharedToken(SecretText* token);
-    HRESULT SignOutFromStore();
 
     template <class Task, class... Arguments>
     HRESULT Post(Arguments&&... arguments) {
@@ -125,7 +119,7 @@ private:
     std::wstring m_strLogFolder;  // where the next Init loads the usage log from, empty: from its usual place
     std::atomic_flag m_starting;
     CriticalSection m_sourceLock;  // held while the store's watcher is started or ended, so that none outlives `Uninit`
-    std::atomic<std::uint32_t> m_nSingleSignOnEnabled{0};
+    std::atomic<bool> m_singleSignOnEnabled{false};
     CheckSingleSignOn m_singleSignOn;  // behind what its watcher uses: it ends first
 };
 

@@ -196,11 +196,11 @@ void HttpsClient::Close() noexcept {
     m_library.reset();
 }
 
-HRESULT HttpsClient::SendHttpsRequest(const HttpRequestInfo& request, HttpReply* reply) {
+HRESULT HttpsClient::SendHttpsRequest(const HttpRequestInfo& request, SignedReply* reply) {
     return Guarded([&] { return RunExchange(request, reply); });
 }
 
-HRESULT HttpsClient::RunExchange(const HttpRequestInfo& request, HttpReply* reply) {
+HRESULT HttpsClient::RunExchange(const HttpRequestInfo& request, SignedReply* reply) {
     Exchange exchange{*this, request, ReplyReader(*reply), {}};
     TransferError error = TransferError::kBrokenOff;
     if (!m_isBrokenOff) {

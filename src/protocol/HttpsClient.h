@@ -40,7 +40,7 @@ public:
     // a byte end an exchange. `reply` holds what came of it until then. E_FAIL: no connection, TLS or certificate
     // refused, status other than 200. E_UNEXPECTED: the body is broken, ends too early, or has more than 256 MiB.
     // E_OUTOFMEMORY. E_ABORT: broken off.
-    HRESULT SendHttpsRequest(const HttpRequestInfo& request, HttpReply* reply);
+    HRESULT SendHttpsRequest(const HttpRequestInfo& request, SignedReply* reply);
 
     // Ends the exchange under way within milliseconds, and every later one at its beginning. For good; any thread.
     void BreakOff() noexcept;
@@ -60,7 +60,7 @@ private:
     };
     struct Exchange;
 
-    HRESULT RunExchange(const HttpRequestInfo& request, HttpReply* reply);
+    HRESULT RunExchange(const HttpRequestInfo& request, SignedReply* reply);
     bool Open();
     TransferError TryWay(const std::string& proxy, Exchange& exchange);
     std::string AddressesFor(const std::string& host, const std::string& port);

@@ -33,12 +33,12 @@ HRESULT WriteMemberRefreshBody(const std::string& wrappedKey, const std::string&
     return Write(root, body);
 }
 
-void ReadMemberAuthResult(std::string_view reply, MemberAuthReply* envelope) {
+MemberAuthReply ReadMemberAuthResult(std::string_view reply) {
     Json::Value root;
-    if (!ParseJson(reply, &root)) return;
+    if (!ParseJson(reply, &root)) return {};
     const Json::Value& result = JsonMember(root, "result");
-    envelope->result = result.isConvertibleTo(Json::intValue) ? result.asInt() : kUnreadableResult;
-    envelope->additionalMessage = JsonText(root, "additionalMessage");
+    return {result.isConvertibleTo(Json::intValue) ? result.asInt() : kUnreadableResult,
+            JsonText(root, "additionalMessage")};
 }
 
 HRESULT ParseMemberAuthResponse(RequestType api, std::string_view reply, std::uint32_t* identifier, std::string* text) {

@@ -24,8 +24,8 @@ struct MemberAuthReply {
     int result = 0;  // these replies may carry one, most do not
     std::string additionalMessage;
 };
-// The parts of a reply that do not depend on its kind; left alone where it is not JSON.
-void ReadMemberAuthResult(std::string_view reply, MemberAuthReply* envelope);
+// The parts of a reply that do not depend on its kind; those of an empty one if it is not JSON.
+MemberAuthReply ReadMemberAuthResult(std::string_view reply);
 
 // kInitMemberAuth: public key and its identifier. kRefreshMemberToken: the encrypted text. Anything else: E_NOTIMPL.
 // E_INVALIDARG: not JSON, or an identifier that no value can hold. kReplyWithoutResult: no "status". 0 with the outputs

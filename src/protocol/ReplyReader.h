@@ -8,7 +8,7 @@
 
 namespace qsn {
 
-struct HttpReply {
+struct SignedReply {
     std::string body;
     std::string token;   // "X-token", empty if the reply has none
     std::string digest;  // "X-digest", likewise
@@ -21,7 +21,7 @@ public:
     static constexpr std::size_t kMaxHead = std::size_t{256} << 10;
     static constexpr std::size_t kMaxBody = std::size_t{256} << 20;
 
-    explicit ReplyReader(HttpReply& reply) : m_reply(reply) {}
+    explicit ReplyReader(SignedReply& reply) : m_reply(reply) {}
 
     // False: nothing more of this reply is wanted, or it is broken. May throw std::bad_alloc.
     bool TakeHeaderLine(std::string_view line);
@@ -40,7 +40,7 @@ private:
 
     bool Keep(std::string_view piece);
 
-    HttpReply& m_reply;
+    SignedReply& m_reply;
     BodyDecoder m_decoder;
     BodyDecoder::Encoding m_encoding = BodyDecoder::Encoding::kNone;
     int m_announced = 0;  // the status of the head that is being read

@@ -62,9 +62,7 @@ DWORD CheckSingleSignOn::ThreadProc() {
 void CheckSingleSignOn::Check() {
     const std::lock_guard lock(m_storeLock);
     const StoreStatus before = m_signOn.status;
-    SecretText shared;
-    StoreStatus status = StoreStatus::kUnknown;
-    GetSingleSignOnToken(&shared, &status);
+    const StoreStatus status = GetSingleSignOnToken().Status();
     if (status != StoreStatus::kUnknown) {
         m_signOn.status = status;
         if (before != StoreStatus::kUnknown && before != status &&
@@ -73,9 +71,8 @@ void CheckSingleSignOn::Check() {
         }
     }
 
-    std::string member;
-    GetMemberToken(&member, &status);
-    CheckText(m_member, status, member, SSOEvent::kMemberTokenSet, SSOEvent::kMemberTokenClear);
+    const StoreReading<std::string> member = GetMemberToken();
+    CheckText(m_member, member.Status(), member.value, SSOEvent::kMemberTokenSet, SSOEvent::kMemberTokenClear);
     CheckRefreshToken();
 }
 
@@ -83,26 +80,24 @@ void CheckSingleSignOn::CheckRefreshToken() {
     // Decrypting what has not changed would be most of a look's work.
     std::optional<std::string> encrypted = EncryptedRefreshToken();
     if (encrypted && encrypted == m_refresh.encrypted) return;
-    SecretText token;
-    StoreStatus status = StoreStatus::kUnknown;
-    GetRefreshToken(&token, &status);
-    const bool told =
-        CheckText(m_refresh, status, token.Text(), SSOEvent::kRefreshTokenSet, SSOEvent::kRefreshTokenClear);
-    if (told && status == StoreStatus::kExists) m_refresh.encrypted = std::move(encrypted);
+    const StoreReading<SecretText> token = GetRefreshToken();
+    const bool told = CheckText(m_refresh, token.Status(), token.value.Text(), SSOEvent::kRefreshTokenSet,
+                                SSOEvent::kRefreshTokenClear);
+    if (told && token.result == S_OK) m_refresh.encrypted = std::move(encrypted);
 }
 
-bool CheckSingleSignOn::CheckText(Watched& watched, StoreStatus status, const std::string& text, SSOEvent set,
+bool CheckSingleSignOn::CheckText(Seen& seen, StoreStatus status, const std::string& text, SSOEvent set,
                                   SSOEvent clear) {
-    const StoreStatus before = watched.status;
+    const StoreStatus before = seen.status;
     if (status == StoreStatus::kUnknown) return false;
     if (status == StoreStatus::kNotExist) {
         if (before == StoreStatus::kExists && !Raise(clear, nullptr)) return false;
-        watched.Forget();
+        seen.Forget();
         return true;
     }
-    if (watched.Knows(text)) return true;
+    if (seen.Knows(text)) return true;
     if (!Raise(set, text.c_str())) return false;
-    watched.Remember(text);
+    seen.Remember(text);
     return true;
 }
 

@@ -4,48 +4,33 @@
 
 #include "Utility/RegistryResult.h"
 #include "Utility/SecretText.h"
-#include "sso/CheckSingleSignOn.h"
 #include "sso/SharedValues.h"
 #include "sso/SharedValuesLock.h"
+#include "sso/TokenStore.h"
 
 namespace qsn {
 namespace {
 
-bool HoldsAccessToken(CheckSingleSignOn& store, std::string_view token) {
-    SecretText shared;
-    StoreStatus status = StoreStatus::kUnknown;
-    return store.GetSingleSignOnToken(&shared, &status) == S_OK && shared.Text() == token;
+bool Is(const StoreReading<std::string>& shared, std::string_view token) {
+    return shared.result == S_OK && shared.value == token;
 }
-
-bool HoldsMemberToken(CheckSingleSignOn& store, std::string_view token) {
-    std::string shared;
-    StoreStatus status = StoreStatus::kUnknown;
-    return store.GetMemberToken(&shared, &status) == S_OK && shared == token;
-}
-
-bool HoldsRefreshToken(CheckSingleSignOn& store, std::string_view token) {
-    SecretText shared;
-    StoreStatus status = StoreStatus::kUnknown;
-    return store.GetRefreshToken(&shared, &status) == S_OK && shared.Text() == token;
+bool Is(const StoreReading<SecretText>& shared, std::string_view token) {
+    return shared.result == S_OK && shared.value.Text() == token;
 }
 
 }  // namespace
 
 bool DeleteAccessToken(std::string_view token) {
     const SharedValuesLock lock;
-    CheckSingleSignOn store;
-    return HoldsAccessToken(store, token) && DeleteSharedValue("SSO") == ERROR_SUCCESS;
+    return Is(BriefTokenStore().GetSingleSignOnToken(), token) && DeleteSharedValue("SSO") == ERROR_SUCCESS;
 }
 
-bool IsSharedMemberToken(std::string_view token) {
-    CheckSingleSignOn store;
-    return HoldsMemberToken(store, token);
-}
+bool IsSharedMemberToken(std::string_view token) { return Is(BriefTokenStore().GetMemberToken(), token); }
 
 HRESULT ReplaceMemberToken(std::string_view member, std::string_view refresh, std::string_view renewed) {
     const SharedValuesLock lock;
-    CheckSingleSignOn store;
-    if (!HoldsMemberToken(store, member) || !HoldsRefreshToken(store, refresh)) return kTokensChanged;
+    BriefTokenStore store;
+    if (!Is(store.GetMemberToken(), member) || !Is(store.GetRefreshToken(), refresh)) return kTokensChanged;
     return FromRegistry(store.SetMemberToken(renewed));
 }
 

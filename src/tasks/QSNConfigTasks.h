@@ -8,55 +8,26 @@
 
 namespace qsn {
 
-// Sets a configuration item of the session to a text.
-class ConfigTextTask : public QSNTaskBase {
-protected:
-    ConfigTextTask(const char* constructorName, int item, std::wstring text)
-        : QSNTaskBase(constructorName), m_nItem(item), m_strText(std::move(text)) {}
+// Sets a configuration item of the session.
+template <TaskName name, int item, class Value>
+class ConfigTask final : public QSNTaskBase {
+public:
+    explicit ConfigTask(Value value) : QSNTaskBase(name.text), m_value(std::move(value)) {}
 
 private:
-    HRESULT RunIn(QSNThreadContext& context) final { return context.SetConfig(m_nItem, m_strText.c_str()); }
+    HRESULT RunIn(QSNThreadContext& context) override { return context.SetConfig(item, DataOf(m_value)); }
 
-    int m_nItem;
-    std::wstring m_strText;
+    static const void* DataOf(const std::wstring& text) { return text.c_str(); }
+    static const void* DataOf(const std::uint32_t& number) { return &number; }
+
+    Value m_value;
 };
 
-// Sets a configuration item of the session to a number.
-class ConfigNumberTask : public QSNTaskBase {
-protected:
-    ConfigNumberTask(const char* constructorName, int item, std::uint32_t number)
-        : QSNTaskBase(constructorName), m_nItem(item), m_nNumber(number) {}
-
-private:
-    HRESULT RunIn(QSNThreadContext& context) final { return context.SetConfig(m_nItem, &m_nNumber); }
-
-    int m_nItem;
-    std::uint32_t m_nNumber;
-};
-
-class ConfigLangTask final : public ConfigTextTask {
-public:
-    explicit ConfigLangTask(std::wstring language);
-};
-
-class SetPlatformInfoTask final : public ConfigNumberTask {
-public:
-    explicit SetPlatformInfoTask(std::uint32_t platform);
-};
-
-class ConfigExtendDataTask final : public ConfigTextTask {
-public:
-    explicit ConfigExtendDataTask(std::wstring extendData);
-};
-
-class EnableCheckTokenRoutineTask final : public ConfigNumberTask {
-public:
-    explicit EnableCheckTokenRoutineTask(std::uint32_t enable);
-};
-
-class EnableTestbedServerTask final : public ConfigNumberTask {
-public:
-    explicit EnableTestbedServerTask(std::uint32_t enable);
-};
+using ConfigLangTask = ConfigTask<"ConfigLangTask", QSNCFG_SET_LANGUAGE, std::wstring>;
+using ConfigExtendDataTask = ConfigTask<"ConfigExtendDataTask", QSNCFG_SET_EXTEND_DATA, std::wstring>;
+using SetPlatformInfoTask = ConfigTask<"SetPlatformInfoTask", QSNCFG_SET_PLATFORM_INFO, std::uint32_t>;
+using EnableCheckTokenRoutineTask =
+    ConfigTask<"EnableCheckTokenRoutineTask", QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE, std::uint32_t>;
+using EnableTestbedServerTask = ConfigTask<"EnableTestbedServerTask", QSNCFG_USE_TESTBED, std::uint32_t>;
 
 }  // namespace qsn

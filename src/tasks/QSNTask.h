@@ -1,6 +1,7 @@
 #pragma once
 
-#include <cstdint>
+#include <algorithm>
+#include <cstddef>
 #include <string>
 
 #include "Utility/SecretText.h"
@@ -12,49 +13,84 @@ namespace qsn {
 
 using QSNWorkerThread = BaseThread::MainThread<QSNThreadContext>;
 
-// The requests of a host, one class each: they carry arguments to the worker thread and, where the host waits, a text
+// The requests of a host, one class each: they carry arguments to the worker thread and, if the host waits, a text
 // back. Arguments are copied, so that the caller's buffers may go at once. `Run` returns E_POINTER for a null context.
 class QSNTaskBase : public BaseThread::BaseTask<QSNThreadContext> {
 public:
     using BaseTask::BaseTask;
 
     HRESULT Run(QSNThreadContext* context) final { return context ? RunIn(*context) : E_POINTER; }
-    // The task's result text. E_POINTER: null output. Tasks without one leave the output alone and return 0.
-    virtual HRESULT GetResultString(std::string* text);
 
 protected:
     virtual HRESULT RunIn(QSNThreadContext& context) = 0;
 };
 
-// A task that brings a text back.
-class QSNTextTask : public QSNTaskBase {
-public:
-    using QSNTaskBase::QSNTaskBase;
-    HRESULT GetResultString(std::string* text) override;
-
-protected:
-    SecretText m_strResult;  // it may be a token
+// A name as an argument of a template.
+template <std::size_t size>
+struct TaskName {
+    consteval TaskName(const char (&literal)[size]) {  // NOLINT(google-explicit-constructor): stands for a literal
+        std::copy_n(literal, size, text);
+    }
+    char text[size];
 };
+
+// A task that only passes on to the session.
+template <TaskName name, HRESULT (QSNThreadContext::*procedure)()>
+class CommandTask final : public QSNTaskBase {
+public:
+    CommandTask() : QSNTaskBase(name.text) {}
+
+private:
+    HRESULT RunIn(QSNThreadContext& context) override { return (context.*procedure)(); }
+};
+using GetUserInfoTask = CommandTask<"GetUserInfoTask", &QSNThreadContext::GetUserInfoCmdProc>;
+using GIQueryTask = CommandTask<"GIQueryTask", &QSNThreadContext::GIQueryProc>;
+using GILogTask = CommandTask<"GILogTask", &QSNThreadContext::GILogProc>;
+
+enum class ListVersion { kFirst, kSecond };
+
+// Both versions of the list go by one name.
+template <ListVersion version>
+using GetProductListTask =
+    CommandTask<"GetProductListTask", version == ListVersion::kFirst ? &QSNThreadContext::GetProductListCmdProc
+                                                                     : &QSNThreadContext::GetProductListV2CmdProc>;
+
+// A task that brings a text back, which may be a token.
+template <TaskName name, HRESULT (QSNThreadContext::*reader)(SecretText*) const>
+class TextTask final : public QSNTaskBase {
+public:
+    TextTask() : QSNTaskBase(name.text) {}
+
+    // Empty until the task has run.
+    const SecretText& Text() const noexcept { return m_strResult; }
+
+private:
+    HRESULT RunIn(QSNThreadContext& context) override { return (context.*reader)(&m_strResult); }
+
+    SecretText m_strResult;
+};
+using GetAccTokenTask = TextTask<"GetAccTokenTask", &QSNThreadContext::GetAccessToken>;
+using GetSignInURLTask = TextTask<"GetSignInURLTask", &QSNThreadContext::GetSignInURL>;
 
 class SignInTask final : public QSNTaskBase {
 public:
-    SignInTask(std::string_view token, std::uint32_t bySingleSignOn);
+    SignInTask(std::string_view token, Origin origin);
 
 private:
     HRESULT RunIn(QSNThreadContext& context) override;
 
     SecretText m_strToken;
-    std::uint32_t m_nBySingleSignOn;
+    Origin m_origin;
 };
 
 class SignOutTask final : public QSNTaskBase {
 public:
-    SignOutTask(std::uint32_t bySingleSignOn, std::string memberToken, SecretText refreshToken);
+    SignOutTask(Origin origin, std::string memberToken, SecretText refreshToken);
 
 private:
     HRESULT RunIn(QSNThreadContext& context) override;
 
-    std::uint32_t m_nBySingleSignOn;
+    Origin m_origin;
     std::string m_strMemberToken;
     SecretText m_strRefreshToken;
 };
@@ -72,65 +108,14 @@ private:
     SecretText m_strText;
 };
 
-class GetAccTokenTask final : public QSNTextTask {
-public:
-    GetAccTokenTask();
-
-private:
-    HRESULT RunIn(QSNThreadContext& context) override;
-};
-
-class GetSignInURLTask final : public QSNTextTask {
-public:
-    GetSignInURLTask();
-
-private:
-    HRESULT RunIn(QSNThreadContext& context) override;
-};
-
-class GetUserInfoTask final : public QSNTaskBase {
-public:
-    GetUserInfoTask();
-
-private:
-    HRESULT RunIn(QSNThreadContext& context) override;
-};
-
-// `version`: 0 for the first generation's list, anything else for the second's.
-class GetProductListTask final : public QSNTaskBase {
-public:
-    explicit GetProductListTask(std::uint32_t version);
-
-private:
-    HRESULT RunIn(QSNThreadContext& context) override;
-
-    std::uint32_t m_nVersion;
-};
-
-class GIQueryTask final : public QSNTaskBase {
-public:
-    GIQueryTask();
-
-private:
-    HRESULT RunIn(QSNThreadContext& context) override;
-};
-
 class CheckTokenValidTask final : public QSNTaskBase {
 public:
-    explicit CheckTokenValidTask(std::uint32_t singleSignOn);
+    explicit CheckTokenValidTask(bool singleSignOn);
 
 private:
     HRESULT RunIn(QSNThreadContext& context) override;
 
-    std::uint32_t m_nSingleSignOn;
-};
-
-class GILogTask final : public QSNTaskBase {
-public:
-    GILogTask();
-
-private:
-    HRESULT RunIn(QSNThreadContext& context) override;
+    bool m_singleSignOn;
 };
 
 }  // namespace qsn

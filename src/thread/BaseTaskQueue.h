@@ -3,7 +3,6 @@
 #include <windows.h>
 
 #include <deque>
-#include <list>
 #include <memory>
 #include <mutex>
 
@@ -23,24 +22,17 @@ public:
     BaseTaskQueue() { TraceA("BaseThread::BaseTaskQueue<class QSNThreadContext>::BaseTaskQueue"); }
     BaseTaskQueue(const BaseTaskQueue&) = delete;
     BaseTaskQueue& operator=(const BaseTaskQueue&) = delete;
-    virtual ~BaseTaskQueue() = default;
+    ~BaseTaskQueue() = default;
 
-    virtual void PushTask(TaskPointer task) {
+    void PushTask(TaskPointer task) {
         const std::lock_guard lock(m_queueLock);
         const bool wasEmpty = m_tasks.empty();
         m_tasks.push_back(std::move(task));
         if (wasEmpty) m_notEmpty.Signal();
     }
-    virtual void PushTasks(std::list<TaskPointer>& tasks) {
-        const std::lock_guard lock(m_queueLock);
-        if (tasks.empty()) return;
-        m_tasks.insert(m_tasks.end(), tasks.begin(), tasks.end());
-        tasks.clear();
-        m_notEmpty.Signal();
-    }
-    virtual bool Wait(DWORD milliseconds) { return m_notEmpty.Wait(milliseconds); }
-    // Null where the queue is empty. Then the event stays as it is: it may be `ClearAndWake`'s signal.
-    virtual TaskPointer PopTask() {
+    bool Wait(DWORD milliseconds) { return m_notEmpty.Wait(milliseconds); }
+    // Null if the queue is empty. Then the event stays as it is: it may be `ClearAndWake`'s signal.
+    TaskPointer PopTask() {
         const std::lock_guard lock(m_queueLock);
         if (m_tasks.empty()) return nullptr;
         TaskPointer task = std::move(m_tasks.front());
@@ -48,13 +40,13 @@ public:
         if (m_tasks.empty()) m_notEmpty.Clear();
         return task;
     }
-    virtual void Clear() {
+    void Clear() {
         const std::lock_guard lock(m_queueLock);
         DropAll();
         m_notEmpty.Clear();
     }
     // For the end of the worker, which this wakes without work.
-    virtual void ClearAndWake() {
+    void ClearAndWake() {
         const std::lock_guard lock(m_queueLock);
         DropAll();
         m_notEmpty.Signal();

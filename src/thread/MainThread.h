@@ -35,35 +35,33 @@ public:
     // Once, before `Start`.
     void SetThreadContext(std::shared_ptr<Context> context) { m_spContext = std::move(context); }
 
-    // Dropped where the thread is quitting.
+    // Dropped if the thread is quitting.
     void PostTask(TaskPointer task) {
         const std::lock_guard lock(m_stateLock);
         if (m_quit) return task->Drop();
-        m_spQueue->PushTask(std::move(task));
+        m_queue.PushTask(std::move(task));
     }
 
-    // Drops what is queued and asks the running task to give up; the thread goes on.
+    // Drops what is queued; the running task and the thread go on.
     void Stop() {
         const std::lock_guard lock(m_stateLock);
         // It has been emptied for good, and to clear it again would take the wake-up that the thread ends with.
         if (m_quit) return;
-        m_spQueue->Clear();
-        AbortCurrent();
+        m_queue.Clear();
     }
 
     // Stops for good: no further task starts.
     void RequestQuit() {
         const std::lock_guard lock(m_stateLock);
         m_quit = true;
-        m_spQueue->ClearAndWake();
-        AbortCurrent();
+        m_queue.ClearAndWake();
     }
     // Returns when the thread has ended; on the thread itself at once.
     void Quit() {
         RequestQuit();
         IsCurrentThread() ? LeaveBehind() : Join();
     }
-    // For a running task that is given up: who waits for it need not do so to the end.
+    // For a running task that is given up: a caller that waits for it need not do so to the end.
     void DropRunning() {
         const std::lock_guard lock(m_stateLock);
         if (m_spCurrentTask) m_spCurrentTask->Drop();
@@ -83,42 +81,36 @@ public:
         }
         while (!m_quit) {
             RunOneTask(context.get());
-            m_spQueue->Wait(INFINITE);
+            m_queue.Wait(INFINITE);
         }
         TraceA("BaseThread::MainThread<class QSNThreadContext>::ThreadProc[0x%08x]: quit", static_cast<unsigned>(id));
         return 0;
     }
 
 private:
-    void AbortCurrent() {
-        if (m_spCurrentTask) m_spCurrentTask->Abort();
-    }
-
     TaskPointer TakeTask() {
         const std::lock_guard lock(m_stateLock);
         // Without this test, taking a task that came in after `Quit` would also take its wake-up.
         if (m_quit) return nullptr;
-        TaskPointer task = m_spQueue->PopTask();
+        TaskPointer task = m_queue.PopTask();
         m_spCurrentTask = task;
         return task;
     }
 
-    bool RunOneTask(Context* context) {
+    void RunOneTask(Context* context) {
         const TaskPointer task = TakeTask();
-        if (!task) return false;
+        if (!task) return;
         const HRESULT result = qsn::Guarded([&] { return task->Run(context); });
         {
             const std::lock_guard lock(m_stateLock);
             m_spCurrentTask.reset();
         }
-        task->SetResult(result);
-        task->Complete();
-        return result >= 0;
+        task->Complete(result);
     }
 
     qsn::CriticalSection m_stateLock;
     std::atomic<bool> m_quit{false};
-    std::shared_ptr<BaseTaskQueue<Context>> m_spQueue = std::make_shared<BaseTaskQueue<Context>>();
+    BaseTaskQueue<Context> m_queue;
     TaskPointer m_spCurrentTask;
     std::shared_ptr<Context> m_spContext;
 };

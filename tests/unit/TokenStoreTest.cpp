@@ -17,15 +17,13 @@ class TokenStore : public testing::Test {
 protected:
     // Result, status and text of a reader in one line.
     template <class Token>
-    std::string Get(HRESULT (CheckSingleSignOn::*reader)(Token*, StoreStatus*)) {
-        Token token;
-        StoreStatus status = StoreStatus::kUnknown;
-        const HRESULT hr = (m_store.*reader)(&token, &status);
-        return std::to_string(hr) + " " + std::to_string(static_cast<int>(status)) + " " + TextOf(token);
+    static std::string Line(const StoreReading<Token>& reading) {
+        return std::to_string(reading.result) + " " + std::to_string(static_cast<int>(reading.Status())) + " " +
+               TextOf(reading.value);
     }
-    std::string SignOn() { return Get(&CheckSingleSignOn::GetSingleSignOnToken); }
-    std::string Member() { return Get(&CheckSingleSignOn::GetMemberToken); }
-    std::string Refresh() { return Get(&CheckSingleSignOn::GetRefreshToken); }
+    std::string SignOn() { return Line(m_store.GetSingleSignOnToken()); }
+    std::string Member() { return Line(m_store.GetMemberToken()); }
+    std::string Refresh() { return Line(m_store.GetRefreshToken()); }
 
     static const std::string& TextOf(const std::string& text) { return text; }
     static const std::string& TextOf(const SecretText& text) { return text.Text(); }
@@ -76,18 +74,15 @@ TEST_F(TokenStore, WhatOtherProgramsWriteIsReadOrTakenForAbsent) {
         EXPECT_EQ(SignOn(), each.expected) << each.what;
         EXPECT_EQ(Member(), each.expected) << each.what;
         EXPECT_EQ(Refresh(), absent) << each.what;
-        std::string key;
-        EXPECT_EQ(m_store.GetPublicKey(&key), E_FAIL) << each.what;
+        EXPECT_EQ(m_store.GetPublicKey().result, S_FALSE) << each.what;
         for (const char* name : {"rTok", "pubK"})
             EXPECT_EQ(SharedValues::Has(name), each.expected == absent) << "only what cannot be decrypted goes";
     }
     ASSERT_EQ(m_store.SetPublicID(0x01020304), S_OK);
     EXPECT_EQ(SharedValues::Read("pubID"), (SharedValues::Raw{REG_DWORD, "\x04\x03\x02\x01"}));
     for (const char* data : {"123", "12345"}) {
-        std::uint32_t id = 7;
         SharedValues::Write("pubID", data, REG_DWORD);
-        EXPECT_EQ(m_store.GetPublicID(&id), E_FAIL) << data;
-        EXPECT_EQ(id, 7u);
+        EXPECT_EQ(m_store.GetPublicID().result, S_FALSE) << data;
     }
 }
 
@@ -151,9 +146,7 @@ TEST(TokenWatcher, TellsWhatOthersDoAndNothingElse) {
         SharedValues::WriteToken("mTok", member);
         SharedValues::WriteProtected("rTok", refresh);
     };
-    SecretText none;
-    StoreStatus status = StoreStatus::kUnknown;
-    store.GetSingleSignOnToken(&none, &status);
+    store.GetSingleSignOnToken();
     store.SetRefreshToken({});
     change("s0", "m0", "r0");
     ASSERT_EQ(store.Init(&sink), S_OK);

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <list>
 
 namespace {
 
@@ -15,7 +14,7 @@ using Thread = BaseThread::MainThread<TestContext>;
 
 class Task : public BaseThread::BaseTask<TestContext> {
 public:
-    explicit Task(std::function<HRESULT(TestContext*)> work) : BaseTask("Task::Task"), m_work(std::move(work)) {}
+    explicit Task(std::function<HRESULT(TestContext*)> work) : BaseTask("Task"), m_work(std::move(work)) {}
     HRESULT Run(TestContext* context) override { return m_work(context); }
 
 private:
@@ -79,18 +78,6 @@ TEST(WorkerThread, StoppingAfterTheEndWasAskedForDoesNotTakeTheWakeUp) {
     const bool ended = thread.JoinFor(5000);
     EXPECT_TRUE(ended);
     if (!ended) thread.RequestQuit();
-}
-
-TEST(TaskQueue, TakesAListInOrderAndIsSignalledWhileItHasTasks) {
-    BaseThread::BaseTaskQueue<TestContext> queue;
-    const auto first = std::make_shared<Task>(Succeed), second = std::make_shared<Task>(Succeed);
-    std::list<std::shared_ptr<BaseThread::BaseTask<TestContext>>> list{first, second};
-    queue.PushTasks(list);
-    EXPECT_TRUE(list.empty());
-    EXPECT_EQ(queue.PopTask(), first);
-    EXPECT_TRUE(queue.Wait(0));
-    EXPECT_EQ(queue.PopTask(), second);
-    EXPECT_FALSE(queue.Wait(0));
 }
 
 }  // namespace
