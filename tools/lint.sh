@@ -26,6 +26,8 @@ lint_format() {
     code_files | xargs -r -P "$JOBS" -n 20 clang-format-14 --dry-run --Werror
 }
 
+lint_structure() { python3 "$QSN_ROOT/tools/structure.py" "$QSN_ROOT"; }
+
 lint_scripts() {
     (cd "$QSN_ROOT" && scripts | xargs shellcheck --external-sources --check-sourced)
 }
@@ -143,7 +145,7 @@ run_lint() {
     require_benchmark
     configure -DQSN_BENCHMARK_DIR="$BENCHMARK_DIR"
     compile --target all qsn_bench
-    for step in format scripts public_header cppcheck tidy; do
+    for step in format structure scripts public_header cppcheck tidy; do
         say "lint: ${step//_/ }"
         lint_"$step" || failed+=("$step")
     done

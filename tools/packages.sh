@@ -15,7 +15,7 @@ readonly TEST_PACKAGES=(
 )
 readonly FUZZ_PACKAGES=(clang-14 cmake dpkg-dev libssl-dev libwine-dev ninja-build)
 readonly COVERAGE_PACKAGES=(gcovr)
-readonly LINT_PACKAGES=(clang-14 clang-format-14 clang-tidy-14 clang-tools-14 cppcheck shellcheck)
+readonly LINT_PACKAGES=(clang-14 clang-format-14 clang-tidy-14 clang-tools-14 cppcheck python3 shellcheck)
 
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then
