@@ -50,7 +50,7 @@ bool SwitchPaddingOff(EVP_CIPHER_CTX* context) {
 }
 
 HRESULT EncryptGcm(EVP_CIPHER_CTX* context, const AesKey& key, const std::uint8_t* iv,
-                   std::span<const std::uint8_t> input, std::vector<std::uint8_t>* output, int* outputLength) {
+                   std::span<const std::uint8_t> input, std::vector<std::uint8_t>* output) {
     if (!SwitchPaddingOff(context)) return Failed(L"Failed to call EVP_CIPHER_CTX_set_padding");
     const EVP_CIPHER* const cipher = EVP_aes_128_gcm();
     if (!cipher) return Failed(L"Failed to call EVP_aes_128_gcm");
@@ -67,12 +67,12 @@ HRESULT EncryptGcm(EVP_CIPHER_CTX* context, const AesKey& key, const std::uint8_
     length += rest;
     if (!EVP_CIPHER_CTX_ctrl(context, EVP_CTRL_GCM_GET_TAG, kTagSize, output->data() + length))
         return Failed(L"Failed to call EVP_CIPHER_CTX_ctrl");
-    *outputLength = length + kTagSize;
+    output->resize(static_cast<std::size_t>(length + kTagSize));
     return S_OK;
 }
 
 HRESULT DecryptGcm(EVP_CIPHER_CTX* context, const AesKey& key, const std::uint8_t* iv,
-                   std::span<const std::uint8_t> input, std::vector<std::uint8_t>* output, int* outputLength) {
+                   std::span<const std::uint8_t> input, std::vector<std::uint8_t>* output) {
     if (!SwitchPaddingOff(context)) return Failed(L"Failed to call EVP_CIPHER_CTX_set_padding");
     const EVP_CIPHER* const cipher = EVP_aes_128_gcm();
     if (!cipher) return Failed(L"Failed to call EVP_aes_128_gcm");
@@ -91,8 +91,7 @@ HRESULT DecryptGcm(EVP_CIPHER_CTX* context, const AesKey& key, const std::uint8_
     int rest = 0;
     if (!EVP_DecryptFinal_ex(context, output->data() + length, &rest))
         return Failed(L"Failed to call EVP_DecryptFinal_ex");
-    *outputLength = length + rest;
-    output->resize(static_cast<std::size_t>(*outputLength));
+    output->resize(static_cast<std::size_t>(length + rest));
     return S_OK;
 }
 
@@ -150,16 +149,16 @@ HRESULT EncryptAESKeyByRSAKey(std::string_view bareKey, const AesKey& key, std::
 }
 
 HRESULT AesEncrypt(UniqueCipherContext context, const AesKey& key, std::span<const std::uint8_t> iv,
-                   std::span<const std::uint8_t> input, std::vector<std::uint8_t>* output, int* outputLength) {
+                   std::span<const std::uint8_t> input, std::vector<std::uint8_t>* output) {
     if (!IsUsable(context.get(), iv, input)) return E_INVALIDARG;
-    return Guarded([&] { return EncryptGcm(context.get(), key, iv.data(), input, output, outputLength); });
+    return Guarded([&] { return EncryptGcm(context.get(), key, iv.data(), input, output); });
 }
 
 HRESULT AesDecrypt(UniqueCipherContext context, const AesKey& key, std::span<const std::uint8_t> iv,
-                   std::span<const std::uint8_t> input, std::vector<std::uint8_t>* output, int* outputLength) {
+                   std::span<const std::uint8_t> input, std::vector<std::uint8_t>* output) {
     if (!IsUsable(context.get(), iv, input)) return E_INVALIDARG;
     if (input.size() < kTagSize) return E_FAIL;
-    const HRESULT hr = Guarded([&] { return DecryptGcm(context.get(), key, iv.data(), input, output, outputLength); });
+    const HRESULT hr = Guarded([&] { return DecryptGcm(context.get(), key, iv.data(), input, output); });
     if (FAILED(hr)) {
         // Text that was not proved genuine reaches nobody.
         OPENSSL_cleanse(output->data(), output->size());
@@ -172,9 +171,8 @@ HRESULT EncryptByAESKey(const AesKey& key, std::string_view iv, std::string_view
     UniqueCipherContext context = NewCipherContext();
     if (!context) return E_FAIL;
     std::vector<std::uint8_t> encryptedData;
-    int length = 0;
-    HRESULT hr = HandOn(AesEncrypt(std::move(context), key, AsBytes(iv), AsBytes(plainText), &encryptedData, &length),
-                        kUnit, "AesEncrypt(byAESKey, byIV, utf8ByteArray, encryptedData, &ciphertext_len)");
+    HRESULT hr = HandOn(AesEncrypt(std::move(context), key, AsBytes(iv), AsBytes(plainText), &encryptedData), kUnit,
+                        "AesEncrypt(byAESKey, byIV, utf8ByteArray, encryptedData, &ciphertext_len)");
     if (FAILED(hr)) return hr;
     return HandOn(Base64Encode(encryptedData, encoded), kUnit, "Base64Encode(encryptedData, &strData64)");
 }
@@ -187,8 +185,7 @@ HRESULT DecryptByAESKey(const AesKey& key, std::string_view iv, std::string_view
     if (!context) return E_FAIL;
     std::vector<std::uint8_t> decryptedData;
     const WipeAtEnd wipeDecrypted(decryptedData);
-    int length = 0;
-    hr = HandOn(AesDecrypt(std::move(context), key, AsBytes(iv), encryptedData, &decryptedData, &length), kUnit,
+    hr = HandOn(AesDecrypt(std::move(context), key, AsBytes(iv), encryptedData, &decryptedData), kUnit,
                 "AesDecrypt(byAESKey, byIV, encryptedData, decryptedData, &plaintext_len)");
     if (FAILED(hr)) return hr;
     return Guarded([&] {

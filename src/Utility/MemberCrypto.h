@@ -25,10 +25,10 @@ HRESULT EncryptAesKey(RSA* rsa, const AesKey& key, std::vector<std::uint8_t>* en
 HRESULT EncryptAESKeyByRSAKey(std::string_view bareKey, const AesKey& key, std::string* encodedKey);
 
 HRESULT AesEncrypt(UniqueCipherContext context, const AesKey& key, std::span<const std::uint8_t> iv,
-                   std::span<const std::uint8_t> input, std::vector<std::uint8_t>* output, int* outputLength);
+                   std::span<const std::uint8_t> input, std::vector<std::uint8_t>* output);
 // Input shorter than a tag is refused with E_FAIL.
 HRESULT AesDecrypt(UniqueCipherContext context, const AesKey& key, std::span<const std::uint8_t> iv,
-                   std::span<const std::uint8_t> input, std::vector<std::uint8_t>* output, int* outputLength);
+                   std::span<const std::uint8_t> input, std::vector<std::uint8_t>* output);
 
 // Text in, Base64 out, and back. `iv` is a text of twelve bytes.
 HRESULT EncryptByAESKey(const AesKey& key, std::string_view iv, std::string_view plainText, std::string* encoded);

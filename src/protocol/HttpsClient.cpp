@@ -3,7 +3,6 @@
 #include <winsock2.h>
 #include <ws2tcpip.h>
 
-#include <algorithm>
 #include <array>
 #include <mutex>
 #include <new>
@@ -11,7 +10,6 @@
 
 #include "Utility/Guard.h"
 #include "Utility/Trace.h"
-#include "protocol/NameResolution.h"
 
 namespace qsn {
 namespace {
@@ -21,7 +19,6 @@ constexpr DWORD kTimeToResolve = 30000;        // ms
 constexpr long kTimeToConnect = 30000;         // ms, handshakes included
 constexpr ULONGLONG kTimeWithoutByte = 60000;  // ms
 constexpr int kLookAtTheClock = 1000;          // ms
-constexpr ULONGLONG kAddressLifetime = 60000;  // ms, as libcurl's own cache would keep one
 constexpr int kOkStatus = 200;
 
 template <class Value>
@@ -243,30 +240,15 @@ TransferError HttpsClient::TryWay(const std::string& proxy, Exchange& exchange) 
     const Endpoint next = proxy.empty() ? Endpoint{exchange.request.hostName, "443"} : EndpointOf(proxy);
     if (next.host.empty()) return TransferError::kName;
     UniqueCurlList known;
+    // libcurl is never left to resolve a name: it would do so on a thread of its own, or hold everything up.
     if (!IsNumeric(next.host)) {
-        const std::string addresses = AddressesFor(next.host, next.port);
+        const std::string addresses = m_addresses.For(next.host, next.port, m_breakOff.Get(), kTimeToResolve);
         if (addresses.empty()) return TransferError::kName;
         Append(known, next.host + ':' + next.port + ':' + addresses);
     }
     Set(m_easy.get(), CURLOPT_RESOLVE, known.get());
     Set(m_easy.get(), CURLOPT_PROXY, proxy.c_str());
     return Perform(exchange);
-}
-
-// libcurl is never left to resolve a name: it would do so on a thread of its own, or hold everything up.
-std::string HttpsClient::AddressesFor(const std::string& host, const std::string& port) {
-    const std::string name = host + ':' + port;
-    const auto known = std::ranges::find(m_addresses, name, &Address::name);
-    const ULONGLONG now = GetTickCount64();
-    if (known != m_addresses.end() && now - known->since < kAddressLifetime) return known->numbers;
-    std::string numbers;
-    for (const std::string& address : ResolveName(host, m_breakOff.Get(), kTimeToResolve))
-        numbers.append(numbers.empty() ? "" : ",").append(address);
-    // A connection may still be there if the name server is not.
-    if (numbers.empty()) return known == m_addresses.end() ? std::string() : known->numbers;
-    if (known != m_addresses.end()) m_addresses.erase(known);
-    m_addresses.push_back({name, numbers, now});
-    return numbers;
 }
 
 TransferError HttpsClient::Perform(Exchange& exchange) {

@@ -11,6 +11,7 @@
 #include "Utility/Win32Owners.h"
 #include "protocol/CurlLibrary.h"
 #include "protocol/CurlOwners.h"
+#include "protocol/NameResolution.h"
 #include "protocol/PeerCheck.h"
 #include "protocol/ProxySettings.h"
 #include "protocol/ReplyReader.h"
@@ -53,17 +54,11 @@ public:
     void Close() noexcept;
 
 private:
-    struct Address {
-        std::string name;
-        std::string numbers;
-        ULONGLONG since;
-    };
     struct Exchange;
 
     HRESULT RunExchange(const HttpRequestInfo& request, SignedReply* reply);
     bool Open();
     TransferError TryWay(const std::string& proxy, Exchange& exchange);
-    std::string AddressesFor(const std::string& host, const std::string& port);
     TransferError Perform(Exchange& exchange);
     long long Progress() const;
 
@@ -75,7 +70,7 @@ private:
     UniqueEasy m_easy;
     ProxySettings m_proxySettings;
     PeerCheck m_peerCheck;
-    std::vector<Address> m_addresses;
+    KnownAddresses m_addresses;
 };
 
 }  // namespace qsn

@@ -22,7 +22,8 @@ namespace qsn {
 namespace {
 
 constexpr std::size_t kMaxNameLength = 255;
-constexpr DWORD kTimeToCancel = 50;  // ms; the system says at once that it gave up
+constexpr ULONGLONG kAddressLifetime = 60000;  // ms, as libcurl's own cache would keep one
+constexpr DWORD kTimeToCancel = 50;            // ms; the system says at once that it gave up
 
 // What the system reads and writes while it asks. On its own heap, for a query that cannot be cancelled (Wine's) is
 // left to the system for good, even if the DLL is freed meanwhile.
@@ -104,6 +105,20 @@ std::vector<std::string> ResolveName(const std::string& host, HANDLE breakOff, D
         return {};
     }
     return AddressesIn(query->result);
+}
+
+std::string KnownAddresses::For(const std::string& host, const std::string& port, HANDLE breakOff, DWORD milliseconds) {
+    const std::string name = host + ':' + port;
+    const auto known = std::ranges::find(m_addresses, name, &Address::name);
+    const ULONGLONG now = GetTickCount64();
+    if (known != m_addresses.end() && now - known->since < kAddressLifetime) return known->numbers;
+    std::string numbers;
+    for (const std::string& address : ResolveName(host, breakOff, milliseconds))
+        numbers.append(numbers.empty() ? "" : ",").append(address);
+    if (numbers.empty()) return known == m_addresses.end() ? std::string() : known->numbers;
+    if (known != m_addresses.end()) m_addresses.erase(known);
+    m_addresses.push_back({name, numbers, now});
+    return numbers;
 }
 
 }  // namespace qsn

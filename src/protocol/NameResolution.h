@@ -12,4 +12,20 @@ namespace qsn {
 // wait at once. Nothing of the library runs or is written to afterwards, even if the system is still asking.
 std::vector<std::string> ResolveName(const std::string& host, HANDLE breakOff, DWORD milliseconds);
 
+// The addresses of hosts, each asked for again after a minute.
+class KnownAddresses {
+public:
+    // Those of `host`, separated by commas; `port` is the one that it is asked for. Empty as above, but that older ones
+    // stand in if the name server is silent: a connection may still be there.
+    std::string For(const std::string& host, const std::string& port, HANDLE breakOff, DWORD milliseconds);
+
+private:
+    struct Address {
+        std::string name;
+        std::string numbers;
+        ULONGLONG since;
+    };
+    std::vector<Address> m_addresses;
+};
+
 }  // namespace qsn
