@@ -8,7 +8,7 @@
 namespace qsn {
 namespace {
 
-// Uses COM only where the process has loaded it: a body that needs none pulls none in.
+// Uses COM only if the process has loaded it: a body without need of COM does not pull it in.
 class MultithreadedApartment {
 public:
     MultithreadedApartment() noexcept : m_ole32(GetModuleHandleW(L"ole32.dll")) {

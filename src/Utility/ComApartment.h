@@ -13,7 +13,7 @@ protected:
     ~ThreadBody() = default;
 };
 
-// Runs `body` with COM initialised on the calling thread (multithreaded apartment). The body runs even where COM could
+// Runs `body` with COM initialised on the calling thread (multithreaded apartment). The body runs even if COM could
 // not be initialised. E_POINTER for a null body.
 DWORD RunInComApartment(ThreadBody* body);
 

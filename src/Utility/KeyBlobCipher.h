@@ -29,7 +29,7 @@ UniqueCryptProvider AcquireKeyBlobProvider();
 HRESULT EncryptWithKeyBlob(const UniqueCryptProvider& provider, const KeyBlob& key,
                            std::span<const std::uint8_t, kKeyBlobBlockSize> block, std::uint8_t* output,
                            std::uint32_t* capacity);
-// Writes a NUL behind the plain bytes where the buffer has room for it.
+// Writes a NUL behind the plain bytes if the buffer has room for it.
 HRESULT DecryptWithKeyBlob(const UniqueCryptProvider& provider, const KeyBlob& key,
                            std::span<const std::uint8_t> ciphertext, std::uint8_t* output, std::uint32_t* capacity);
 

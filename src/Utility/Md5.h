@@ -11,7 +11,7 @@
 namespace qsn {
 
 // MD5 through the platform's CryptoAPI, as 32 lower-case hexadecimal digits. A failure is reported in the text itself
-// ("E_INVALID_HASHSIZE", "Error acquiring context", ...): whatever is not `IsMD5Hex` is no hash.
+// ("E_INVALID_HASHSIZE", "Error acquiring context", ...): anything that is not `IsMD5Hex` is not a hash.
 std::string MD5Hex(std::span<const std::uint8_t> bytes, std::uint8_t* raw = nullptr, std::size_t rawSize = 0);
 // Hashes up to the first NUL only.
 std::string MD5HexOfString(std::string_view text, std::uint8_t* raw = nullptr, std::size_t rawSize = 0);

@@ -95,7 +95,7 @@ HRESULT DecryptGcm(EVP_CIPHER_CTX* context, const AesKey& key, const std::uint8_
     return S_OK;
 }
 
-// A text that says it is encrypted would otherwise have somebody asked: whoever sits in front of the host's program.
+// Otherwise OpenSSL would ask the user of the host's program for a pass phrase, if the text says that it is encrypted.
 int RefusePassPhrase(char* /*buffer*/, int /*size*/, int /*forWriting*/, void* /*argument*/) { return -1; }
 
 HRESULT EncryptRaw(RSA* rsa, const AesKey& key, std::vector<std::uint8_t>* encryptedKey) {
@@ -160,7 +160,7 @@ HRESULT AesDecrypt(UniqueCipherContext context, const AesKey& key, std::span<con
     if (input.size() < kTagSize) return E_FAIL;
     const HRESULT hr = Guarded([&] { return DecryptGcm(context.get(), key, iv.data(), input, output); });
     if (FAILED(hr)) {
-        // Text that was not proved genuine reaches nobody.
+        // Text that was not proved genuine goes no further.
         OPENSSL_cleanse(output->data(), output->size());
         output->clear();
     }

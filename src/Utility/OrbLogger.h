@@ -21,7 +21,7 @@ public:
     OrbLogger() noexcept = default;
     OrbLogger(const OrbLogger&) = delete;
     OrbLogger& operator=(const OrbLogger&) = delete;
-    // Reports `Orb_Uninit(1)` where an `Init` has not been followed by `Uninit`.
+    // Reports `Orb_Uninit(1)` if an `Init` has not been followed by `Uninit`.
     ~OrbLogger();
 
     // Loads "Orb.dll" by bare name; a failure leaves the log empty.

@@ -8,7 +8,7 @@
 
 namespace qsn {
 
-// A text that is wiped where it ends: what was encrypted in the registry should not stay readable in freed memory.
+// A text that is wiped at its end: a secret should not stay readable in freed memory.
 class SecretText {
 public:
     SecretText() = default;

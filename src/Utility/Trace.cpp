@@ -14,7 +14,7 @@ constexpr std::size_t kBufferSize = 2048;
 constexpr std::size_t kPrefixLength = 6;
 constexpr std::size_t kTextSize = kBufferSize - kPrefixLength - 1;
 
-// A line that is being written. Of the call, and not of the process, so that no thread overwrites another's.
+// A line that is being written. It belongs to the call and not to the process: no thread overwrites another's.
 template <class Char>
 class Line {
 public:

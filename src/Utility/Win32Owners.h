@@ -69,7 +69,7 @@ struct LocalFreeDeleter {
     void operator()(void* memory) const noexcept { LocalFree(memory); }
 };
 
-// The function `name` of `module` as `Function`, null where the module lacks it.
+// The function `name` of `module` as `Function`, null if the module lacks it.
 template <class Function>
 Function* FindFunction(HMODULE module, const char* name) noexcept {
     // Through void*, because the compiler takes a direct cast between function types for a mistake.

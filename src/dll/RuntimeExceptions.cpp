@@ -1,6 +1,6 @@
 // Where the statically linked C++ runtime keeps what it knows of each thread's exceptions.
 //
-// The runtime's own version allocates that at a thread's first exception and ends the process where there is no memory:
+// The runtime's own version allocates that at a thread's first exception and ends the process if there is no memory:
 // just when std::bad_alloc is on its way to the border where it becomes a result code. These two functions take the
 // place of its own and need no memory for as many threads as ever throw at the same time.
 #include <pthread.h>

@@ -95,7 +95,7 @@ int pthread_mutex_unlock(pthread_mutex_t* mutex) {
     return 0;
 }
 
-// The runtime looks at what it waits for again each time, so that every wait may end early.
+// The runtime checks again after each wait, so a wait may end early.
 int pthread_cond_wait(pthread_cond_t*, pthread_mutex_t* mutex) {
     pthread_mutex_unlock(mutex);
     Sleep(1);

@@ -57,7 +57,7 @@ Outcome<std::string> MemberTokens::Get() {
 
 HRESULT MemberTokens::RenewMemberToken(Renewal& renewal) {
     const HRESULT hr = OnlineRefreshMemberToken(renewal);
-    // The last two are no refusals: there are other tokens by now, or the session has ended.
+    // The last two are not refusals: there are other tokens by now, or the session has ended.
     if (SUCCEEDED(hr) || hr == kTokensChanged || hr == E_ABORT) return hr;
     return RefreshWithNewPublicKey(renewal);
 }
@@ -111,7 +111,7 @@ Outcome<MemberTokens::PublicKey> MemberTokens::OnlineInitMemberAuth() {
 
     PublicKey key;
     const HRESULT parsed = ParseMemberAuthResponse(RequestType::kInitMemberAuth, response.value, &key.id, &key.text);
-    // Whatever the reply was: a key that nobody confirms any more is not kept either.
+    // Whatever the reply was: a key that is no longer confirmed is not kept either.
     const HRESULT stored = SetPublicKeyAndIDFromReg(key);
     HRESULT hr = ReportMemberAuthResult(L"InitMemberAuth, Server result = ", ReadMemberAuthResult(response.value));
     if (SUCCEEDED(hr)) hr = FAILED(parsed) ? parsed : stored;

@@ -55,7 +55,7 @@ HRESULT QSNThreadContext::GetUserInfoCmdProc() {
         .usageLogName = "GetUserInfo",
         .startTrace = "GetUserInfoCmdProc: start online to get user info \n",
         .noNetworkTrace = "Get UserInfo: network not available!! \n",
-        // Misspelt since the first release; those who search the usage log search for it like this.
+        // Misspelt since the first release; people search the usage log for it like this.
         .noNetworkLog = L"Get UesrInfo: Network not available",
         .mayEndSession = true,
     });

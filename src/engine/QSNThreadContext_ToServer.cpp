@@ -142,7 +142,7 @@ std::wstring QSNThreadContext::MachineID() {
     return SUCCEEDED(hr) ? identifier : L"DefaultHWID";
 }
 
-// The digest is checked last, so that a reply that is no reply at all is reported as such even if its digest is wrong
+// The digest is checked last, so that a reply that cannot be read is reported as such even if its digest is wrong
 // too.
 HRESULT QSNThreadContext::ParseJSONResult(RequestType type, const SignedReply& reply, ReplyPayload* payload,
                                           std::string* additionalMessage) {

@@ -54,7 +54,7 @@ HRESULT QSNThreadContext::EnableCheckTokenRoutine(int nextVerifyTime) {
     return S_OK;
 }
 
-// Right after the reply was read, whatever came of that: a token check always sets the routine, any other reply where
+// Right after the reply was read, whatever came of that: a token check always sets the routine, any other reply if
 // it brings a time.
 void QSNThreadContext::RearmCheckTokenRoutine(RequestType type, const ReplyPayload& payload) {
     if (type == RequestType::kVerifyToken) {

@@ -230,7 +230,7 @@ std::wstring PVQSNLib::LogFolder() const {
 }
 
 HRESULT PVQSNLib::RunAndWait(QSNWorkerThread& worker, const std::shared_ptr<QSNTaskBase>& task, HRESULT* taskResult) {
-    // Inside the host's callback nobody would run it.
+    // Inside the host's callback it would never run.
     if (worker.IsCurrentThread()) return QSN_RETURN_E_TIMEOUT;
     worker.PostTask(task);
     if (!task->Wait(kTaskTimeout)) return QSN_RETURN_E_TIMEOUT;

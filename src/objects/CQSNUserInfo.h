@@ -12,7 +12,7 @@ class CQSNUserInfo final : public DataSet<IQSNUserInfo> {
 public:
     CQSNUserInfo(std::string userID, std::string userName, std::string userEmail);
 
-    // Replaces a menu that is attached already. E_NOINTERFACE where `menu` is no list.
+    // Replaces a menu that is attached already. E_NOINTERFACE if `menu` is not a list.
     HRESULT SetUserMenu(IUnknown* menu);
     HRESULT STDMETHODCALLTYPE NonDelegatingQueryInterface(REFIID iid, void** ppv) override;
     HRESULT STDMETHODCALLTYPE GetUserMenu(IQSNList** menu) override;

@@ -25,7 +25,7 @@ public:
     // Reads a packed block, which stays the caller's.
     explicit PackedFields(const char* block) noexcept : m_block(block) {}
 
-    // Empty and 0 where nothing, or something of the other kind, is held under `id`.
+    // Empty, or 0, if `id` holds nothing or something of the other kind.
     std::string_view Text(std::uint8_t id) const noexcept;
     std::int32_t Number(std::uint8_t id) const noexcept;
 

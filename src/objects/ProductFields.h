@@ -75,7 +75,7 @@ static_assert(std::ranges::all_of(kProductFields, [](const ProductField& field) 
     return field.id == &field - kProductFields.data() + 1;
 }));
 
-// Null where there is no such field.
+// Null if there is no such field.
 constexpr const ProductField* FindProductField(std::int32_t id) {
     const bool known = id >= 1 && static_cast<std::size_t>(id) <= kProductFields.size();
     return known ? &kProductFields[static_cast<std::size_t>(id) - 1] : nullptr;

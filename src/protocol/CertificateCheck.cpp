@@ -46,14 +46,14 @@ TransferError ErrorOf(DWORD error) noexcept {
     }
 }
 
-// What the policy of some systems (Wine's) says nothing about: it judges the end of a chain only where there is one.
+// What the policy of some systems (Wine's) says nothing about: it judges the end of a chain only if there is one.
 TransferError TrustError(DWORD trust) noexcept {
     if (trust == 0) return TransferError::kNone;
     if (trust & CERT_TRUST_IS_NOT_TIME_VALID) return TransferError::kCertificateDate;
     return TransferError::kCertificateAuthority;
 }
 
-// By a chain of its own: where nothing is known of revocation, which is nearly everywhere, the policy of Wine stops at
+// With a chain of its own: if nothing is known of revocation, which is nearly always so, the policy of Wine stops at
 // that and looks neither at the name nor at the time.
 bool IsKnownAsRevoked(PCCERT_CONTEXT leaf) noexcept {
     const UniqueChain chain =

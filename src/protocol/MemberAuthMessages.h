@@ -12,13 +12,13 @@ namespace qsn {
 
 // The texts of the member-auth exchange: what is sent, and what is read from its replies and tokens.
 
-// E_OUTOFMEMORY where the writer ran out of it.
+// E_OUTOFMEMORY if the writer ran out of it.
 HRESULT WriteMemberInitBody(const std::string& productSID, std::string* body);
 HRESULT WriteMemberRefreshSecret(const std::string& refreshToken, std::uint64_t memberId, std::string* text);
 HRESULT WriteMemberRefreshBody(const std::string& wrappedKey, const std::string& encryptedSecret, std::uint32_t keyId,
                                std::string* body);
 
-inline constexpr int kUnreadableResult = -1;  // an unknown number to whoever translates it
+inline constexpr int kUnreadableResult = -1;  // translated like any unknown number
 
 struct MemberAuthReply {
     int result = 0;  // these replies may carry one, most do not
@@ -40,7 +40,7 @@ struct MemberTokenClaims {
 };
 HRESULT ReadMemberTokenClaims(std::string_view payload, MemberTokenClaims* claims);
 
-// The member token in a decrypted refresh reply, empty where it is missing. E_INVALIDARG: not JSON.
+// The member token in a decrypted refresh reply, empty if it is missing. E_INVALIDARG: not JSON.
 HRESULT ReadRenewedMemberToken(std::string_view text, std::string* token);
 
 }  // namespace qsn

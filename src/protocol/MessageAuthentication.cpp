@@ -21,7 +21,7 @@ void MakeNonce(NonceBlock& nonce) {
     std::snprintf(nonce, sizeof(nonce), "%d", std::rand());
 }
 
-// Copies with a terminator; false where `text` does not fit.
+// Copies with a terminator; false if `text` does not fit.
 template <std::size_t size>
 bool Place(const std::string& text, char (&buffer)[size]) {
     if (text.size() >= size) return false;

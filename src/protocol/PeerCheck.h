@@ -14,7 +14,7 @@ namespace qsn {
 class PeerCheck {
 public:
     // For the moment between handshake and request. A certificate is judged once a connection; on a connection that is
-    // used again it must still be the one that was accepted, which also holds where one was kept that was never judged.
+    // used again it must still be the one that was accepted, also if that connection was never judged.
     TransferError Check(CURL* easy, const std::string& host);
 
 private:

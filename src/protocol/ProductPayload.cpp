@@ -52,8 +52,8 @@ constexpr auto kFieldsByMember = [] {
 }();
 
 // jsoncpp holds members in a tree, whose walk waits for memory at each of them, but it made those of the next product
-// right behind those of this one. So the processor is told to fetch as much as this one took: a guess that costs
-// nothing where it is wrong, and without which waiting was two thirds of the time of a long list.
+// right behind those of this one. So the processor is told to fetch as much as this one took: a wrong guess
+// costs nothing, and without it waiting was two thirds of the time of a long list.
 class MemoryAhead {
 public:
     void Start() {

@@ -7,7 +7,7 @@
 
 namespace qsn {
 
-// The product list that the "data" of a reply holds; empty where it is no array. Throws std::bad_alloc.
+// The product list that the "data" of a reply holds; empty if it is not an array. Throws std::bad_alloc.
 UniqueCom<IQSNList> ReadProductList(const Json::Value& data);
 
 }  // namespace qsn

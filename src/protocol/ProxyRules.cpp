@@ -65,7 +65,7 @@ bool IsHost(std::string_view text) {
     return !text.empty() && std::ranges::all_of(text, belongs);
 }
 
-// Empty if `entry` is no proxy.
+// Empty if `entry` is not a proxy.
 std::string ForCurl(std::string_view entry, std::string_view usualProtocol) {
     const std::string_view written = TakeUpTo("://", entry);
     const auto* const protocol =

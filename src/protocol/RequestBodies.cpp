@@ -61,7 +61,7 @@ Json::Value MakeBody(const BodyForm& form, const RequestValues& values) {
     } else {
         root["memberToken"] = Text(values.memberToken);
     }
-    Json::Value data;  // stays null, and is sent as such, where the form adds nothing
+    Json::Value data;  // stays null, and is sent as such, if the form adds nothing
     form.addData(values, data);
     root["data"] = std::move(data);
     return root;

@@ -10,7 +10,7 @@
 
 namespace qsn {
 
-// Whatever a request body is made of. Texts are UTF-8. The tokens are the caller's, so that no copy has to be wiped.
+// What a request body is made of. Texts are UTF-8. The tokens belong to the caller: no copy has to be wiped.
 struct RequestValues {
     std::string_view accessToken;
     std::string extendData;
@@ -24,7 +24,7 @@ struct RequestValues {
 };
 
 // The JSON body of a request. E_NOTIMPL, with `body` untouched, for the types that bring bodies of their own.
-// E_OUTOFMEMORY where the writer ran out of it.
+// E_OUTOFMEMORY if the writer ran out of it.
 HRESULT WriteRequestBody(RequestType type, const RequestValues& values, std::string* body);
 
 }  // namespace qsn

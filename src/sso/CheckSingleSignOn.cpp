@@ -18,7 +18,7 @@ CheckSingleSignOn::~CheckSingleSignOn() { UninitIfStarted(); }
 HRESULT CheckSingleSignOn::Init(SSOCallback* callback) {
     TraceA("CheckSingleSignOn::Init");
     const std::lock_guard lock(m_lifecycleLock);
-    // With nobody to tell there is nothing to watch for.
+    // Without a listener there is nothing to watch for.
     if (callback && !m_watching && !Start()) return E_FAIL;
     m_watching = m_watching || callback;
     SetCallback(callback);

@@ -6,7 +6,7 @@
 
 namespace qsn {
 
-// Changes that are made only while the shared tokens are what the caller knows, so that nobody's sign-in or sign-out is
+// Changes that are made only while the shared tokens are what the caller knows, so that no sign-in or sign-out is
 // undone by what was decided before it. A token that cannot be read counts as another one. The library's own watcher
 // hears of these changes as of anybody's.
 

@@ -12,7 +12,7 @@
 
 namespace qsn {
 
-// Encryption by the system, without a key of our own. Nothing where the system refuses.
+// Encryption by the system, without a key of our own. Nothing if the system refuses.
 //
 // Any user of this machine can decrypt the result: the suite's applications run partly as services, and share it.
 std::optional<std::vector<std::uint8_t>> ProtectForMachine(std::string_view text);

@@ -17,7 +17,7 @@ namespace qsn {
 LSTATUS ReadSharedText(const char* name, DWORD capacity, std::optional<std::string>* text);
 LSTATUS ReadSharedNumber(const char* name, std::optional<std::uint32_t>* number);
 
-// Writing and deleting create the key where it is missing; deleting what is not there is a success.
+// Writing and deleting create the key if it is missing; deleting what is not there is a success.
 LSTATUS WriteSharedText(const char* name, std::string_view text);
 LSTATUS WriteSharedNumber(const char* name, std::uint32_t number);
 LSTATUS DeleteSharedValue(const char* name);

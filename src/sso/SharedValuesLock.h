@@ -7,10 +7,10 @@
 namespace qsn {
 
 // Held while shared values are changed, and from a look at them to the change that rests on it. All libraries of the
-// user's desktop session take it, on any thread; who holds it may take it again.
+// user's desktop session take it, on any thread; its holder may take it again.
 //
-// It is a courtesy, not a condition: who cannot have it, because an application hangs with it or for any other reason,
-// makes the change without it. What is left open then is the time between two calls of the registry.
+// It is a courtesy, not a condition: a library that cannot have it, because an application hangs with it or for any
+// other reason, makes the change without it. What is left open then is the time between two calls of the registry.
 class SharedValuesLock {
 public:
     SharedValuesLock() noexcept;

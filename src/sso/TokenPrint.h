@@ -7,7 +7,7 @@
 
 namespace qsn {
 
-// What is kept of a token only to know it again: its length and its SHA-256, of which nobody makes the token.
+// What is kept of a token only to know it again: its length and its SHA-256, from which the token cannot be made.
 class TokenPrint {
 public:
     TokenPrint() = default;  // of the empty token

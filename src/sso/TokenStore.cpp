@@ -22,7 +22,7 @@ constexpr char kRefreshValue[] = "rTok";
 constexpr char kPublicKeyValue[] = "pubK";
 constexpr char kPublicIDValue[] = "pubID";
 
-// Encoded, in the registry, and decoded, in the buffers of whoever reads them.
+// Encoded, in the registry, and decoded, in a reader's buffers.
 constexpr std::uint32_t kSignOnTextCapacity = 1024;
 constexpr std::uint32_t kTextCapacity = 2048;
 constexpr std::uint32_t kSignOnTokenSize = 260;
@@ -228,7 +228,7 @@ void TokenStore::ClearTokensSeenBefore() {
     const SharedValuesLock changesLock;
     const StoreReading<std::string> member = ReadMemberToken();
     const StoreReading<SecretText> refresh = ReadRefreshToken();
-    // What went along with the sign-on token is no news of its own.
+    // What went along with the sign-on token is not news of its own.
     if (member.result == S_FALSE) m_member.Forget();
     if (refresh.result == S_FALSE) m_refresh.Forget();
     if (m_member.Knows(member.value)) SetMemberToken({});

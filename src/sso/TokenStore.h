@@ -22,7 +22,7 @@ struct StoreReading {
     HRESULT result = S_FALSE;  // S_OK; S_FALSE if there is none; any failure if it could not be looked at
     Value value{};             // empty but for S_OK
 
-    // Unknown if nobody could look: such a value has not gone.
+    // Unknown if it could not be looked at: such a value has not gone.
     StoreStatus Status() const noexcept {
         if (FAILED(result)) return StoreStatus::kUnknown;
         return result == S_OK ? StoreStatus::kExists : StoreStatus::kNotExist;

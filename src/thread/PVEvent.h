@@ -8,8 +8,8 @@
 
 namespace qsn {
 
-// What a Win32 event is, without the kernel's object: setting one that nobody waits for, and testing one, are no calls
-// into the system, and there is none that could be missing.
+// What a Win32 event is, without the kernel's object: neither setting one without a waiter nor testing
+// one calls the system, and making one cannot fail.
 class PVEvent {
 public:
     enum class Reset { kAutomatic, kManual };
@@ -28,7 +28,7 @@ public:
         const std::lock_guard lock(m_lock);
         m_signalled = false;
     }
-    // True where it was signalled within the time; INFINITE waits without limit.
+    // True if it was signalled within the time; INFINITE waits without limit.
     bool Wait(DWORD milliseconds) noexcept {
         const std::lock_guard lock(m_lock);
         const ULONGLONG start = GetTickCount64();

@@ -19,7 +19,7 @@ public:
     PVWorkerThread& operator=(const PVWorkerThread&) = delete;
     virtual ~PVWorkerThread();
 
-    // True only where this call created the thread.
+    // True only if this call created the thread.
     bool Start() noexcept;
 
 protected:
@@ -29,9 +29,9 @@ protected:
     // Returns at once when a stop is requested.
     bool WaitForStopRequest(DWORD milliseconds) noexcept { return m_stopRequested.Wait(milliseconds); }
     bool IsCurrentThread() const noexcept { return m_run && m_run->threadId == GetCurrentThreadId(); }
-    // Waits without limit; returns at once where no thread was started or somebody else waits for it already.
+    // Waits without limit; returns at once if no thread was started or another caller waits for it already.
     void Join() noexcept;
-    // True where the thread has ended, or none is there to wait for. Not beside another `Join`.
+    // True if the thread has ended, or if there is none to wait for. Not beside another `Join`.
     bool JoinFor(DWORD milliseconds) const noexcept;
     // On the thread itself: nobody waits for it any more. It keeps the DLL loaded until it ends; its body must keep
     // itself alive.
