@@ -6,31 +6,11 @@
 
 #include <memory>
 
+#include "Utility/Deleter.h"
+
 namespace qsn {
 
-struct BstrDeleter {
-    void operator()(OLECHAR* text) const noexcept { SysFreeString(text); }
-};
-using UniqueBstr = std::unique_ptr<OLECHAR, BstrDeleter>;
-
-// For functions that hand out a text through a pointer.
-class BstrOut {
-public:
-    explicit BstrOut(UniqueBstr& owner) noexcept : m_owner(owner) {}
-    BstrOut(const BstrOut&) = delete;
-    BstrOut& operator=(const BstrOut&) = delete;
-    ~BstrOut() { m_owner.reset(m_text); }
-
-    // Implicit, because they stand where an argument's conversion is wanted.
-    // NOLINTNEXTLINE(google-explicit-constructor)
-    operator BSTR*() noexcept { return &m_text; }
-    // NOLINTNEXTLINE(google-explicit-constructor)
-    operator void*() noexcept { return &m_text; }
-
-private:
-    UniqueBstr& m_owner;
-    BSTR m_text = nullptr;
-};
+using UniqueBstr = std::unique_ptr<OLECHAR, Deleter<SysFreeString>>;
 
 class UniqueVariant {
 public:

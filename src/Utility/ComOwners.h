@@ -20,30 +20,30 @@ UniqueCom<Interface> AddReference(Interface* object) noexcept {
     return UniqueCom<Interface>(object);
 }
 
-// For functions that hand out a reference through a pointer: `Out(owner)` as the argument replaces what `owner` holds
-// when the call is over.
-template <class Interface>
-class ComOut {
+// For functions that hand out what they made through a pointer: `Out(owner)` as the argument replaces what `owner`
+// holds when the call is over.
+template <class Owner>
+class OutPointer {
 public:
-    explicit ComOut(UniqueCom<Interface>& owner) noexcept : m_owner(owner) {}
-    ComOut(const ComOut&) = delete;
-    ComOut& operator=(const ComOut&) = delete;
-    ~ComOut() { m_owner.reset(m_object); }
+    explicit OutPointer(Owner& owner) noexcept : m_owner(owner) {}
+    OutPointer(const OutPointer&) = delete;
+    OutPointer& operator=(const OutPointer&) = delete;
+    ~OutPointer() { m_owner.reset(m_object); }
 
-    // Implicit, because they stand where an argument's conversion is wanted.
+    // Implicit, because they stand for an argument's conversion.
     // NOLINTNEXTLINE(google-explicit-constructor)
-    operator Interface**() noexcept { return &m_object; }
+    operator typename Owner::pointer *() noexcept { return &m_object; }
     // NOLINTNEXTLINE(google-explicit-constructor)
     operator void**() noexcept { return reinterpret_cast<void**>(&m_object); }
 
 private:
-    UniqueCom<Interface>& m_owner;
-    Interface* m_object = nullptr;
+    Owner& m_owner;
+    typename Owner::pointer m_object = nullptr;
 };
 
-template <class Interface>
-ComOut<Interface> Out(UniqueCom<Interface>& owner) noexcept {
-    return ComOut<Interface>(owner);
+template <class Owner>
+OutPointer<Owner> Out(Owner& owner) noexcept {
+    return OutPointer<Owner>(owner);
 }
 
 }  // namespace qsn

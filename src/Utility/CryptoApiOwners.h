@@ -8,25 +8,10 @@
 
 namespace qsn {
 
-struct CryptProviderTraits {
-    using Value = HCRYPTPROV;
-    static constexpr Value kInvalid = 0;
-    static void Close(Value value) noexcept { CryptReleaseContext(value, 0); }
-};
-using UniqueCryptProvider = UniqueResource<CryptProviderTraits>;
+inline void ReleaseCryptProvider(HCRYPTPROV provider) noexcept { CryptReleaseContext(provider, 0); }
 
-struct CryptHashTraits {
-    using Value = HCRYPTHASH;
-    static constexpr Value kInvalid = 0;
-    static void Close(Value value) noexcept { CryptDestroyHash(value); }
-};
-using UniqueCryptHash = UniqueResource<CryptHashTraits>;
-
-struct CryptKeyTraits {
-    using Value = HCRYPTKEY;
-    static constexpr Value kInvalid = 0;
-    static void Close(Value value) noexcept { CryptDestroyKey(value); }
-};
-using UniqueCryptKey = UniqueResource<CryptKeyTraits>;
+using UniqueCryptProvider = UniqueResource<HCRYPTPROV, ReleaseCryptProvider>;
+using UniqueCryptHash = UniqueResource<HCRYPTHASH, CryptDestroyHash>;
+using UniqueCryptKey = UniqueResource<HCRYPTKEY, CryptDestroyKey>;
 
 }  // namespace qsn

@@ -87,7 +87,7 @@ HRESULT ReadProperty(IWbemClassObject* instance, std::wstring* text) {
     while (SUCCEEDED(hr)) {
         UniqueBstr name;
         UniqueVariant value;
-        hr = instance->Next(0, BstrOut(name), value.Receive(), nullptr, nullptr);
+        hr = instance->Next(0, Out(name), value.Receive(), nullptr, nullptr);
         if (hr != WBEM_S_NO_ERROR) break;
         if (_wcsicmp(name.get(), kPropertyName) != 0) continue;
         *text = WmiPropertyText(value.Get());
@@ -104,7 +104,7 @@ std::wstring JoinedElements(SAFEARRAY* array) {
     if (FAILED(SafeArrayGetLBound(array, 1, &first)) || FAILED(SafeArrayGetUBound(array, 1, &last))) return text;
     for (LONG i = first; i <= last; ++i) {
         UniqueBstr element;
-        const HRESULT hr = SafeArrayGetElement(array, &i, BstrOut(element));
+        const HRESULT hr = SafeArrayGetElement(array, &i, static_cast<BSTR*>(Out(element)));
         if (SUCCEEDED(hr) && element) text += element.get();
     }
     return text;

@@ -7,12 +7,11 @@
 
 namespace qsn {
 
-// Owner of a Win32 resource: `Traits` names the handle type, its invalid value and how it is closed. Resources whose
-// invalid values differ are different types.
-template <class Traits>
+// Owner of a Win32 resource that goes back to `close`, with 0 or null for none. Each use is a type of its own.
+template <class Handle, auto close>
 class UniqueResource {
 public:
-    using Value = typename Traits::Value;
+    using Value = Handle;
 
     UniqueResource() noexcept = default;
     explicit UniqueResource(Value value) noexcept : m_value(value) {}
@@ -26,12 +25,12 @@ public:
     ~UniqueResource() { Reset(); }
 
     Value Get() const noexcept { return m_value; }
-    explicit operator bool() const noexcept { return m_value != Traits::kInvalid; }
+    explicit operator bool() const noexcept { return m_value != Value{}; }
 
-    Value Detach() noexcept { return std::exchange(m_value, Traits::kInvalid); }
-    void Reset(Value value = Traits::kInvalid) noexcept {
+    Value Detach() noexcept { return std::exchange(m_value, Value{}); }
+    void Reset(Value value = Value{}) noexcept {
         const Value old = std::exchange(m_value, value);
-        if (old != Traits::kInvalid) Traits::Close(old);
+        if (old != Value{}) close(old);
     }
     // For functions that hand a new resource out through a pointer.
     Value* Receive() noexcept {
@@ -40,34 +39,12 @@ public:
     }
 
 private:
-    Value m_value = Traits::kInvalid;
+    Value m_value{};
 };
 
-struct KernelHandleTraits {
-    using Value = HANDLE;
-    static constexpr Value kInvalid = nullptr;
-    static void Close(Value value) noexcept { CloseHandle(value); }
-};
-using UniqueHandle = UniqueResource<KernelHandleTraits>;
-
-struct RegistryKeyTraits {
-    using Value = HKEY;
-    static constexpr Value kInvalid = nullptr;
-    static void Close(Value value) noexcept { RegCloseKey(value); }
-};
-using UniqueRegistryKey = UniqueResource<RegistryKeyTraits>;
-
-struct ModuleTraits {
-    using Value = HMODULE;
-    static constexpr Value kInvalid = nullptr;
-    static void Close(Value value) noexcept { FreeLibrary(value); }
-};
-using UniqueModule = UniqueResource<ModuleTraits>;
-
-// Deleter of memory that the system hands out and wants back through LocalFree.
-struct LocalFreeDeleter {
-    void operator()(void* memory) const noexcept { LocalFree(memory); }
-};
+using UniqueHandle = UniqueResource<HANDLE, CloseHandle>;
+using UniqueRegistryKey = UniqueResource<HKEY, RegCloseKey>;
+using UniqueModule = UniqueResource<HMODULE, FreeLibrary>;
 
 // The function `name` of `module` as `Function`, null if the module lacks it.
 template <class Function>

@@ -2,13 +2,12 @@
 
 #include <memory>
 
+#include "Utility/Deleter.h"
+
 namespace qsn {
 namespace {
 
-struct ChainDeleter {
-    void operator()(const CERT_CHAIN_CONTEXT* chain) const noexcept { CertFreeCertificateChain(chain); }
-};
-using UniqueChain = std::unique_ptr<const CERT_CHAIN_CONTEXT, ChainDeleter>;
+using UniqueChain = std::unique_ptr<const CERT_CHAIN_CONTEXT, Deleter<CertFreeCertificateChain>>;
 
 UniqueChain BuildChain(PCCERT_CONTEXT leaf, DWORD flags) noexcept {
     char usage[] = szOID_PKIX_KP_SERVER_AUTH;

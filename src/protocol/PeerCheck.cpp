@@ -11,16 +11,14 @@
 #include <memory>
 #include <span>
 
+#include "Utility/Deleter.h"
 #include "Utility/Text.h"
 #include "protocol/CertificateCheck.h"
 
 namespace qsn {
 namespace {
 
-struct CertificateDeleter {
-    void operator()(const CERT_CONTEXT* certificate) const noexcept { CertFreeCertificateContext(certificate); }
-};
-using UniqueCertificate = std::unique_ptr<const CERT_CONTEXT, CertificateDeleter>;
+using UniqueCertificate = std::unique_ptr<const CERT_CONTEXT, Deleter<CertFreeCertificateContext>>;
 
 constexpr DWORD kTls12AndLater = SP_PROT_TLS1_2_CLIENT | SP_PROT_TLS1_3_CLIENT;
 

@@ -1,0 +1,14 @@
+#pragma once
+
+namespace qsn {
+
+// For a std::unique_ptr whose object goes back to `function`.
+template <auto function>
+struct Deleter {
+    template <class Object>
+    void operator()(Object* object) const noexcept {
+        function(object);
+    }
+};
+
+}  // namespace qsn
