@@ -14,10 +14,10 @@ namespace qsn::bench {
 // program, started with "--child NAME".
 
 void AddChild(const char* name, std::function<Figures()> measure);
-// In the child: writes what the named one measured. False where nobody has added it.
+// In the child: writes what the named one measured. False if it has not been added.
 bool RunAsChild(const std::string& name);
 
-// In the parent: what a child measured. Throws std::runtime_error where it failed.
+// In the parent: what a child measured. Throws std::runtime_error if it failed.
 Figures FiguresOfChild(const std::string& name);
 
 // A child that stays until destruction ends it. The constructor returns when it has called `TellReady`.

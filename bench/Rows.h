@@ -40,7 +40,7 @@ struct Pair {
 // `make` is called when the row's turn comes; what the pair holds lives until its end.
 void AddPair(const RowText& text, const Effort& effort, std::function<Pair<Step>()> make);
 void AddTimedPair(const RowText& text, const Effort& effort, std::function<Pair<TimedStep>()> make);
-// Figures that are no times, or that need processes of their own.
+// Figures that are not times, or that need processes of their own.
 void AddFigures(const RowText& text, Unit unit, std::function<Figures()> measure);
 
 // The same thing at growing sizes; `seconds` is measured a few times for each.

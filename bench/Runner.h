@@ -25,7 +25,7 @@ struct SeriesResult {
     const char* what;
     std::vector<Point> points;
 
-    // By least squares over the logarithms: 1 where the time grows as the size does.
+    // By least squares over the logarithms: 1 if the time grows as the size does.
     double Slope() const;
 };
 

@@ -45,7 +45,7 @@ public:
     IPVSubscription2& Qsn() { return *m_qsn; }
     CountingHost& Host() { return m_callback; }
     void SignIn();
-    // Returns when the callback came; throws std::runtime_error where it brought no user.
+    // Returns when the callback came; throws std::runtime_error if it brought no user.
     void FetchUser();
     // The worker is in a callback when this returns, and stays there until LetWorkerGo().
     void HoldWorker();

@@ -19,7 +19,7 @@ struct Footprint {
 // How much more than after the settling time a process may take at the end. Private bytes come in large steps.
 inline constexpr Footprint kMostGrowth{std::size_t{16} << 20, std::size_t{1} << 20, 8, 2};
 
-// The growth in words; sets *tooMuch where it is beyond the bound.
+// The growth in words; sets *tooMuch if it is beyond the bound.
 std::string GrowthText(const Footprint& before, const Footprint& now, bool* tooMuch);
 
 }  // namespace qsn::soak

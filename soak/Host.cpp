@@ -37,7 +37,7 @@ void Print(const HostOptions& options, const std::string& text) {
     std::fflush(stdout);
 }
 
-// Ends the process where the work under way takes longer than any fault explains.
+// Ends the process if the work under way takes longer than any fault explains.
 class Watchdog {
 public:
     explicit Watchdog(const HostOptions& options) : m_thread([this, &options] { Watch(options); }) {}

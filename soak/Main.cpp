@@ -125,7 +125,7 @@ int CountEnded(const std::array<HANDLE, kHosts>& hosts) {
         std::ranges::count_if(hosts, [](HANDLE host) { return WaitForSingleObject(host, 0) == WAIT_OBJECT_0; }));
 }
 
-// False where a host has failed, crashed, or still runs.
+// False if a host has failed, crashed, or still runs.
 bool HasEndedWell(HANDLE host, int index) {
     DWORD code = STILL_ACTIVE;
     GetExitCodeProcess(host, &code);
