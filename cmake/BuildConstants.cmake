@@ -10,8 +10,9 @@ foreach(host IN ITEMS QSN_SERVICE_HOST QSN_STAGING_SERVICE_HOST QSN_MEMBER_HOST 
     set(label "[A-Za-z0-9]([A-Za-z0-9-]*[A-Za-z0-9])?")
     string(LENGTH "${${host}}" length)
     if(NOT "${${host}}" MATCHES "^${label}(\\.${label})*$" OR length GREATER 253)
-        message(FATAL_ERROR "${host} is no host name: \"${${host}}\"")
+        message(FATAL_ERROR "${host} is not a host name: \"${${host}}\"")
     endif()
+    string(TOLOWER "${${host}}" ${host})
 endforeach()
 
 string(REPEAT "[0-9A-F]" 4 hex4)

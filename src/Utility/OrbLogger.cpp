@@ -25,55 +25,55 @@ OrbLogger::~OrbLogger() {
     if (m_initialised) Uninit(1);
 }
 
-std::int32_t OrbLogger::Load() noexcept {
+void OrbLogger::Load() noexcept {
     const std::lock_guard lock(m_lock);
     m_module.Reset(LoadLibraryExW(L"Orb.dll", nullptr, LOAD_WITH_ALTERED_SEARCH_PATH));
-    return IsLoaded() ? S_OK : HRESULT{kNotLoaded};
 }
 
-std::int32_t OrbLogger::Load(const wchar_t* folder) noexcept {
+void OrbLogger::Load(const std::wstring& folder) noexcept {
     const std::lock_guard lock(m_lock);
-    if (!folder) return kNoFolder;
-    return Guarded([&] {
-        const std::wstring path = std::wstring(folder) + L"\\Orb.dll";
-        if (!PathFileExistsW(path.c_str())) return E_INVALIDARG;
+    Guarded([&] {
+        const std::wstring path = folder + L"\\Orb.dll";
+        if (!PathFileExistsW(path.c_str())) return S_FALSE;
         m_module.Reset();
         m_module.Reset(LoadLibraryExW(path.c_str(), nullptr, 0));
-        return IsLoaded() ? S_OK : HRESULT{kNotLoaded};
+        return S_OK;
     });
 }
 
-std::int32_t OrbLogger::Init(const wchar_t* parameters) noexcept {
+void OrbLogger::Init(const wchar_t* parameters) noexcept {
     const std::lock_guard lock(m_lock);
-    if (!IsLoaded()) return kNotLoaded;
-    const auto init = FindFunction<OrbInit>(m_module.Get(), "Orb_Init");
-    if (!init) return kNoEntryPoint;
-    m_initialised = 1;
-    return init(kApplicationGuid, parameters);
+    const auto init = EntryPoint<OrbInit>("Orb_Init");
+    if (!init) return;
+    m_initialised = true;
+    init(kApplicationGuid, parameters);
 }
 
-std::int32_t OrbLogger::Log(const wchar_t* message) noexcept {
+void OrbLogger::Log(const wchar_t* message) noexcept {
     const std::lock_guard lock(m_lock);
-    if (!IsLoaded()) return kNotLoaded;
-    if (!message) return kNoMessage;
-    const auto log = FindFunction<OrbLog>(m_module.Get(), "Orb_Log");
-    return log ? log(kProductTag, message) : kNoEntryPoint;
+    if (const auto log = EntryPoint<OrbLog>("Orb_Log")) log(kProductTag, message);
 }
 
-std::int32_t OrbLogger::LogA(const char* message) noexcept {
+void OrbLogger::LogA(const char* message) noexcept {
     const std::lock_guard lock(m_lock);
-    // Without a module a line costs no conversion.
-    if (!IsLoaded() || !message) return Log(nullptr);
-    return Guarded([&] { return HRESULT{Log(Utf8ToWide(message).c_str())}; });
+    if (!IsLoaded()) return;  // a line costs no conversion then
+    Guarded([&] {
+        Log(Utf8ToWide(message).c_str());
+        return S_OK;
+    });
 }
 
-std::int32_t OrbLogger::Uninit(std::uint32_t reason) noexcept {
+void OrbLogger::Uninit(std::uint32_t reason) noexcept {
     const std::lock_guard lock(m_lock);
-    if (!IsLoaded()) return kNotLoaded;
-    const auto uninit = FindFunction<OrbUninit>(m_module.Get(), "Orb_Uninit");
-    if (!uninit) return kNoEntryPoint;
-    m_initialised = 0;
-    return uninit(reason);
+    const auto uninit = EntryPoint<OrbUninit>("Orb_Uninit");
+    if (!uninit) return;
+    m_initialised = false;
+    uninit(reason);
+}
+
+template <class Function>
+Function* OrbLogger::EntryPoint(const char* name) const noexcept {
+    return IsLoaded() ? FindFunction<Function>(m_module.Get(), name) : nullptr;
 }
 
 bool OrbLogger::IsLoaded() const noexcept {

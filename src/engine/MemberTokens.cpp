@@ -7,11 +7,11 @@
 #include <utility>
 
 #include "Utility/Jwt.h"
-#include "Utility/RegistryResult.h"
 #include "Utility/Trace.h"
 #include "Utility/WipeAtEnd.h"
 #include "protocol/ResultCodes.h"
 #include "sso/ConditionalChanges.h"
+#include "sso/SharedValues.h"
 #include "sso/TokenStore.h"
 
 namespace qsn {
@@ -192,7 +192,7 @@ HRESULT MemberTokens::LearnMemberId(std::uint64_t memberId) {
 }
 
 Outcome<std::string> MemberTokens::CommunicateToMemberAuth(RequestType type, const std::string& strJsonData) {
-    const std::string serverapi = GetServerURL(type, m_state.useTestbed, m_state.memberId);
+    const ServerURL serverapi = GetServerURL(type, m_state.useTestbed, m_state.memberId);
     TraceA("Start to communicate to Server\n");
     Outcome<SignedReply> reply =
         m_exchange.CommunicateToServer(serverapi, strJsonData, "Quillfern/" + m_state.productSID);

@@ -64,7 +64,7 @@ bool QSNThreadContext::InitOnThread() {
     if (m_pRoutineTimer) m_pRoutineTimer->Run();
     return SUCCEEDED(Guarded([&] {
         m_usageLog.Load();
-        if (!m_strUsageLogFolder.empty()) m_usageLog.Load(m_strUsageLogFolder.c_str());
+        if (!m_strUsageLogFolder.empty()) m_usageLog.Load(m_strUsageLogFolder);
         DeviceText deviceId = {};
         GetDeviceId(deviceId, nullptr, m_exchange.Client().BreakOffEvent());
         m_strDeviceId = deviceId;

@@ -87,7 +87,7 @@ Outcome<ReplyPayload> QSNThreadContext::RunOnlineOperation(const OnlineOperation
     if (FAILED(body.result)) return {body.result};
 
     TraceA("%s: CommunicateToServer\n", operation.nameInSendTrace);
-    const std::string serverapi = GetServerURL(operation.type, m_state.useTestbed, m_state.memberId);
+    const ServerURL serverapi = GetServerURL(operation.type, m_state.useTestbed, m_state.memberId);
     TraceA("Start to communicate to Server\n");
     const Outcome<SignedReply> reply = m_exchange.CommunicateToServer(serverapi, body.value);
     const HRESULT sent = HandOn(

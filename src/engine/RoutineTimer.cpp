@@ -9,12 +9,12 @@
 namespace qsn {
 namespace {
 
-constexpr std::uint32_t kCheckTokenEntry = 1;
-constexpr std::uint32_t kNever = std::numeric_limits<std::uint32_t>::max();
 constexpr DWORD kTick = 100;  // ms
 constexpr std::uint32_t kTicksPerSecond = 10;
 
-std::uint32_t Ticks(std::uint32_t seconds) { return std::min(seconds, kNever / kTicksPerSecond) * kTicksPerSecond; }
+std::uint32_t Ticks(std::uint32_t seconds) {
+    return std::min(seconds, std::numeric_limits<std::uint32_t>::max() / kTicksPerSecond) * kTicksPerSecond;
+}
 
 }  // namespace
 
@@ -24,7 +24,7 @@ HRESULT RoutineTimer::Init(RoutineTimerCallback* callback) {
     TraceA("RoutineTimer::Init");
     const std::lock_guard lock(m_timerLock);
     if (m_initialised) return S_OK;
-    m_entries = {{kCheckTokenEntry, false, kNever, kNever, kRoutineEventCheckToken}};
+    m_enabled = false;
     m_callback = callback;
     m_initialised = true;
     return S_OK;
@@ -51,18 +51,17 @@ HRESULT RoutineTimer::Uninit() {
 HRESULT RoutineTimer::SetRoutine(std::uint32_t /*event*/, bool enable, std::uint32_t interval) {
     const std::lock_guard lock(m_timerLock);
     if (enable && interval == 0) return E_INVALIDARG;
-    const auto entry = std::ranges::find(m_entries, kCheckTokenEntry, &RoutineEntry::id);
-    if (entry == m_entries.end()) return E_NOTIMPL;
-    entry->enabled = enable;
-    entry->interval = interval;
-    entry->countdown = Ticks(interval);
+    if (!m_initialised) return E_NOTIMPL;
+    m_enabled = enable;
+    m_interval = interval;
+    m_countdown = Ticks(interval);
     return S_OK;
 }
 
 void RoutineTimer::Forget() noexcept {
     m_initialised = false;
     m_callback = nullptr;
-    m_entries.clear();
+    m_enabled = false;
 }
 
 DWORD RoutineTimer::ThreadProc() {
@@ -76,11 +75,9 @@ DWORD RoutineTimer::ThreadProc() {
 
 void RoutineTimer::Tick() {
     const std::lock_guard lock(m_timerLock);
-    for (RoutineEntry& entry : m_entries) {
-        if (!entry.enabled || --entry.countdown != 0) continue;
-        if (m_callback) m_callback->RoutineTimerCallbackEvent(entry.event, nullptr);
-        entry.countdown = Ticks(entry.interval);
-    }
+    if (!m_enabled || --m_countdown != 0) return;
+    m_callback->RoutineTimerCallbackEvent(kRoutineEventCheckToken, nullptr);
+    m_countdown = Ticks(m_interval);
 }
 
 }  // namespace qsn

@@ -3,7 +3,6 @@
 #include <windows.h>
 
 #include <cstdint>
-#include <vector>
 
 #include "Utility/Win32Owners.h"
 #include "thread/PVWorkerThread.h"
@@ -22,7 +21,7 @@ protected:
     ~RoutineTimerCallback() = default;
 };
 
-// Counts routine entries down in ticks of 100 ms on a thread of its own. There is one entry, the token check.
+// Counts the time to the next token check down in ticks of 100 ms, on a thread of its own.
 // Any thread but the timer's own may call. Its lock is never held while anybody waits.
 class RoutineTimer final : public PVWorkerThread {
 public:
@@ -46,21 +45,15 @@ public:
     DWORD ThreadProc() override;
 
 private:
-    struct RoutineEntry {
-        std::uint32_t id;
-        bool enabled;
-        std::uint32_t interval;   // s
-        std::uint32_t countdown;  // ticks
-        std::uint32_t event;
-    };
-
     void Forget() noexcept;
     void Tick();
 
     CriticalSection m_timerLock;  // guards what follows; the callback is called under it
     bool m_initialised = false;
     RoutineTimerCallback* m_callback = nullptr;
-    std::vector<RoutineEntry> m_entries;
+    bool m_enabled = false;         // the token check
+    std::uint32_t m_interval = 0;   // s
+    std::uint32_t m_countdown = 0;  // ticks
 };
 
 }  // namespace qsn

@@ -3,16 +3,17 @@
 #include <qsn/BuildConstants.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace qsn {
 namespace {
 
-std::string ServiceURL(bool useTestbed, std::string_view path) {
-    return std::string("https://").append(useTestbed ? kStagingServiceHost : kServiceHost).append(path);
+ServerURL ServiceURL(bool useTestbed, std::string path) {
+    return {useTestbed ? kStagingServiceHost : kServiceHost, std::move(path)};
 }
 
-std::string MemberURL(bool useTestbed, std::string_view path) {
-    return std::string("https://").append(useTestbed ? kStagingMemberHost : kMemberHost).append(path);
+ServerURL MemberURL(bool useTestbed, std::string path) {
+    return {useTestbed ? kStagingMemberHost : kMemberHost, std::move(path)};
 }
 
 constexpr std::size_t kLongestIdentifier = 20;  // digits, of a number of 64 bits
@@ -24,19 +25,20 @@ bool IsIdentifier(std::string_view text) {
 
 }  // namespace
 
-std::string GetServerURL(RequestType type, bool useTestbed, std::string_view memberId) {
+ServerURL GetServerURL(RequestType type, bool useTestbed, std::string_view memberId) {
     switch (type) {
         case RequestType::kQueryGIQuota: return ServiceURL(useTestbed, "/qsn/service/gi_count/query");
         case RequestType::kLogGIQuota: return ServiceURL(useTestbed, "/qsn/service/gi_count/log");
         case RequestType::kGetProductListV2: return ServiceURL(useTestbed, "/qsn/service/v2/getProductList");
         case RequestType::kInitMemberAuth: return MemberURL(useTestbed, "/member-auth/v1/init");
         case RequestType::kRefreshMemberToken:
-            return MemberURL(useTestbed, "/member-auth/v1/refresh/")
-                .append(IsIdentifier(memberId) ? memberId : "00000000");
+            return MemberURL(
+                useTestbed,
+                std::string("/member-auth/v1/refresh/").append(IsIdentifier(memberId) ? memberId : "00000000"));
         default: return ServiceURL(useTestbed, "/qsn/service/request");
     }
 }
 
-std::string LoginPageURL(bool useTestbed) { return ServiceURL(useTestbed, "/qsn/page/login"); }
+std::string LoginPageURL(bool useTestbed) { return ServiceURL(useTestbed, "/qsn/page/login").Text(); }
 
 }  // namespace qsn

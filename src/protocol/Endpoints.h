@@ -18,9 +18,17 @@ enum class RequestType {
     kRefreshMemberToken = 20,
 };
 
+// An address of the service. The scheme is https, the port its own.
+struct ServerURL {
+    std::string host;
+    std::string path;
+
+    std::string Text() const { return "https://" + host + path; }
+};
+
 // The address that a request is posted to. `memberId` is part of it for kRefreshMemberToken only, and only if it is a
 // number: anything else could lead to another place.
-std::string GetServerURL(RequestType type, bool useTestbed, std::string_view memberId);
+ServerURL GetServerURL(RequestType type, bool useTestbed, std::string_view memberId);
 
 // The login page, without its query.
 std::string LoginPageURL(bool useTestbed);

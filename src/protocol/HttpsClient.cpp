@@ -112,7 +112,7 @@ struct HttpsClient::Exchange {
         auto& exchange = *static_cast<Exchange*>(data);
         CURL* const easy = exchange.client.m_easy.get();
         exchange.requestLeft = exchange.Noted([&] {
-            exchange.refusal = exchange.client.m_peerCheck.Check(easy, exchange.request.hostName);
+            exchange.refusal = exchange.client.m_peerCheck.Check(easy, exchange.request.url.host);
             return exchange.refusal == TransferError::kNone;
         });
         if (exchange.requestLeft) return CURL_PREREQFUNC_OK;
@@ -154,7 +154,7 @@ struct HttpsClient::Exchange {
         Set(easy, CURLOPT_WRITEDATA, static_cast<void*>(this));
     }
     void PrepareRequest(CURL* easy) {
-        Set(easy, CURLOPT_URL, ("https://" + request.hostName + request.objectPath).c_str());
+        Set(easy, CURLOPT_URL, request.url.Text().c_str());
         Set(easy, CURLOPT_PATH_AS_IS, 1L);
         for (const std::string& line : request.headers) Append(headers, line);
         Append(headers, "Expect:");  // a large body does not wait for the service's leave
@@ -203,7 +203,7 @@ HRESULT HttpsClient::RunExchange(const HttpRequestInfo& request, SignedReply* re
     if (!m_isBrokenOff) {
         if (!Open()) return E_OUTOFMEMORY;
         exchange.Prepare(m_easy.get());
-        for (const std::string& proxy : m_proxySettings.For(request.hostName, m_breakOff.Get(), kTimeToFindProxy)) {
+        for (const std::string& proxy : m_proxySettings.For(request.url.host, m_breakOff.Get(), kTimeToFindProxy)) {
             error = TryWay(proxy, exchange);
             if (exchange.requestLeft || !IsConnectFailure(error)) break;
         }
@@ -237,7 +237,7 @@ bool HttpsClient::Open() {
 
 // `proxy` is empty for the way without one.
 TransferError HttpsClient::TryWay(const std::string& proxy, Exchange& exchange) {
-    const Endpoint next = proxy.empty() ? Endpoint{exchange.request.hostName, "443"} : EndpointOf(proxy);
+    const Endpoint next = proxy.empty() ? Endpoint{exchange.request.url.host, "443"} : EndpointOf(proxy);
     if (next.host.empty()) return TransferError::kName;
     UniqueCurlList known;
     // libcurl is never left to resolve a name: it would do so on a thread of its own, or hold everything up.

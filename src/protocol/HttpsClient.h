@@ -11,6 +11,7 @@
 #include "Utility/Win32Owners.h"
 #include "protocol/CurlLibrary.h"
 #include "protocol/CurlOwners.h"
+#include "protocol/Endpoints.h"
 #include "protocol/NameResolution.h"
 #include "protocol/PeerCheck.h"
 #include "protocol/ProxySettings.h"
@@ -21,8 +22,7 @@ namespace qsn {
 
 // A POST to port 443.
 struct HttpRequestInfo {
-    std::string hostName;
-    std::string objectPath;
+    ServerURL url;
     std::vector<std::string> headers;  // "Name: value" each, in the order in which they leave
     std::string_view body;
 };

@@ -6,7 +6,6 @@
 #include "Utility/Trace.h"
 #include "protocol/KeyProvider.h"
 #include "protocol/ResultCodes.h"
-#include "protocol/ServerURL.h"
 
 namespace qsn {
 namespace {
@@ -21,19 +20,18 @@ std::vector<std::string> Headers(const AuthenticationPair& pair, const std::stri
 
 }  // namespace
 
-Outcome<SignedReply> ServiceExchange::CommunicateToServer(const std::string& url, std::string_view body,
+Outcome<SignedReply> ServiceExchange::CommunicateToServer(const ServerURL& url, std::string_view body,
                                                           const std::string& userAgent) {
     AuthenticationPair pair;
     const ProvidedKey requestKey(KeySlot::kRequest);
     if (FAILED(m_authentication.GenerateTokenAndDigest(requestKey.Blob(), body, &pair))) return {kRequestNotSigned};
-    SplitURL parts = SplitServerURL(url);
-    const HttpRequestInfo request{std::move(parts.host), std::move(parts.path), Headers(pair, userAgent), body};
+    const HttpRequestInfo request{url, Headers(pair, userAgent), body};
 
     TraceA("Send data to Server\n");
     SignedReply reply;
     const HRESULT hr = m_client.SendHttpsRequest(request, &reply);
     if (SUCCEEDED(hr)) return {hr, std::move(reply)};
-    TraceA("Send http request to server failed hr = %x, %s\n", static_cast<unsigned>(hr), url.c_str());
+    TraceA("Send http request to server failed hr = %x, %s\n", static_cast<unsigned>(hr), url.Text().c_str());
     m_usageLog.Log(L"Send http request to server failed");
     return {hr};
 }

@@ -7,6 +7,7 @@
 
 #include "Utility/OrbLogger.h"
 #include "Utility/Outcome.h"
+#include "protocol/Endpoints.h"
 #include "protocol/HttpsClient.h"
 #include "protocol/MessageAuthentication.h"
 
@@ -20,7 +21,7 @@ public:
 
     // Posts `body` to `url`, as `userAgent` if that is not empty: the service takes a request with one for a
     // member-auth call. kRequestNotSigned, or a failure of `HttpsClient::SendHttpsRequest`; the reply is empty then.
-    Outcome<SignedReply> CommunicateToServer(const std::string& url, std::string_view body,
+    Outcome<SignedReply> CommunicateToServer(const ServerURL& url, std::string_view body,
                                              const std::string& userAgent = {});
 
     // Whether the service has made the reply. kReplyNotAuthentic if not; E_OUTOFMEMORY if that could not be found out.

@@ -2,7 +2,6 @@
 
 #include <string>
 
-#include "Utility/RegistryResult.h"
 #include "Utility/SecretText.h"
 #include "sso/SharedValues.h"
 #include "sso/SharedValuesLock.h"

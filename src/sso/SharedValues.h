@@ -9,6 +9,10 @@
 
 namespace qsn {
 
+// The registry's own error numbers are positive, and FAILED takes them for successes. For results that stay inside the
+// library; hosts know the numbers as they are.
+constexpr HRESULT FromRegistry(HRESULT result) { return result > 0 ? HRESULT_FROM_WIN32(result) : result; }
+
 // The values of the user's registry key that the suite's applications share. Any of them may change or vanish at any
 // moment, so each function is one access to one value and returns the registry's own error number.
 
