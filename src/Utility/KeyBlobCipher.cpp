@@ -21,8 +21,14 @@ std::size_t BlockSize(HCRYPTKEY key) {
     return bits / 8;
 }
 
-void Fill(std::uint8_t* output, std::size_t capacity, std::span<const std::uint8_t> input) {
-    std::fill(std::ranges::copy(input, output).out, output + capacity, std::uint8_t{0});
+// What both directions begin with: the key, and the input in the output buffer with zeroes behind it.
+HRESULT Prepare(const UniqueCryptProvider& provider, const KeyBlob& blob, std::span<const std::uint8_t> input,
+                std::span<std::uint8_t> output, UniqueCryptKey* key) {
+    if (output.size() < input.size()) return E_INVALIDARG;
+    if (!provider) return E_UNEXPECTED;
+    std::fill(std::ranges::copy(input, output.begin()).out, output.end(), std::uint8_t{0});
+    *key = ImportKey(provider.Get(), blob);
+    return *key ? S_OK : E_FAIL;
 }
 
 }  // namespace
@@ -39,11 +45,9 @@ HRESULT EncryptWithKeyBlob(const UniqueCryptProvider& provider, const KeyBlob& k
                            std::span<const std::uint8_t, kKeyBlobBlockSize> block, std::uint8_t* output,
                            std::uint32_t* capacity) {
     if (!output || !capacity) return E_POINTER;
-    if (*capacity < block.size()) return E_INVALIDARG;
-    if (!provider) return E_UNEXPECTED;
-    Fill(output, *capacity, block);
-    const UniqueCryptKey imported = ImportKey(provider.Get(), key);
-    if (!imported) return E_FAIL;
+    UniqueCryptKey imported;
+    const HRESULT hr = Prepare(provider, key, block, {output, *capacity}, &imported);
+    if (FAILED(hr)) return hr;
     DWORD length = static_cast<DWORD>(block.size());
     if (!CryptEncrypt(imported.Get(), 0, TRUE, 0, output, &length, *capacity)) return E_FAIL;
     *capacity = length;
@@ -53,12 +57,11 @@ HRESULT EncryptWithKeyBlob(const UniqueCryptProvider& provider, const KeyBlob& k
 HRESULT DecryptWithKeyBlob(const UniqueCryptProvider& provider, const KeyBlob& key,
                            std::span<const std::uint8_t> ciphertext, std::uint8_t* output, std::uint32_t* capacity) {
     if (!ciphertext.data() || !output || !capacity) return E_POINTER;
-    if (*capacity < ciphertext.size()) return E_INVALIDARG;
-    if (!provider) return E_UNEXPECTED;
-    Fill(output, *capacity, ciphertext);
-    const UniqueCryptKey imported = ImportKey(provider.Get(), key);
+    UniqueCryptKey imported;
+    const HRESULT hr = Prepare(provider, key, ciphertext, {output, *capacity}, &imported);
+    if (FAILED(hr)) return hr;
     // Not left to CryptDecrypt: there are providers that work on a whole block, beyond the end of a shorter buffer.
-    if (!imported || BlockSize(imported.Get()) != ciphertext.size()) return E_FAIL;
+    if (BlockSize(imported.Get()) != ciphertext.size()) return E_FAIL;
     DWORD length = static_cast<DWORD>(ciphertext.size());
     if (!CryptDecrypt(imported.Get(), 0, TRUE, 0, output, &length)) return E_FAIL;
     if (length < *capacity) output[length] = 0;

@@ -76,12 +76,13 @@ private:
     HRESULT SetExtendData(void* data, uint32_t* length);
     HRESULT EnableCheckTokenRoutine(void* data, uint32_t* length);
     HRESULT UseTestbed(void* data, uint32_t* length);
-    HRESULT QueryQuota(void* data, uint32_t* length);
-    HRESULT LogQuota(void* data, uint32_t* length);
+    template <class Task>
+    HRESULT RunCommand(void* data, uint32_t* length);
     template <class Task>
     HRESULT RunSwitchTask(const void* data, const wchar_t* name);
-    // Waits for the task: its result, or QSN_RETURN_E_TIMEOUT.
-    HRESULT ResultOf(QSNWorkerThread& worker, const std::shared_ptr<QSNTaskBase>& task);
+    // Waits for the task: its result, QSN_RETURN_E_NOT_INITIALIZED or QSN_RETURN_E_TIMEOUT.
+    template <class Task, class... Arguments>
+    HRESULT Run(Arguments... arguments);
 
     // What is done about an event of another application.
     HRESULT SignInFromStore(const char* data);

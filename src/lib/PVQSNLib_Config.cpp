@@ -62,8 +62,8 @@ HRESULT STDMETHODCALLTYPE PVQSNLib::Config(int32_t id, void* data, uint32_t* len
         ConfigurationItem{QSNCFG_SET_EXTEND_DATA, &PVQSNLib::SetExtendData},
         ConfigurationItem{QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE, &PVQSNLib::EnableCheckTokenRoutine},
         ConfigurationItem{QSNCFG_USE_TESTBED, &PVQSNLib::UseTestbed},
-        ConfigurationItem{QSNCFG_GI_QUERY, &PVQSNLib::QueryQuota},
-        ConfigurationItem{QSNCFG_GI_LOG, &PVQSNLib::LogQuota},
+        ConfigurationItem{QSNCFG_GI_QUERY, &PVQSNLib::RunCommand<GIQueryTask>},
+        ConfigurationItem{QSNCFG_GI_LOG, &PVQSNLib::RunCommand<GILogTask>},
         ConfigurationItem{QSNCFG_SET_MEMBER_TOKEN, &PVQSNLib::SetMemberToken},
         ConfigurationItem{QSNCFG_SET_REFRESH_TOKEN, &PVQSNLib::SetRefreshToken},
         ConfigurationItem{QSNCFG_GET_MEMBER_TOKEN, &PVQSNLib::GetMemberToken},
@@ -87,17 +87,12 @@ HRESULT PVQSNLib::SetLogFolder(void* data, uint32_t*) {
 }
 
 HRESULT PVQSNLib::SetLanguage(void* data, uint32_t*) {
-    const std::shared_ptr<QSNWorkerThread> worker = Worker();
-    if (!worker) return QSN_RETURN_E_NOT_INITIALIZED;
-    if (!data) return E_INVALIDARG;
-    return ResultOf(*worker, std::make_shared<ConfigLangTask>(static_cast<const wchar_t*>(data)));
+    if (!data) return Worker() ? E_INVALIDARG : QSN_RETURN_E_NOT_INITIALIZED;
+    return Run<ConfigLangTask>(static_cast<const wchar_t*>(data));
 }
 
 HRESULT PVQSNLib::SetPlatformInfo(void* data, uint32_t*) {
-    const std::shared_ptr<QSNWorkerThread> worker = Worker();
-    if (!worker) return QSN_RETURN_E_NOT_INITIALIZED;
-    const uint32_t platform = data ? *static_cast<const uint32_t*>(data) : 0;
-    return ResultOf(*worker, std::make_shared<SetPlatformInfoTask>(platform));
+    return Run<SetPlatformInfoTask>(data ? *static_cast<const uint32_t*>(data) : 0);
 }
 
 HRESULT PVQSNLib::SetExtendData(void* data, uint32_t*) {
@@ -133,19 +128,17 @@ HRESULT PVQSNLib::UseTestbed(void* data, uint32_t*) {
     return RunSwitchTask<EnableTestbedServerTask>(data, L"QSNCFG_USE_TESTBED");
 }
 
-HRESULT PVQSNLib::QueryQuota(void*, uint32_t*) {
-    const std::shared_ptr<QSNWorkerThread> worker = Worker();
-    return worker ? ResultOf(*worker, std::make_shared<GIQueryTask>()) : QSN_RETURN_E_NOT_INITIALIZED;
+template <class Task>
+HRESULT PVQSNLib::RunCommand(void*, uint32_t*) {
+    return Run<Task>();
 }
 
-HRESULT PVQSNLib::LogQuota(void*, uint32_t*) {
+template <class Task, class... Arguments>
+HRESULT PVQSNLib::Run(Arguments... arguments) {
     const std::shared_ptr<QSNWorkerThread> worker = Worker();
-    return worker ? ResultOf(*worker, std::make_shared<GILogTask>()) : QSN_RETURN_E_NOT_INITIALIZED;
-}
-
-HRESULT PVQSNLib::ResultOf(QSNWorkerThread& worker, const std::shared_ptr<QSNTaskBase>& task) {
+    if (!worker) return QSN_RETURN_E_NOT_INITIALIZED;
     HRESULT result = S_OK;
-    const HRESULT hr = RunAndWait(worker, task, &result);
+    const HRESULT hr = RunAndWait(*worker, std::make_shared<Task>(arguments...), &result);
     return FAILED(hr) ? hr : result;
 }
 

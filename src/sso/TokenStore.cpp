@@ -131,14 +131,8 @@ HRESULT TokenStore::SetMemberToken(std::string_view token) {
     return Guarded([&] {
         const std::string text(UpToNul(token));
         TraceA("SetMemberToken: %s", text.empty() ? "NULL" : text.c_str());
-        if (text.empty()) {
-            const HRESULT hr = DeleteSharedValue(kMemberValue);
-            if (hr == S_OK) m_member.Forget();
-            return hr;
-        }
-        const HRESULT hr = WriteEncoded(kMemberValue, BytesOf(text), kTextCapacity);
-        if (hr == S_OK) m_member.Remember(text);
-        return hr;
+        return m_member.Changed(text, text.empty() ? DeleteSharedValue(kMemberValue)
+                                                   : WriteEncoded(kMemberValue, BytesOf(text), kTextCapacity));
     });
 }
 
@@ -146,15 +140,9 @@ HRESULT TokenStore::SetRefreshToken(std::string_view token) {
     const std::lock_guard lock(m_storeLock);
     return Guarded([&] {
         const std::string_view text = UpToNul(token);
-        if (text.empty()) {
-            TraceA("SetRefreshToken: NULL");
-            const HRESULT hr = DeleteSharedValue(kRefreshValue);
-            if (hr == S_OK) m_refresh.Forget();
-            return hr;
-        }
-        const HRESULT hr = WriteProtected(kRefreshValue, text);
-        if (hr == S_OK) m_refresh.Remember(text);
-        return hr;
+        if (!text.empty()) return m_refresh.Changed(text, WriteProtected(kRefreshValue, text));
+        TraceA("SetRefreshToken: NULL");
+        return m_refresh.Changed({}, DeleteSharedValue(kRefreshValue));
     });
 }
 
@@ -239,6 +227,11 @@ std::optional<std::string> TokenStore::EncryptedRefreshToken() {
     std::optional<std::string> text;
     ReadSharedText(kRefreshValue, kTextCapacity, &text);
     return text;
+}
+
+HRESULT TokenStore::Seen::Changed(std::string_view token, HRESULT hr) noexcept {
+    if (hr == S_OK) token.empty() ? Forget() : Remember(token);
+    return hr;
 }
 
 void TokenStore::Seen::Remember(std::string_view token) noexcept {

@@ -70,6 +70,8 @@ protected:
         TokenPrint print;
         std::optional<std::string> encrypted;  // as it lay in the registry when the watcher decrypted it last
 
+        // Hands on what came of writing `token`, or of deleting it if it is empty.
+        HRESULT Changed(std::string_view token, HRESULT hr) noexcept;
         void Remember(std::string_view token) noexcept;
         void Forget() noexcept;
         void NoteFirstLook(StoreStatus seen, std::string_view token) noexcept;
