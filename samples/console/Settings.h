@@ -8,7 +8,7 @@ namespace sample {
 struct Settings {
     std::wstring sid = L"QSN-DEMO";
     std::string token;        // empty: the one that `login` left for the whole suite
-    std::string memberToken;  // for the walk through the care for tokens
+    std::string memberToken;  // for the walk through token care
     bool noBrowser = false;
     bool packs = false;
     bool log = false;
