@@ -10,9 +10,9 @@
  *    the object may be running when the last Release is made.
  *  - The callback is always called on the worker thread, one call at a time. Inside it, a method that waits for the
  *    worker (marked "waits" below) returns QSN_RETURN_E_TIMEOUT at once and does nothing. Everything else works there.
- *    Uninit and the last Release end the session there too: no further callback comes. The library gives its references
- *    to the callback back when the call has returned, and the worker thread then ends by itself. Until then it keeps
- *    the DLL in memory, so even FreeLibrary may be called.
+ *    Uninit and the last Release end the session there too: no further callback comes. The library releases its
+ *    references to the callback when the call has returned, and the worker thread then ends by itself. Until then it
+ *    keeps the DLL in memory, so even FreeLibrary may be called.
  *  - Objects follow COM rules: reference counts, QueryInterface, no exceptions. Each side frees the memory that it
  *    allocated. Texts passed to the library are copied before the method returns.
  *  - Narrow texts are zero-terminated UTF-8, wide texts zero-terminated UTF-16. Lengths of narrow texts are in bytes.
