@@ -7,7 +7,7 @@ namespace sample {
 // What the command line says.
 struct Settings {
     std::wstring sid = L"QSN-DEMO";
-    std::string token;        // empty: the one that `login` left for the whole suite
+    std::string token;        // empty: the shared one from `login`
     std::string memberToken;  // for the walk through token care
     bool noBrowser = false;
     bool packs = false;

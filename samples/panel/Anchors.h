@@ -13,7 +13,7 @@ struct Anchor {
     int left, top, right, bottom;
 };
 
-// Keeps the controls of a dialog where its template put them in relation to the window's edges.
+// Keeps the controls of a dialog in the places that its template gave them, in relation to the window's edges.
 class Anchors {
 public:
     // `dialog` as its template made it, which is then its smallest size.

@@ -137,7 +137,7 @@ inline std::string TextField(IQSNDataSet& record, std::int32_t id) {
     uint32_t length = 0;
     if (FAILED(record.GetStringLength(id, &length))) return {};
     std::string text(length, '\0');
-    // The size includes the terminator, and a std::string has room for it behind its text.
+    // The size includes the terminator, and a std::string has room for it after its text.
     if (FAILED(record.GetString(id, &text[0], length + 1))) return {};
     return text;
 }
