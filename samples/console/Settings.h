@@ -8,7 +8,7 @@ namespace sample {
 struct Settings {
     std::wstring sid = L"QSN-DEMO";
     std::string token;        // empty: the shared one from `login`
-    std::string memberToken;  // for the walk through token care
+    std::string memberToken;  // for the walk through token renewal
     bool noBrowser = false;
     bool packs = false;
     bool log = false;

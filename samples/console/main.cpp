@@ -30,7 +30,7 @@ constexpr char kUsage[] =
   logout     sign out
 
   session    walk through one session, every answer checked
-  tokens     walk through the care of tokens; needs --member-token
+  tokens     walk through token renewal and checks; needs --member-token
 
   --sid SID            the product that makes the requests (QSN-DEMO)
   --token TOKEN        an access token to use instead of the shared one; with login: to share without a browser
