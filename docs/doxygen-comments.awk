@@ -1,5 +1,5 @@
-# Makes documentation comments of a header's plain comments: those that start a line, and those behind a member. Rulers
-# ("/* --- ... --- */") stay what they are. A backslash in a comment is meant as one.
+# Turns a header's plain comments into documentation comments: those that start a line, and those after a member. Rulers
+# ("/* --- ... --- */") stay as they are. A backslash in a comment is a literal one.
 /^ *(\/?\*)/ { gsub(/\\/, "\\\\&") }
 NR == 1 && /^\/\*/ { print "/** @file"; sub(/^\/\*/, " *"); print; next }
 /\/\*[*!]/ || /\/\* -+/ { print; next }

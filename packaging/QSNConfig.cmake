@@ -1,4 +1,4 @@
-# QSN::qsn, the account client library of the SDK that this file is part of, wherever it lies.
+# QSN::qsn, the account client library of the SDK that this file is part of, wherever that is.
 
 if(TARGET QSN::qsn)
     return()
@@ -11,7 +11,7 @@ if(NOT WIN32)
 endif()
 
 get_filename_component(qsnRoot "${CMAKE_CURRENT_LIST_DIR}/../../.." ABSOLUTE)
-# clang and clang-cl link with the one or the other, as CMake's MSVC tells.
+# clang and clang-cl link with either one; CMake's MSVC says which.
 if(MSVC)
     set(qsnImportLibrary "${qsnRoot}/lib/qsn.lib")
 else()

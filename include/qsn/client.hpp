@@ -1,7 +1,7 @@
 /*
  * The account client library for hosts in C++17 that would rather not write COM by hand: requests with typed results,
- * completions or futures, no buffers, no reference counts. Header-only, on top of <qsn/qsn.h> and the DLL, which needs
- * nothing of it.
+ * completions or futures, no buffers, no reference counts. Header-only, on top of <qsn/qsn.h> and the DLL, which does
+ * not depend on it.
  *
  *     qsn::Options options;
  *     options.productSid = L"YOUR-PRODUCT-SID";
@@ -10,18 +10,18 @@
  *     qsn::UserInfo user = client.GetUserInfo().get().Value();
  *
  * Rules that hold for everything below:
- *  - Any thread may call any function but construction, assignment and destruction of the Client itself.
- *  - What a client is asked to do, it does one after the other, in the order in which it was asked. Each request's end
- *    is told exactly once, in that order too, also when it fails, is cancelled or was refused from the start.
+ *  - Any thread may call any function, except construction, assignment and destruction of the Client itself.
+ *  - A client carries out requests one after the other, in the order in which they were made. The end of each is
+ *    reported exactly once and in the same order, even if it fails, is cancelled or was refused from the start.
  *  - Completions and notifications ("handlers") run on the client's own thread, or where Options::executor takes them,
- *    one at a time. They may make requests. They may throw: Notifications::handlerFailed hears of it.
- *  - A function that waits (they say so), Close and a request for a future answer
+ *    one at a time. They may make requests. They may throw: Notifications::handlerFailed is told of it.
+ *  - A function that waits (its comment says so), Close and a request for a future return
  *    std::errc::resource_deadlock_would_occur at once on the client's own thread, where they would wait for themselves.
- *    On an executor's thread they are as good as anywhere else.
+ *    An executor's thread may call them like any other.
  *  - Narrow texts are UTF-8. A text with a zero in it is refused with std::errc::invalid_argument.
  *  - Errors are in ResultCategory (HRESULTs), CallbackCategory (how requests end), std::system_category (Windows) or
- *    std::generic_category (the client's own). On a client that is not open: QSN_RETURN_E_NOT_INITIALIZED, where a
- *    completion is told on the calling thread. Functions throw nothing but std::bad_alloc, and what Result documents.
+ *    std::generic_category (the client's own). A client that is not open gives QSN_RETURN_E_NOT_INITIALIZED; it calls
+ *    completions on the calling thread. Functions throw only std::bad_alloc, and what Result documents.
  */
 #ifndef QSN_CLIENT_HPP
 #define QSN_CLIENT_HPP
@@ -51,22 +51,21 @@ struct Options {
     Notifications notifications;
     /*
      * Where handlers run; empty: on the client's own thread. A GUI host passes one that posts to its own thread. It is
-     * called on the client's thread, must not wait for the function's end, and may drop functions only if it accepts
-     * that they are never told. Functions may be run after the client is gone: completions still come then,
-     * notifications do not.
+     * called on the client's thread and must not wait for the function to end. A function that it drops is never
+     * called. Functions may run after the client is gone: completions still come then, notifications do not.
      */
     Executor executor;
 };
 
 enum class Platform : std::uint32_t { kNone = 0, k64Bit = 1, k32Bit = 2 };
 
-/* A session with the account service. Moves, does not copy. */
+/* A session with the account service. It can be moved but not copied. */
 class Client {
 public:
-    /* One that is not open. */
+    /* A client that is not open. */
     Client() noexcept = default;
     /*
-     * Loads the DLL and starts a session; takes some 100 ms. Errors: of Library::Load; E_FAIL; E_OUTOFMEMORY;
+     * Loads the DLL and starts a session; takes some 100 ms. Errors: those of Library::Load; E_FAIL; E_OUTOFMEMORY;
      * std::errc::invalid_argument for an empty SID.
      */
     static Result<Client> Open(const Options& options) {
@@ -103,17 +102,17 @@ public:
         return *this;
     }
     /*
-     * As Close, so not in a DllMain or a DLL's static objects, where no thread can end. On the client's own thread,
-     * that is inside a handler, it does not wait: the session ends and the DLL is freed once the handler has returned.
+     * Like Close, so not for a DllMain or a DLL's static objects, where no thread can end. On the client's own thread,
+     * that is, inside a handler, it does not wait: the session ends and the DLL is freed once the handler has returned.
      */
     ~Client() {
         if (m_session) m_session->End();
     }
 
     /*
-     * Ends the session: queued requests end with std::errc::operation_canceled, the running one is finished first.
-     * Waits for that. When it returns the DLL is freed (but for copies of its Library), and all handlers have run or
-     * are with the executor. Closing again does nothing.
+     * Ends the session: the running request is finished first, and queued ones end with
+     * std::errc::operation_canceled. Waits for that. When it returns, the DLL is freed (unless copies of its Library
+     * exist), and all handlers have run or are with the executor. Closing again does nothing.
      */
     Result<void> Close() {
         if (OnOwnThread()) return detail::Deadlock();
@@ -121,7 +120,7 @@ public:
         return {};
     }
     /*
-     * Cancels what is queued: those requests, and the waiting functions of other threads, end with
+     * Cancels what is queued. Those requests, and functions waiting on other threads, end with
      * std::errc::operation_canceled once the running request has ended as usual. The client stays open.
      */
     void Stop() {
@@ -130,15 +129,15 @@ public:
 
     /*
      * Requests. Each comes in two forms: with a completion (which may be empty), and for a future. Futures are
-     * fulfilled on the client's own thread, without the executor, so a GUI thread may wait for one; a handler that runs
+     * fulfilled on the client's own thread, without the executor, so a GUI thread may wait for one. A handler that runs
      * on the client's own thread must not wait for any. Errors of all: CallbackCategory, std::errc::operation_canceled,
-     * and E_FAIL where the library gave no answer.
+     * and E_FAIL if the library gave no answer.
      */
 
     /*
-     * Signs in with an access token of at most 63 bytes; nothing is sent to find out whether the service accepts it.
-     * Longer: std::errc::invalid_argument. Without a token: takes the one that the suite's other applications share, if
-     * single sign-on is on.
+     * Signs in with an access token of at most 63 bytes; nothing is sent to find out whether the service accepts it. A
+     * longer one: std::errc::invalid_argument. Without a token it takes the one that the suite's other applications
+     * share, if single sign-on is on.
      */
     void SignIn(const std::string& token, Completion<SignInState> done) { Make(SignInRequest(token), std::move(done)); }
     std::future<Result<SignInState>> SignIn(const std::string& token = {}) { return Make(SignInRequest(token)); }
@@ -155,7 +154,7 @@ public:
     void GetProductList(Completion<std::vector<Product>> done) { Make(ProductsRequest(), std::move(done)); }
     std::future<Result<std::vector<Product>>> GetProductList() { return Make(ProductsRequest()); }
 
-    /* The same of the second generation; renews a member token that is about to end on the way. */
+    /* The second generation's list; first renews a member token that is about to expire. */
     void GetProductListV2(Completion<std::vector<Product>> done) { Make(ProductsV2Request(), std::move(done)); }
     std::future<Result<std::vector<Product>>> GetProductListV2() { return Make(ProductsV2Request()); }
 
@@ -163,16 +162,16 @@ public:
     void QueryQuota(Completion<Quota> done) { Make(QuotaRequest(), std::move(done)); }
     std::future<Result<Quota>> QueryQuota() { return Make(QuotaRequest()); }
 
-    /* Tells the service of one download. */
+    /* Reports one download to the service. */
     void LogDownload(Completion<void> done) { Make(DownloadRequest(), std::move(done)); }
     std::future<Result<void>> LogDownload() { return Make(DownloadRequest()); }
 
     /*
-     * What follows waits until everything that was asked for before has ended. Errors of all: those of ResultCategory,
+     * The functions below wait until everything requested before has ended. Errors of all: those of ResultCategory,
      * std::errc::operation_canceled, std::errc::resource_deadlock_would_occur on the client's own thread.
      */
 
-    /* QSN_RETURN_E_NO_TOKEN where nobody is signed in. */
+    /* QSN_RETURN_E_NO_TOKEN if nobody is signed in. */
     Result<std::string> AccessToken() {
         return Ask([](IPVSubscription2& qsn, std::string& buffer, uint32_t& length) {
             return qsn.GetAccessToken(&buffer[0], length, &length);
@@ -184,14 +183,14 @@ public:
             return qsn.GetSignInURL(&buffer[0], length, &length);
         });
     }
-    /* The tokens that the suite's applications share; empty where there is none. */
+    /* The tokens that the suite's applications share; empty if there is none. */
     Result<std::string> MemberToken() { return StoredToken(QSNCFG_GET_MEMBER_TOKEN); }
     Result<std::string> RefreshToken() { return StoredToken(QSNCFG_GET_REFRESH_TOKEN); }
-    /* Empty: clears. Errors also: Windows' own of writing to the registry. */
+    /* An empty token clears. Errors also: Windows' own from writing to the registry. */
     Result<void> SetMemberToken(const std::string& token) { return StoreToken(QSNCFG_SET_MEMBER_TOKEN, token); }
     Result<void> SetRefreshToken(const std::string& token) { return StoreToken(QSNCFG_SET_REFRESH_TOKEN, token); }
 
-    /* Of the service's answers, as the service names languages. */
+    /* The language of the service's answers, as the service names languages. */
     Result<void> SetLanguage(const std::wstring& language) { return Set(QSNCFG_SET_LANGUAGE, language); }
     Result<void> SetLanguage(const std::string& language) { return SetLanguage(ToWide(language)); }
     /* Sent with most requests. */
@@ -210,7 +209,7 @@ public:
 
 private:
     static constexpr std::size_t kLongestAccessToken = 63;
-    static constexpr std::size_t kLongestAnswer = 1 << 24;  // a guard against a loop without end
+    static constexpr std::size_t kLongestAnswer = 1 << 24;  // a guard against an endless loop
 
     template <class Text>
     static bool HasZero(const Text& text) {
@@ -221,7 +220,7 @@ private:
 
     static detail::Request<SignInState> SignInRequest(const std::string& token) {
         const bool bad = token.size() > kLongestAccessToken || HasZero(token);
-        // Null and not empty where there is none: only then the library looks for a shared one.
+        // Null rather than empty if there is none: only then does the library look for a shared one.
         const auto call = [token](IPVSubscription2& qsn) {
             return qsn.SignIn(token.empty() ? nullptr : token.c_str());
         };
@@ -274,7 +273,7 @@ private:
         return m_session->Wait<T>(std::move(call));
     }
     // `call(qsn, buffer, length)` copies a text into the buffer and its length into `length`, as the library's methods
-    // do: E_INVALIDARG where the buffer is too small.
+    // do: E_INVALIDARG if the buffer is too small.
     template <class Call>
     Result<std::string> Ask(Call call) {
         return Wait<std::string>([call](IPVSubscription2& qsn) -> Result<std::string> {

@@ -6,15 +6,15 @@
  * does it, in calling order, and reports through IQSNCallbackFunc.
  *
  * Rules that hold for everything below:
- *  - Every function may be called from any thread. Init, Uninit and the last Release are the host's to put in order:
- *    no other method of the object may be running when the last Release is made.
- *  - The callback is always called on the worker thread, one call at a time. Inside it a method that waits for the
- *    worker (marked "waits" below) returns QSN_RETURN_E_TIMEOUT at once and does nothing; everything else works there.
- *    Uninit and the last Release end the session there too: no further callback comes, the library's references on the
- *    callback are given back when the call has returned, and the worker thread ends by itself after that. It keeps the
- *    DLL in memory until then, so that even FreeLibrary may be called.
- *  - Objects follow COM rules: a count of references, QueryInterface, no exceptions. Memory is freed by whoever
- *    allocated it. Texts handed to the library are copied before the method returns.
+ *  - Any thread may call any function. The host must put Init, Uninit and the last Release in order: no other method of
+ *    the object may be running when the last Release is made.
+ *  - The callback is always called on the worker thread, one call at a time. Inside it, a method that waits for the
+ *    worker (marked "waits" below) returns QSN_RETURN_E_TIMEOUT at once and does nothing. Everything else works there.
+ *    Uninit and the last Release end the session there too: no further callback comes. The library releases its
+ *    references to the callback when the call has returned, and the worker thread then ends by itself. Until then it
+ *    keeps the DLL in memory, so even FreeLibrary may be called.
+ *  - Objects follow COM rules: reference counts, QueryInterface, no exceptions. Each side frees the memory that it
+ *    allocated. Texts passed to the library are copied before the method returns.
  *  - Narrow texts are zero-terminated UTF-8, wide texts zero-terminated UTF-16. Lengths of narrow texts are in bytes.
  *  - COM need not be initialised by the caller.
  *
@@ -42,13 +42,13 @@ static const HRESULT QSN_RETURN_E_NO_TOKEN = static_cast<HRESULT>(0x86210002L); 
 static const HRESULT QSN_RETURN_E_NOT_INITIALIZED = static_cast<HRESULT>(0x86210004L); /* before Init, after Uninit */
 static const HRESULT QSN_RETURN_E_ALREADY_INITIALIZED = static_cast<HRESULT>(0x86210005L); /* Init while initialised */
 static const HRESULT QSN_RETURN_E_TIMEOUT =
-    static_cast<HRESULT>(0x86210006L); /* a waited task was dropped or took 120 s */
+    static_cast<HRESULT>(0x86210006L); /* a task waited for was dropped or took 120 s */
 
 /*
- * What the callback gets as the result of every action except QSN_ACTION_NOTIFY. After 2, 3, 101 and 107 the session
- * holds no access token any more and the user has to sign in again. Two exceptions: a quota request never takes the
- * token, and if a token check is refused while its token is the shared one, the library deletes that, and the session
- * ends through QSN_ACTION_SSO_SIGNOUT_RESULT.
+ * What the callback gets as the result of every action except QSN_ACTION_NOTIFY. After 2, 3, 101 and 107 the session no
+ * longer holds an access token, and the user has to sign in again. There are two exceptions. A quota request never
+ * removes the token. If a token check is refused while its token is the shared one, the library deletes the shared
+ * token, and the session ends through QSN_ACTION_SSO_SIGNOUT_RESULT.
  */
 enum QSN_CALLBACK_RESULT {
     QSN_CALLBACK_OK = 0,
@@ -72,24 +72,24 @@ enum QSN_CALLBACK_RESULT {
 
 /* ------------------------------------------------------------------------------------------ actions and notify --- */
 
-/* What a callback reports. `data` is valid during the call only, unless the host keeps a reference of its own. */
+/* What a callback reports. `data` is valid only during the call, unless the host takes a reference of its own. */
 enum QSN_ACTION {
     QSN_ACTION_SIGNIN_RESULT = 1,               /* data: null; with result 3 the login page address (narrow text) */
     QSN_ACTION_SIGNOUT_RESULT = 2,              /* data: null */
-    QSN_ACTION_GET_USERINFO_RESULT = 4,         /* data: IQSNUserInfo*, or null where there is none */
+    QSN_ACTION_GET_USERINFO_RESULT = 4,         /* data: IQSNUserInfo*, or null if there is none */
     QSN_ACTION_GET_PRODUCTLIST_RESULT = 5,      /* data: IQSNList* of IQSNDataSet, or null */
     QSN_ACTION_NOTIFY = 6,                      /* result: a QSN_NOTIFY id; data: narrow text or null */
-    QSN_ACTION_CHECK_TOKEN_ROUTINE_RESULT = 11, /* data: null; only a number of the service itself refuses a token */
+    QSN_ACTION_CHECK_TOKEN_ROUTINE_RESULT = 11, /* data: null; only a number from the service itself refuses a token */
     QSN_ACTION_GI_QUERY_RESULT = 12,            /* data: const QSN_GI_QUOTA*, or null */
     QSN_ACTION_GI_LOG_RESULT = 13,              /* data: null */
     QSN_ACTION_GET_PRODUCTLIST_V2_RESULT = 14,  /* data: IQSNList* of IQSNDataSet, or null */
-    QSN_ACTION_SSO_SIGNIN_RESULT = 1001,        /* as SIGNIN, where another application of the suite signed in */
-    QSN_ACTION_SSO_SIGNOUT_RESULT = 1002        /* as SIGNOUT, where another application of the suite signed out */
+    QSN_ACTION_SSO_SIGNIN_RESULT = 1001,        /* as SIGNIN, when another application of the suite signed in */
+    QSN_ACTION_SSO_SIGNOUT_RESULT = 1002        /* as SIGNOUT, when another application of the suite signed out */
 };
 
 /* The `result` of QSN_ACTION_NOTIFY. */
 enum QSN_NOTIFY {
-    QSN_NOTIFY_SERVICE_MESSAGE = 1,    /* data: a message of the service for the user */
+    QSN_NOTIFY_SERVICE_MESSAGE = 1,    /* data: a message from the service for the user */
     QSN_NOTIFY_MEMBER_TOKEN_SET = 5,   /* data: the member token that another application has set, or that this
                                           session has renewed by itself */
     QSN_NOTIFY_REFRESH_TOKEN_SET = 6,  /* data: the refresh token that another application has set */
@@ -111,7 +111,8 @@ enum QSN_CONFIG {
     QSNCFG_USE_TESTBED = 9,                /* uint32_t* switch: staging service; needs Init; waits */
     QSNCFG_GI_QUERY = 10,                  /* data ignored; needs Init; waits; result as QSN_ACTION_GI_QUERY_RESULT */
     QSNCFG_GI_LOG = 11,                    /* data ignored; needs Init; waits; result as QSN_ACTION_GI_LOG_RESULT.
-                                              Both return E_FAIL without network, the callback's value without token */
+                                              Both return E_FAIL without a network, and the callback's own return
+                                              value without a token */
     QSNCFG_SET_MEMBER_TOKEN = 12,          /* narrow text or null to clear; *length: its length in bytes */
     QSNCFG_SET_REFRESH_TOKEN = 13,         /* as above */
     QSNCFG_GET_MEMBER_TOKEN = 14,          /* narrow buffer or null; *length: its size, then the text's length */
@@ -175,8 +176,8 @@ enum QSN_PRODUCT_FIELD {
     QSN_PRODUCT_BACKGROUND_MUSIC = 35, /* (integer) */
     QSN_PRODUCT_SOUND_CLIPS = 36,      /* (integer) */
     QSN_PRODUCT_HAVE_X64_BUILD = 37,   /* (integer) */
-    QSN_PRODUCT_STOCK_VIDEO = 38,      /* (integer), though GetFieldType answers E_INVALIDARG */
-    QSN_PRODUCT_STOCK_PHOTO = 39,      /* (integer), though GetFieldType answers E_INVALIDARG */
+    QSN_PRODUCT_STOCK_VIDEO = 38,      /* (integer), though GetFieldType returns E_INVALIDARG */
+    QSN_PRODUCT_STOCK_PHOTO = 39,      /* (integer), though GetFieldType returns E_INVALIDARG */
     QSN_PRODUCT_EXTEND_FEATURE = 40,
     QSN_PRODUCT_THUMB1 = 41,
     QSN_PRODUCT_THUMB2 = 42,
@@ -185,7 +186,7 @@ enum QSN_PRODUCT_FIELD {
     QSN_PRODUCT_DEMO_URL = 45
 };
 
-/* What GetFieldType answers. */
+/* What GetFieldType reports. */
 enum QSN_FIELD_TYPE { QSN_FIELD_TEXT = 1, QSN_FIELD_INTEGER = 5 };
 
 /* {6A0F8D4C-1B53-4E0B-9C56-2F7D3A8E4B11} */
@@ -200,18 +201,18 @@ static const IID IID_IQSNCallbackFunc = {0x6a0f8d4f, 0x1b53, 0x4e0b, {0x9c, 0x56
 static const IID IID_IPVSubscription = {0xb2882d3a, 0x895d, 0x4844, {0x85, 0x5b, 0xfc, 0xf1, 0x15, 0xf1, 0x81, 0xaf}};
 
 /*
- * A record whose fields are addressed by number. It does not change once the host has it, so any thread may read it,
- * and it does not depend on the library object: a host may keep it beyond Uninit and the library object's last
- * Release (but not beyond FreeLibrary).
+ * A record whose fields are addressed by number. It does not change once the host has it, so any thread may read it.
+ * It does not depend on the library object: a host may keep it after Uninit and the library object's last Release, but
+ * not after FreeLibrary.
  */
 struct IQSNDataSet : public IUnknown {
     /*
      * Copies the text of field `id`, zero-terminated, into `buffer` of `bufferSize` bytes.
-     * E_POINTER: null buffer. E_INVALIDARG: `id` is no text field, or bufferSize is not greater than the text's
+     * E_POINTER: null buffer. E_INVALIDARG: `id` is not a text field, or bufferSize is not greater than the text's
      * length; the buffer is then left as it was.
      */
     virtual HRESULT STDMETHODCALLTYPE GetString(int32_t id, char* buffer, uint32_t bufferSize) = 0;
-    /* The text's length in bytes, without terminator. E_POINTER: null `length`. E_INVALIDARG: no text field. */
+    /* The text's length in bytes, without terminator. E_POINTER: null `length`. E_INVALIDARG: not a text field. */
     virtual HRESULT STDMETHODCALLTYPE GetStringLength(int32_t id, uint32_t* length) = 0;
     /* Reserved: E_POINTER for a null output, else E_INVALIDARG. */
     virtual HRESULT STDMETHODCALLTYPE GetObject5(int32_t id, void** output) = 0;
@@ -220,8 +221,8 @@ struct IQSNDataSet : public IUnknown {
     /* Reserved: E_INVALIDARG. */
     virtual HRESULT STDMETHODCALLTYPE GetObject7(int32_t id, void** output) = 0;
     /*
-     * The value of an integer field. E_POINTER: null `value`. E_INVALIDARG: no integer field. The elements of the user
-     * menu have no integer fields and answer E_INVALIDARG to everything.
+     * The value of an integer field. E_POINTER: null `value`. E_INVALIDARG: not an integer field. The elements of the
+     * user menu have no integer fields and always return E_INVALIDARG.
      */
     virtual HRESULT STDMETHODCALLTYPE GetInt(int32_t id, int32_t* value) = 0;
     /* A QSN_FIELD_TYPE. E_POINTER: null `type`. E_INVALIDARG: no such field. */
@@ -242,7 +243,7 @@ struct IQSNList : public IUnknown {
 /* The signed-in user: a record of QSN_USER_FIELD texts, and the menu that the service made for them. */
 struct IQSNUserInfo : public IQSNDataSet {
     /*
-     * The user menu, elements with QSN_MENU_FIELD texts, with a reference for the caller to release.
+     * The user menu, whose elements have QSN_MENU_FIELD texts, with a reference for the caller to release.
      * E_POINTER: null `menu`. E_FAIL, with *menu null: the object has no menu.
      */
     virtual HRESULT STDMETHODCALLTYPE GetUserMenu(IQSNList** menu) = 0;
@@ -256,9 +257,9 @@ struct IQSNUserInfo : public IQSNDataSet {
  */
 struct IQSNCallbackFunc : public IUnknown {
     /*
-     * `action`: a QSN_ACTION; `result`: a QSN_CALLBACK_RESULT, for QSN_ACTION_NOTIFY a QSN_NOTIFY; `data`: see
-     * QSN_ACTION. Called on the worker thread. The library ignores the return value but for passing it on as the
-     * result of a request that was made without a token. Must not throw.
+     * `action`: a QSN_ACTION; `result`: a QSN_CALLBACK_RESULT, or a QSN_NOTIFY for QSN_ACTION_NOTIFY; `data`: see
+     * QSN_ACTION. Called on the worker thread. The library ignores the return value, except that it passes it on as the
+     * result of a request made without a token. Must not throw.
      */
     virtual HRESULT STDMETHODCALLTYPE Callback(int32_t action, int32_t result, void* data) = 0;
 };
@@ -266,23 +267,23 @@ struct IQSNCallbackFunc : public IUnknown {
 /* ------------------------------------------------------------------------------------------- the library object --- */
 
 /*
- * Unless said otherwise a method returns QSN_RETURN_E_NOT_INITIALIZED before Init and after Uninit.
- * QueryInterface answers IID_IUnknown and IID_IPVSubscription; the pointer given for the latter is an
+ * Unless stated otherwise, a method returns QSN_RETURN_E_NOT_INITIALIZED before Init and after Uninit.
+ * QueryInterface knows IID_IUnknown and IID_IPVSubscription; the pointer it gives for the latter is an
  * IPVSubscription2*. A null output: E_INVALIDARG for IID_IPVSubscription, E_POINTER for any other identifier.
  */
 struct IPVSubscription : public IUnknown {
     /*
-     * Starts the library object and returns without waiting for anything: what takes time, such as reading the
-     * machine's identity from WMI, is the worker thread's first work. `productSID` is copied, `callback` referenced.
+     * Starts the library object and returns without waiting for anything. The worker thread begins with what takes
+     * time, such as reading the machine's identity from WMI. `productSID` is copied, and `callback` is referenced.
      * E_POINTER: a null argument. QSN_RETURN_E_ALREADY_INITIALIZED. E_OUTOFMEMORY: no memory, or no thread.
      */
     virtual HRESULT STDMETHODCALLTYPE Init(const wchar_t* productSID, IQSNCallbackFunc* callback) = 0;
     /*
-     * Ends it: queued requests are dropped without a callback, and who waits for one gets QSN_RETURN_E_TIMEOUT. The
-     * running request has a second to end by itself, and is then reported like any other; after that it is broken off
-     * without a callback, and this returns within 50 ms. A callback that is running is waited for without limit, so it
-     * must not in turn wait for the thread that calls this. Once this has returned no callback comes any more and no
-     * thread of the session is left. Init may be called again.
+     * Ends the session. Queued requests are dropped without a callback, and a call that waits for one returns
+     * QSN_RETURN_E_TIMEOUT. The running request has a second to end by itself, and is then reported like any other.
+     * After that second it is broken off without a callback, and Uninit returns within 50 ms. Uninit waits for a
+     * running callback without limit, so the callback must not in turn wait for the thread that calls Uninit. Once
+     * Uninit has returned, no callback comes and no thread of the session is left. Init may be called again.
      */
     virtual HRESULT STDMETHODCALLTYPE Uninit() = 0;
     /*
@@ -291,9 +292,9 @@ struct IPVSubscription : public IUnknown {
      * E_INVALIDARG: data missing for 2 and 6 to 9, no path for 1, length missing or buffer too small for 14 and 15,
      * token too long.
      * E_UNEXPECTED: a token could not be encrypted. Items 12 and 13 may also return the registry's own error number,
-     * such as 5 (access denied), a positive one: compare their result with S_OK. Items 14 and 15 return that of a
-     * failed registry or DPAPI as a failure, such as 0x80070005; only a token that is not there is an empty one.
-     * QSN_RETURN_E_TIMEOUT: the worker did not come to it within 120 s, or dropped it.
+     * such as 5 (access denied). It is positive, so compare their result with S_OK. If the registry or DPAPI fails,
+     * items 14 and 15 return its error as a failure, such as 0x80070005; only a missing token reads as an empty one.
+     * QSN_RETURN_E_TIMEOUT: the worker did not get to it within 120 s, or dropped it.
      */
     virtual HRESULT STDMETHODCALLTYPE Config(int32_t id, void* data, uint32_t* length) = 0;
     /* Reserved: E_NOTIMPL. */
@@ -303,7 +304,7 @@ struct IPVSubscription : public IUnknown {
      * becomes its length without terminator.
      * E_POINTER: a null pointer (tested before initialisation). QSN_RETURN_E_NO_TOKEN: the session holds none.
      * E_INVALIDARG: bufferLength is not greater than the token's length (at most 63). QSN_RETURN_E_TIMEOUT.
-     * On every failure after the pointer test *outLength is 0, or untouched where the object is not initialised.
+     * On every failure after the pointer test *outLength is 0, or untouched if the object is not initialised.
      */
     virtual HRESULT STDMETHODCALLTYPE GetAccessToken(char* buffer, uint32_t bufferLength, uint32_t* outLength) = 0;
     /* Reserved: E_NOTIMPL. */
@@ -311,32 +312,32 @@ struct IPVSubscription : public IUnknown {
     /* Reserved: E_NOTIMPL. */
     virtual HRESULT STDMETHODCALLTYPE Reserved9() = 0;
     /*
-     * Waits. Copies the address of the login page, with the product SID in it exactly as given to Init (not escaped),
-     * in the form of GetAccessToken. *outLength is untouched on failure.
+     * Waits. Copies the address of the login page as GetAccessToken copies the token. The product SID in it is exactly
+     * as given to Init (not escaped). *outLength is untouched on failure.
      * E_POINTER, E_INVALIDARG, QSN_RETURN_E_TIMEOUT as for GetAccessToken.
      */
     virtual HRESULT STDMETHODCALLTYPE GetSignInURL(char* buffer, uint32_t bufferLength, uint32_t* outLength) = 0;
     /*
-     * Drops the queued requests without a callback; who waits for one gets QSN_RETURN_E_TIMEOUT. The running one ends
-     * normally. The worker goes on.
+     * Drops the queued requests without a callback; a call that waits for one returns QSN_RETURN_E_TIMEOUT. The running
+     * one ends normally. The worker goes on.
      */
     virtual HRESULT STDMETHODCALLTYPE Stop() = 0;
     /* Reserved: E_NOTIMPL. */
     virtual HRESULT STDMETHODCALLTYPE Reserved12() = 0;
     /*
-     * Makes `token` (at most 63 bytes) the session's access token; null or "" where the host has none.
+     * Makes `token` (at most 63 bytes) the session's access token; null or "" if the host has none.
      * Reported as QSN_ACTION_SIGNIN_RESULT: 0 if the session now holds a token (nothing is sent to find out whether
      * the service accepts it), else 3 with the login page address. A token of 64 bytes or more is dropped without a
      * callback.
      * QSN_RETURN_E_NO_TOKEN: no token was given or found; the callback comes all the same. Any other failure: nothing
-     * was done, and no callback comes; with null and single sign-on that is so if the shared token could not be read.
+     * was done, and no callback comes. With null and single sign-on this happens if the shared token cannot be read.
      */
     virtual HRESULT STDMETHODCALLTYPE SignIn(const char* token) = 0;
     /*
      * Ends the session, at the service too if it can be reached, and clears the shared member and refresh token.
      * Reported as QSN_ACTION_SIGNOUT_RESULT; the token is gone whatever the result.
-     * A failure, E_OUTOFMEMORY or the registry's or DPAPI's: these two could not be read, so that the service would not
-     * hear of them. Nothing was done and no callback comes; call again.
+     * A failure (E_OUTOFMEMORY, or the registry's or DPAPI's own): these two tokens could not be read, so the service
+     * would not have heard of them. Nothing was done and no callback comes; call again.
      */
     virtual HRESULT STDMETHODCALLTYPE SignOut() = 0;
     /* Asks for the user's profile and menu; reported as QSN_ACTION_GET_USERINFO_RESULT. */
@@ -361,11 +362,11 @@ struct IPVSubscription2 : public IPVSubscription {
 /* ------------------------------------------------------------------------------------------------- the factory --- */
 
 /*
- * Both exports are one function. *ppObject becomes an IPVSubscription2* with one reference, which the host releases;
- * it is untouched on failure. Objects are independent of each other.
+ * Both exports are the same function. *ppObject becomes an IPVSubscription2* with one reference, which the host
+ * releases; it is untouched on failure. Objects are independent of each other.
  * E_INVALIDARG: ppObject null. E_FAIL: the object could not be created.
- * The user's registry value "DumpQSN" (REG_DWORD 1 under HKCU\Software\Quillfern\QSN), read here, switches the trace
- * to the debugger output on for the rest of the process.
+ * The user's registry value "DumpQSN" (REG_DWORD 1 under HKCU\Software\Quillfern\QSN), read here, switches on the trace
+ * to the debugger output for the rest of the process.
  */
 typedef HRESULT(STDAPICALLTYPE* CreateQSNFunc)(void** ppObject);
 

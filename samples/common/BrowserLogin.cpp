@@ -21,11 +21,11 @@ namespace {
 
 constexpr char kExpiredText[] = "This sign-in has expired. Start again in the application.";
 
-// The browser's own are few. Of more than these the oldest gives way, so nobody can keep the right one out by
-// connecting and saying nothing.
+// The browser itself needs few. Beyond this number the oldest is closed, so nobody can keep the browser out by
+// connecting and sending nothing.
 constexpr std::size_t kMostConnections = 32;
 
-// Wine now and then loses the news of a socket: without a look of our own the browser would wait for good.
+// Wine sometimes loses a socket's event: without a regular look at the sockets, the browser would wait for ever.
 constexpr long long kLookInterval = 250;  // ms
 
 [[noreturn]] void ThrowSocketError(const char* call) {
@@ -73,7 +73,7 @@ std::string RandomText() {
 OwnedSocket ListenOnLoopback(WSAEVENT news) {
     OwnedSocket listener(socket(AF_INET, SOCK_STREAM, IPPROTO_TCP));
     if (!listener) ThrowSocketError("socket");
-    // Without it Windows lets a second program listen on the same port.
+    // Without this, Windows lets a second program listen on the same port.
     const BOOL exclusive = TRUE;
     setsockopt(listener.Get(), SOL_SOCKET, SO_EXCLUSIVEADDRUSE, reinterpret_cast<const char*>(&exclusive),
                sizeof(exclusive));
@@ -122,7 +122,7 @@ private:
         for (;;) {
             const DWORD woken = WSAWaitForMultipleEvents(2, events, FALSE, TimeToWait(), FALSE);
             if (woken == WSA_WAIT_EVENT_0) return;
-            // Reset before the sockets are looked at: what comes meanwhile sets it again.
+            // Reset before looking at the sockets, so that anything that comes meanwhile sets it again.
             WSAResetEvent(m_news.Get());
             if (!m_ended && woken == WSA_WAIT_FAILED) End(Outcome::kFailed);
             if (!m_ended && Clock::now() >= m_deadline) End(Outcome::kExpired);
@@ -130,7 +130,7 @@ private:
             m_connections.remove_if([this](RedirectConnection& each) {
                 return !each.Advance([this](auto head) { return ReplyTo(head); });
             });
-            // Now that the reply is on its way.
+            // Only now that the reply is on its way.
             if (const auto outcome = std::exchange(m_unreported, std::nullopt)) m_report(*outcome, m_token);
             if (woken == WSA_WAIT_FAILED) return;
         }
@@ -140,7 +140,7 @@ private:
         Clock::time_point next = m_ended ? Clock::time_point::max() : m_deadline;
         for (const RedirectConnection& each : m_connections) next = std::min(next, each.Deadline());
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(next - Clock::now()).count();
-        // A millisecond more, or the rest of one would be waited out in a busy loop.
+        // One millisecond more, because the last fraction of one would be a busy loop.
         return static_cast<DWORD>(std::clamp<long long>(left + 1, 0, kLookInterval));
     }
 
@@ -155,7 +155,7 @@ private:
 
     std::string ReplyTo(std::string_view head) {
         const std::optional<RedirectRequest> request = ParseRedirectRequest(head);
-        // Another name in the Host header is a page elsewhere that had its own name lead here.
+        // Another name in the Host header means a page from elsewhere whose own name was made to lead here.
         if (!request || request->host != "127.0.0.1:" + m_port) return PageReply("400 Bad Request", "Bad request.");
         if (request->method != "GET") return PageReply("405 Method Not Allowed", "Only GET is answered here.");
         if (request->path == "/done" && m_ended) return PageReply("200 OK", m_lastPage);
@@ -163,7 +163,7 @@ private:
         const std::optional<std::string> state = QueryValue(request->query, "state");
         if (m_ended || !state || !SameSecret(*state, m_state)) return PageReply("410 Gone", kExpiredText);
         Take(request->query);
-        // Off the address with the token in it, which the browser would keep in its history.
+        // Away from the address with the token, which the browser would keep in its history.
         return RedirectReply("/done");
     }
 
@@ -222,7 +222,7 @@ bool BrowserLogin::OpenInBrowser(const std::string& address) {
     const auto size = static_cast<int>(address.size());
     std::wstring wide(address.size(), L'\0');
     wide.resize(static_cast<std::size_t>(MultiByteToWideChar(CP_UTF8, 0, address.data(), size, wide.data(), size)));
-    // An HINSTANCE by name only: above 32 it went well.
+    // Not really an HINSTANCE: a value above 32 means success.
     return reinterpret_cast<INT_PTR>(ShellExecuteW(nullptr, L"open", wide.c_str(), nullptr, nullptr, SW_SHOWNORMAL)) >
            32;
 }

@@ -13,9 +13,9 @@ bool RedirectConnection::Advance(const MakeReply& makeReply) {
     return Clock::now() < m_deadline && Read(makeReply) && Write();
 }
 
-// Reads on behind the reply: closing a socket with unread data resets it, and the reply could be lost on its way.
+// Keeps reading after the reply: closing a socket with unread data resets it, and the reply could be lost on its way.
 bool RedirectConnection::Read(const MakeReply& makeReply) {
-    // A bound, so that a client who sends faster than this reads does not keep the others from their turn.
+    // Bounded, because a client may send faster than this reads, and the others need their turn.
     for (int turn = 0; turn < 16; ++turn) {
         char piece[1024];
         const int size = recv(m_socket.Get(), piece, sizeof(piece), 0);

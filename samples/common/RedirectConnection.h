@@ -31,8 +31,8 @@ private:
     SOCKET m_handle;
 };
 
-// One request and its reply, without ever waiting: whoever owns the connection calls `Advance` when the network has
-// news. Bounded in time and in what it keeps of a client that sends without end.
+// One request and its reply, without ever waiting: the owner calls `Advance` when the network has news. Both its time
+// and what it keeps of an endless request are bounded.
 class RedirectConnection {
 public:
     using Clock = std::chrono::steady_clock;
@@ -44,7 +44,7 @@ public:
     // `news` is set whenever `Advance` may have something to do.
     RedirectConnection(OwnedSocket socket, WSAEVENT news);
 
-    // False when the connection is over. `makeReply` is called once at most.
+    // False when the connection is over. `makeReply` is called at most once.
     bool Advance(const MakeReply& makeReply);
     Clock::time_point Deadline() const { return m_deadline; }
 

@@ -5,7 +5,7 @@
 namespace sample {
 namespace {
 
-// The address that brings the token must not be kept, framed or handed on.
+// The address that brings the token must not be kept, framed or passed on.
 constexpr char kHeaders[] =
     "Cache-Control: no-store\r\n"
     "Referrer-Policy: no-referrer\r\n"
@@ -14,7 +14,7 @@ constexpr char kHeaders[] =
     "X-Frame-Options: DENY\r\n"
     "Connection: close\r\n";
 
-// The text before `separator`, which goes with it from the front of `rest`; all of it where there is none.
+// Removes the text up to and including `separator` from `rest`, and returns the part before it; all if there is none.
 std::string_view Cut(std::string_view& rest, std::string_view separator) {
     const std::size_t end = rest.find(separator);
     const std::string_view part = rest.substr(0, end);

@@ -26,8 +26,8 @@ qsn::Options OptionsFor(const Settings& settings) {
     return options;
 }
 
-// With a token of its own the program keeps to itself. Otherwise it shares the sign-in of the suite's applications: the
-// library keeps that in the user's registry, which is how one command finds what another has left.
+// With a token of its own, the program shares nothing. Otherwise it shares the sign-in of the suite's applications. The
+// library keeps that in the user's registry, so one command finds what another has left.
 qsn::Client Open(const Settings& settings) {
     qsn::Client client = qsn::Client::Open(OptionsFor(settings)).Value();
     if (settings.token.empty()) client.EnableSingleSignOn(true).Value();
@@ -40,7 +40,7 @@ qsn::Client OpenSignedIn(const Settings& settings) {
     return client;
 }
 
-// Has the user sign in on the login page, and waits for the token that the page hands over.
+// Lets the user sign in on the login page, and waits for the token that the page passes on.
 std::string TokenFromBrowser(qsn::Client& client, bool noBrowser, std::unique_ptr<BrowserLogin>& login) {
     using Answer = std::pair<BrowserLogin::Outcome, std::string>;
     const auto answer = std::make_shared<std::promise<Answer>>();
@@ -69,7 +69,7 @@ void LogIn(const Settings& settings) {
     const std::string token =
         settings.token.empty() ? TokenFromBrowser(client, settings.noBrowser, login) : settings.token;
     client.SignIn(token).get().Value();
-    // The library takes any token; whether the service does shows with the first request.
+    // The library takes any token. The first request shows whether the service does.
     const qsn::UserInfo user = client.GetUserInfo().get().Value();
     Print("Signed in as " + user.name + " <" + user.email + ">.");
     // The browser has yet to fetch the last page.
@@ -102,12 +102,12 @@ void ShowQuota(const Settings& settings) {
 }
 
 void Watch(const Settings& settings) {
-    // The library compares the shared tokens once a second. Its first look only takes note of what is there.
+    // The library compares the shared tokens once a second. The first time, it only notes what is there.
     constexpr auto kFirstLook = 1500ms;
     qsn::Client client;
     const auto report = [&client](const qsn::Result<qsn::SignInState>& state) {
         if (!state || !state->signedIn) return Print("nobody is signed in");
-        // Inside a handler nothing may wait, so the answer comes as a completion.
+        // A handler must not wait, so the answer comes as a completion.
         client.GetUserInfo([](const qsn::Result<qsn::UserInfo>& user) {
             Print(user ? "signed in as " + user->name : "signed in, but: " + user.Error().message());
         });

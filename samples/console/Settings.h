@@ -7,8 +7,8 @@ namespace sample {
 // What the command line says.
 struct Settings {
     std::wstring sid = L"QSN-DEMO";
-    std::string token;        // empty: the one that `login` left for the whole suite
-    std::string memberToken;  // for the walk through the care for tokens
+    std::string token;        // empty: the shared one from `login`
+    std::string memberToken;  // for the walk through token renewal
     bool noBrowser = false;
     bool packs = false;
     bool log = false;

@@ -15,7 +15,7 @@ namespace {
 
 constexpr char kRefreshToken[] = "demo-refresh-token-ada";
 constexpr char kAccessToken[] = "demo-token-ada";
-// Of an account whose token the service wants to see checked every second.
+// The token of an account for which the service asks for a check every second.
 constexpr char kShortLivedToken[] = "demo-token-cleo";
 
 class Steps {
@@ -66,7 +66,7 @@ private:
     bool m_refused = false;
 };
 
-// The end of a token, its signature, is what tells one from another.
+// Tokens differ in their end, the signature.
 std::string Abridged(const std::string& token) {
     return "..." + token.substr(token.size() > 40 ? token.size() - 40 : 0);
 }
@@ -113,7 +113,7 @@ void WalkThroughSession(const Settings& settings) {
     PrintRow({"login page", nobody.loginAddress});
     Steps::Expect(!nobody.signedIn && nobody.loginAddress == client.SignInUrl().Value(), "the login page's address");
 
-    steps.Next("Sign in with the token that the login page handed out, and read it back");
+    steps.Next("Sign in with the token that the login page gave, and read it back");
     Steps::Expect(client.SignIn(token).get()->signedIn, "a sign-in");
     PrintRow({"access token", client.AccessToken().Value()});
     Steps::Expect(*client.AccessToken() == token, "the same token");

@@ -1,4 +1,4 @@
-// A console program on top of the account client: one command a call.
+// A console program on top of the account client: one command per call.
 
 #include <qsn/client.hpp>
 
@@ -30,17 +30,17 @@ constexpr char kUsage[] =
   logout     sign out
 
   session    walk through one session, every answer checked
-  tokens     walk through the care for tokens; needs --member-token
+  tokens     walk through token renewal and checks; needs --member-token
 
-  --sid SID            the product that asks (QSN-DEMO)
+  --sid SID            the product that makes the requests (QSN-DEMO)
   --token TOKEN        an access token to use instead of the shared one; with login: to share without a browser
   --no-browser         login: print the page's address, open nothing
   --packs              products: the second generation's list, content packs
   --log                quota: report a download first
-  --member-token TOKEN tokens: one that ends within a minute
+  --member-token TOKEN tokens: a token that expires within a minute
 
 login shares the access token with the suite's other applications through the user's registry, as single sign-on does,
-so later calls of this program are signed in until logout. Treat that account of Windows as signed in.
+so later calls of this program are signed in until logout. Treat that Windows account as signed in.
 
 Exit code: 0 done, 1 failed, 2 wrong usage, 3 sign in first.
 )";
@@ -112,7 +112,7 @@ int Complain(const char* sentence, ExitCode code) {
     return code;
 }
 
-// Whether signing in (again) is what helps.
+// Whether signing in (again) helps.
 bool AsksForSignIn(const std::error_code& error) {
     for (const int code : {QSN_CALLBACK_SERVER_RESULT_1, QSN_CALLBACK_NOT_SIGNED_IN, QSN_CALLBACK_SERVER_RESULT_101,
                            QSN_CALLBACK_SERVER_RESULT_107}) {

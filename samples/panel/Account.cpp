@@ -14,7 +14,7 @@ std::wstring Sentence(const std::error_code& error) {
     return qsn::ToWide(known ? known->sentence : error.message());
 }
 
-// The session holds no token any more.
+// The session no longer holds a token.
 bool EndsSession(const std::error_code& error) {
     for (const auto code : {QSN_CALLBACK_SERVER_RESULT_1, QSN_CALLBACK_NOT_SIGNED_IN, QSN_CALLBACK_SERVER_RESULT_101,
                             QSN_CALLBACK_SERVER_RESULT_107}) {
@@ -43,7 +43,7 @@ std::wstring QuotaText(const qsn::Quota& quota) {
 Account::Account(Options options, std::shared_ptr<UiQueue> queue, AccountView& view)
     : m_options(std::move(options)), m_queue(std::move(queue)), m_view(view) {}
 
-// The library looks at the machine's identity when it is opened, which takes its time.
+// Opening the library takes a while, because it reads the machine's identity.
 void Account::Start() {
     Status(L"Starting\u2026");
     qsn::Options options;
@@ -52,7 +52,7 @@ void Account::Start() {
     options.executor = [queue = m_queue](std::function<void()> work) { queue->Post(std::move(work)); };
     std::packaged_task<void()> open([this, options, queue = m_queue] {
         const auto client = std::make_shared<qsn::Result<qsn::Client>>(qsn::Client::Open(options));
-        // Here, because it waits for the library. A user who cannot share the sign-in can still sign in.
+        // Here, because it waits for the library. A user can sign in even if sharing the sign-in fails.
         if (*client) (*client)->EnableSingleSignOn(true);
         queue->Post([this, client] { Opened(std::move(*client)); });
     });
@@ -63,7 +63,6 @@ void Account::Start() {
 void Account::Opened(qsn::Result<qsn::Client> client) {
     if (!client) return Status(L"The account library cannot be used. " + Sentence(client.Error()));
     m_client = std::move(client).Value();
-    m_state.ready = true;
     SignIn(m_options.token);
 }
 
@@ -72,7 +71,7 @@ qsn::Notifications Account::NotificationsToView() {
     notifications.serviceMessage = [this](const std::string& message) { m_view.AddNews(qsn::ToWide(message)); };
     notifications.signedInElsewhere = [this](const qsn::Result<qsn::SignInState>& result) {
         m_view.AddNews(L"Signed in, because another application did.");
-        CancelSignIn();
+        if (m_state.phase == Phase::kWaitingForBrowser) CancelSignIn();
         SignedIn(result);
     };
     notifications.signedOutElsewhere = [this](const qsn::Result<void>&) {
@@ -82,26 +81,26 @@ qsn::Notifications Account::NotificationsToView() {
     return notifications;
 }
 
-// Without a token this takes the one that other applications share, or else tells where the user gets one.
-void Account::SignIn(const std::string& token) {
-    m_state.busy = true;
-    Status(L"Signing in\u2026");
-    m_client.SignIn(token, [this](const qsn::Result<qsn::SignInState>& result) { SignedIn(result); });
+// Without a token this takes the one that other applications share, or else learns where the user can get one.
+void Account::SignIn(const std::string& token, bool orWithBrowser) {
+    Enter(Phase::kSigningIn, L"Signing in\u2026");
+    m_client.SignIn(token, [this, orWithBrowser](const qsn::Result<qsn::SignInState>& result) {
+        SignedIn(result);
+        if (orWithBrowser && m_state.phase == Phase::kSignedOut && !m_loginAddress.empty()) SignInWithBrowser();
+    });
 }
 
 void Account::SignedIn(const qsn::Result<qsn::SignInState>& result) {
-    m_state.busy = m_parts != 0;
+    if (!result && m_state.phase == Phase::kSigningIn) return SignedOut(ForTheUser(result.Error()));
     if (!result) return Failed(result.Error());
-    if (!result->signedIn) {
-        m_loginAddress = result->loginAddress;
-        return SignedOut(L"Not signed in.");
-    }
-    m_state.signedIn = true;
-    Refresh();
+    if (result->signedIn) return Refresh();
+    m_loginAddress = result->loginAddress;
+    SignedOut(L"Not signed in.");
 }
 
 void Account::SignInWithBrowser() {
-    if (m_loginAddress.empty()) return AskForLoginPage();
+    if (m_state.phase == Phase::kWaitingForBrowser) return CancelSignIn();
+    if (m_loginAddress.empty()) return SignIn({}, true);
     const unsigned login = ++m_logins;
     try {
         m_login = std::make_unique<BrowserLogin>(
@@ -111,67 +110,46 @@ void Account::SignInWithBrowser() {
     } catch (const std::system_error& failure) {
         return Status(L"The browser's answer cannot be waited for. " + Sentence(failure.code()));
     }
-    m_state.waitingForBrowser = true;
-    Status(L"Sign in on the page that has opened in your browser.");
+    Enter(Phase::kWaitingForBrowser, L"Sign in on the page that has opened in your browser.");
     Open(m_login->AddressToOpen(m_loginAddress));
 }
 
-// Signing in without a token is what tells it.
-void Account::AskForLoginPage() {
-    m_state.busy = true;
-    Status(L"Signing in\u2026");
-    m_client.SignIn({}, [this](const qsn::Result<qsn::SignInState>& result) {
-        SignedIn(result);
-        if (!m_state.signedIn && !m_loginAddress.empty()) SignInWithBrowser();
-    });
-}
-
 void Account::CancelSignIn() {
-    if (!m_state.waitingForBrowser) return;
-    ++m_logins;  // what is in the queue already comes too late
+    ++m_logins;  // an answer that is already in the queue comes too late
     m_login.reset();
-    m_state.waitingForBrowser = false;
-    Status(L"The sign-in was cancelled.");
+    Enter(Phase::kSignedOut, L"The sign-in was cancelled.");
 }
 
 void Account::BrowserAnswered(unsigned login, BrowserLogin::Outcome outcome, const std::string& token) {
     if (login != m_logins) return;
-    m_state.waitingForBrowser = false;
     switch (outcome) {
         case BrowserLogin::Outcome::kToken: return SignIn(token);
-        case BrowserLogin::Outcome::kCancelled: return Status(L"The sign-in was cancelled.");
-        case BrowserLogin::Outcome::kExpired: return Status(L"Nobody signed in on the page in time.");
-        case BrowserLogin::Outcome::kFailed: return Status(L"The sign-in failed. Try again.");
+        case BrowserLogin::Outcome::kCancelled: return Enter(Phase::kSignedOut, L"The sign-in was cancelled.");
+        case BrowserLogin::Outcome::kExpired: return Enter(Phase::kSignedOut, L"Nobody signed in on the page in time.");
+        case BrowserLogin::Outcome::kFailed: return Enter(Phase::kSignedOut, L"The sign-in failed. Try again.");
     }
 }
 
 void Account::SignOut() {
-    m_state.busy = true;
-    Status(L"Signing out\u2026");
+    Enter(Phase::kSigningOut, L"Signing out\u2026");
     m_client.SignOut([this](const qsn::Result<void>& result) {
-        m_state.busy = m_parts != 0;
         SignedOut(result ? L"Signed out." : L"Signed out here. " + ForTheUser(result.Error()));
     });
 }
 
 void Account::SignedOut(const std::wstring& status) {
-    m_state.signedIn = false;
-    m_state.name.clear();
-    m_state.email.clear();
-    m_state.quota.clear();
-    m_state.menu.clear();
+    Phase next = m_parts == 0 ? Phase::kSignedOut : Phase::kDiscarding;
+    // The next sign-in may have begun already.
+    if (m_state.phase == Phase::kWaitingForBrowser) next = m_state.phase;
+    m_state = AccountState();
     m_view.ShowProducts({});
-    Status(status);
+    Enter(next, status);
 }
 
 void Account::Refresh() {
-    // For another user, perhaps, than the requests under way.
-    m_refreshAgain = m_parts != 0;
-    if (m_refreshAgain) return;
+    if (m_parts != 0) return Enter(Phase::kRefreshOutdated, m_state.status);
     m_parts = 3;
-    m_partFailed = false;
-    m_state.busy = true;
-    Status(L"Asking the account service\u2026");
+    Enter(Phase::kRefreshing, L"Asking the account service\u2026");
     m_client.GetUserInfo(Part<qsn::UserInfo>([this](const qsn::UserInfo& user) {
         m_state.name = qsn::ToWide(user.name);
         m_state.email = qsn::ToWide(user.email);
@@ -186,16 +164,24 @@ template <class T, class Take>
 qsn::Completion<T> Account::Part(Take take) {
     return [this, take](const qsn::Result<T>& result) {
         --m_parts;
-        m_state.busy = m_parts != 0;
         if (!result) {
-            m_partFailed = true;
+            if (m_state.phase == Phase::kRefreshing) m_state.phase = Phase::kRefreshFailing;
             Failed(result.Error());
-        } else if (m_state.signedIn) {
+        } else if (m_state.IsSignedIn()) {
             take(*result);
         }
-        if (m_parts == 0 && m_refreshAgain && m_state.signedIn) return Refresh();
-        Status(m_parts == 0 && !m_partFailed ? L"Up to date." : m_state.status);
+        m_parts == 0 ? Refreshed() : Status(m_state.status);
     };
+}
+
+void Account::Refreshed() {
+    switch (m_state.phase) {
+        case Phase::kRefreshing: return Enter(Phase::kSignedIn, L"Up to date.");
+        case Phase::kRefreshFailing: return Enter(Phase::kSignedIn, m_state.status);
+        case Phase::kRefreshOutdated: return Refresh();
+        case Phase::kDiscarding: return Enter(Phase::kSignedOut, m_state.status);
+        default: Status(m_state.status);
+    }
 }
 
 void Account::Failed(const std::error_code& error) {
@@ -204,9 +190,12 @@ void Account::Failed(const std::error_code& error) {
 
 void Account::Open(const std::string& address) {
     if (m_options.noBrowser) return Status(qsn::ToWide(address));
-    if (!BrowserLogin::OpenInBrowser(address)) {
-        Status(L"No browser opened. The address is " + qsn::ToWide(address));
-    }
+    if (!BrowserLogin::OpenInBrowser(address)) Status(L"No browser opened. The address is " + qsn::ToWide(address));
+}
+
+void Account::Enter(Phase phase, const std::wstring& status) {
+    m_state.phase = phase;
+    Status(status);
 }
 
 void Account::Status(const std::wstring& text) {

@@ -6,17 +6,17 @@
 
 namespace sample {
 
-// Which part of what a window grows by goes where, in percent: to the left and top edge of a control (it moves), and to
-// its right and bottom edge (together with the former: it moves, alone: it grows).
+// How far each edge of a control moves when the window grows, in percent of that growth. If opposite edges move alike,
+// the control moves. If only its right or bottom edge moves, it grows.
 struct Anchor {
     int id;
     int left, top, right, bottom;
 };
 
-// Keeps the controls of a dialog where its template put them in relation to the window's edges.
+// Keeps the controls of a dialog in the places that its template gave them, in relation to the window's edges.
 class Anchors {
 public:
-    // `dialog` as its template made it; it gets no smaller from then on.
+    // `dialog` as its template made it, which is then its smallest size.
     template <std::size_t count>
     void Attach(HWND dialog, const Anchor (&anchors)[count]) {
         GetClientRect(dialog, &m_client);
@@ -46,7 +46,7 @@ public:
                                    r.bottom - r.top, SWP_NOZORDER | SWP_NOACTIVATE | SWP_NOCOPYBITS);
         }
         EndDeferWindowPos(moves);
-        // One control moves to where another one was.
+        // A control may move to where another one was.
         RedrawWindow(dialog, nullptr, nullptr, RDW_INVALIDATE | RDW_ERASE | RDW_ALLCHILDREN);
     }
 

@@ -34,7 +34,7 @@ std::wstring FormatDate(const std::string& date) {
     time.wMonth = Number(date, 4, 2);
     time.wDay = Number(date, 6, 2);
     wchar_t text[80];
-    // Fails for the 31st of February and its like.
+    // Fails for dates such as the 31st of February.
     return GetDateFormatEx(LOCALE_NAME_USER_DEFAULT, DATE_SHORTDATE, &time, nullptr, text, 80, nullptr)
                ? text
                : qsn::ToWide(date);

@@ -4,8 +4,8 @@
 
 namespace sample {
 
-// What the service writes for machines, as people read it in their own language. What is not understood is shown as it
-// came.
+// What the service writes for machines, in the form that people read in their own language. Other texts are left as
+// they are.
 std::wstring FormatSize(const std::string& bytes);  // decimal digits
 std::wstring FormatDate(const std::string& date);   // 20260301
 

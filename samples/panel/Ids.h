@@ -1,4 +1,4 @@
-/* Shared by the resources, the code and whoever drives the window from outside: screen readers' scripts, tests. */
+/* Shared by the resources, the code and what drives the window from outside: screen readers' scripts, tests. */
 #ifndef SAMPLE_PANEL_IDS_H
 #define SAMPLE_PANEL_IDS_H
 

@@ -16,10 +16,10 @@ constexpr Anchor kAnchors[] = {
     {IDC_NEWS, 0, 70, 100, 100},   {IDC_STATUS, 0, 100, 100, 100},
 };
 
-// More would make the list a log; the oldest go first.
+// A longer list would be a log. The oldest go first.
 constexpr LRESULT kMostNews = 200;
 
-// A request under way when the window closes has this long to end.
+// A request that is running when the window closes has this long to end.
 constexpr std::chrono::seconds kTimeToLeave{2};
 
 [[noreturn]] void ThrowLastError(const char* call) {
@@ -118,10 +118,10 @@ void PanelWindow::Initialise() {
 }
 
 void PanelWindow::Command(int id) {
-    // By key a command comes for a disabled button, too.
+    // A key sends its command even if the button is disabled.
     if (const HWND control = GetDlgItem(m_window, id); control && !IsWindowEnabled(control)) return;
     switch (id) {
-        case IDC_SIGN_IN: m_waitingForBrowser ? m_account->CancelSignIn() : m_account->SignInWithBrowser(); break;
+        case IDC_SIGN_IN: m_account->SignInWithBrowser(); break;
         case IDC_SIGN_OUT: m_account->SignOut(); break;
         case IDC_REFRESH: m_account->Refresh(); break;
         case IDC_MENU: ShowAccountMenu(); break;
@@ -148,17 +148,17 @@ void PanelWindow::ShowAccountMenu() {
 void PanelWindow::ShowState(const AccountState& state) {
     m_menu = state.menu;
     m_menu.resize(std::min<std::size_t>(m_menu.size(), IDM_ACCOUNT_LAST - IDM_ACCOUNT_FIRST + 1));
-    m_waitingForBrowser = state.waitingForBrowser;
-    SetText(IDC_NAME, state.signedIn ? state.name : L"Not signed in");
-    SetText(IDC_DETAIL, state.signedIn ? state.email : L"Sign in to see your products.");
+    const bool waitingForBrowser = state.phase == Phase::kWaitingForBrowser;
+    SetText(IDC_NAME, state.IsSignedIn() ? state.name : L"Not signed in");
+    SetText(IDC_DETAIL, state.IsSignedIn() ? state.email : L"Sign in to see your products.");
     SetText(IDC_QUOTA, state.quota);
     SetText(IDC_STATUS, state.status);
-    SetText(IDC_SIGN_IN, state.waitingForBrowser ? L"&Cancel" : L"Sign &in");
-    Enable(IDC_SIGN_IN, state.ready && !state.signedIn && !state.busy);
-    Enable(IDC_SIGN_OUT, state.signedIn);
-    Enable(IDC_REFRESH, state.signedIn && !state.busy);
+    SetText(IDC_SIGN_IN, waitingForBrowser ? L"&Cancel" : L"Sign &in");
+    Enable(IDC_SIGN_IN, waitingForBrowser || state.phase == Phase::kSignedOut);
+    Enable(IDC_SIGN_OUT, state.IsSignedIn());
+    Enable(IDC_REFRESH, state.phase == Phase::kSignedIn);
     Enable(IDC_MENU, !m_menu.empty());
-    // A disabled control keeps the keyboard for itself and answers nothing.
+    // A disabled control keeps the keyboard focus but answers no key.
     const HWND focus = GetFocus();
     if (focus && !IsWindowEnabled(focus)) SendMessageW(m_window, WM_NEXTDLGCTL, 0, FALSE);
 }
@@ -183,7 +183,7 @@ void PanelWindow::AddNews(const std::wstring& text) {
     SendMessageW(list, LB_SETHORIZONTALEXTENT, static_cast<WPARAM>(widest), 0);
 }
 
-// Only where it changes: setting a text again flickers, and a screen reader reads it again.
+// Only if it changes: setting the same text flickers, and a screen reader reads it again.
 void PanelWindow::SetText(int id, const std::wstring& text) const {
     const HWND control = GetDlgItem(m_window, id);
     std::wstring shown(static_cast<std::size_t>(GetWindowTextLengthW(control)), L'\0');

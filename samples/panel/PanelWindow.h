@@ -12,7 +12,7 @@
 
 namespace sample {
 
-// The window: a modeless dialog, so that tab order, mnemonics and the default button are the system's business.
+// The window: a modeless dialog, so the system takes care of tab order, mnemonics and the default button.
 class PanelWindow final : private AccountView {
 public:
     // Throws std::system_error.
@@ -21,7 +21,7 @@ public:
     PanelWindow(const PanelWindow&) = delete;
     PanelWindow& operator=(const PanelWindow&) = delete;
 
-    // Until the window is closed.
+    // Returns when the window is closed.
     void Run(HINSTANCE instance, int show);
 
 private:
@@ -48,7 +48,6 @@ private:
     ProductTable m_products;
     std::unique_ptr<std::remove_pointer_t<HFONT>, FontDeleter> m_nameFont;
     std::vector<qsn::MenuItem> m_menu;
-    bool m_waitingForBrowser = false;
     std::shared_ptr<UiQueue> m_queue;
     std::unique_ptr<Account> m_account;
 };

@@ -13,7 +13,7 @@ class ProductTable {
 public:
     void Attach(HWND listView);
     void Show(const std::vector<qsn::Product>& products);
-    // After a change of the list view's size: the first column takes what the others leave.
+    // For when the list view's size has changed: the first column takes what the others leave.
     void Arrange() const;
 
 private:

@@ -9,9 +9,9 @@
 
 namespace sample {
 
-// Functions from any thread, to be run on a window's thread in the order in which they came: what the client's executor
-// hook is given. The window answers kMessage with `Run`. Shared, because threads may still bring work when the window
-// is gone; that work is dropped.
+// Takes functions from any thread and runs them in order on a window's thread, as the client's executor should. The
+// window answers kMessage with `Run`. Shared, because threads may still bring work when the window is gone. That work
+// is dropped.
 class UiQueue {
 public:
     static constexpr UINT kMessage = WM_APP + 1;
@@ -25,8 +25,8 @@ public:
         PostMessageW(m_window, kMessage, 0, 0);
     }
 
-    // One function for each message, so that the window's other messages get their turns. The work may open a menu or a
-    // dialog, whose message loop comes here again.
+    // One function for each message, so that the window's other messages get their turn. The work may open a menu or a
+    // dialog, whose message loop calls this again.
     void Run() {
         std::function<void()> work;
         {

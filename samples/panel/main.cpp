@@ -1,4 +1,4 @@
-// A window onto the user's account: what a host with a user interface does with the client library.
+// A window that shows the user's account: how a host with a user interface uses the client library.
 //
 //   account-panel [--sid PRODUCT_SID] [--token ACCESS_TOKEN] [--no-browser]
 

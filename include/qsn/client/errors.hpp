@@ -37,7 +37,7 @@ inline constexpr CodeText kResultTexts[] = {
     {Signed(0x86210006), "QSN_RETURN_E_TIMEOUT", "The library was busy for over 120 seconds; try again later."},
 };
 
-// What most of the service's results stand for is known to those who run it alone.
+// Only those who run the service know what most of its results mean.
 inline constexpr CodeText kCallbackTexts[] = {
     {0, "QSN_CALLBACK_OK", "It succeeded, and there is nothing to do."},
     {1, "QSN_CALLBACK_NETWORK_OR_UNKNOWN", "The service could not be reached; check the network and try again."},
@@ -96,10 +96,10 @@ inline const Category& Callbacks() noexcept {
 
 }  // namespace detail
 
-/* Of the HRESULTs that methods return. Its messages are "NAME: sentence". */
+/* For the HRESULTs that methods return. Its messages are "NAME: sentence". */
 inline const std::error_category& ResultCategory() noexcept { return detail::Results(); }
 
-/* Of the QSN_CALLBACK_RESULTs that requests end with. Its messages are "NAME: sentence". */
+/* For the QSN_CALLBACK_RESULTs that requests end with. Its messages are "NAME: sentence". */
 inline const std::error_category& CallbackCategory() noexcept { return detail::Callbacks(); }
 
 /* The name and the sentence of a code of either category, or null. The texts live as long as the program. */
@@ -110,12 +110,12 @@ inline const CodeText* FindCodeText(const std::error_code& error) noexcept {
     return nullptr;
 }
 
-/* A failed HRESULT as an error; none for a success, whichever. */
+/* A failed HRESULT as an error; no error for any success. */
 inline std::error_code ErrorOf(HRESULT result) noexcept {
     return FAILED(result) ? std::error_code(static_cast<int>(result), ResultCategory()) : std::error_code();
 }
 
-/* How a request ended as an error; none for QSN_CALLBACK_OK. Compares with == to itself: `error == ErrorOf(code)`. */
+/* How a request ended, as an error; no error for QSN_CALLBACK_OK. Compare with ==: `error == ErrorOf(code)`. */
 inline std::error_code ErrorOf(QSN_CALLBACK_RESULT code) noexcept {
     return code == QSN_CALLBACK_OK ? std::error_code() : std::error_code(code, CallbackCategory());
 }

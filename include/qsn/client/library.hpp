@@ -13,7 +13,7 @@
 
 namespace qsn {
 
-/* One reference to a COM object, given back at the end. Null where it owns none. */
+/* One reference to a COM object, released at the end. Null if it owns none. */
 template <class T>
 class ComPtr {
 public:
@@ -42,15 +42,15 @@ private:
 };
 
 /*
- * qsn.dll in this process. Copies share it; the DLL is freed with the last one, so keep one for as long as anything
- * that came out of the DLL is in use. Any thread may use a copy of its own.
+ * qsn.dll in this process. Copies share it, and the DLL is freed with the last one, so keep one for as long as anything
+ * from the DLL is in use. Any thread may use a copy of its own.
  */
 class Library {
 public:
     /*
-     * Loads the DLL. A bare file name is looked for in the program's folder only: not in the current folder nor in the
-     * PATH, where others could put a DLL of theirs. Anything with a folder in it is taken as it is.
-     * Errors: Windows' own of LoadLibrary (std::system_category), such as 126 where the file is missing.
+     * Loads the DLL. A bare file name is looked for only in the program's folder, not in the current folder or the
+     * PATH, where others could put their own DLL. Anything with a folder in it is taken as it is.
+     * Errors: Windows' own from LoadLibrary (std::system_category), such as 126 if the file is missing.
      */
     static Result<Library> Load(const std::wstring& path = L"qsn.dll") {
         std::wstring full = path;
@@ -70,10 +70,10 @@ public:
         return Library(std::move(owner), create);
     }
 
-    /* For hosts that link to the DLL's import library. Those that do not must not call this. */
+    /* For hosts that link to the DLL's import library. Others must not call this. */
     static Library Linked() noexcept { return Library(nullptr, &CreateQSN); }
 
-    /* A library object of its own, not initialised yet. Its reference is the caller's. Errors: E_FAIL. */
+    /* A new library object, not yet initialised. The caller owns its reference. Errors: E_FAIL. */
     Result<ComPtr<IPVSubscription2>> Create() const {
         void* object = nullptr;
         const HRESULT hr = m_create(&object);

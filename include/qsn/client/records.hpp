@@ -12,10 +12,10 @@
 
 namespace qsn {
 
-/* What a sign-in came to. Not being signed in is no failure: it says where the user can do so. */
+/* The outcome of a sign-in. Not being signed in is not a failure: loginAddress says where the user can sign in. */
 struct SignInState {
     bool signedIn = false;
-    std::string loginAddress;  // of the login page, where not signed in
+    std::string loginAddress;  // of the login page, if not signed in
 };
 
 struct MenuItem {
@@ -137,7 +137,7 @@ inline std::string TextField(IQSNDataSet& record, std::int32_t id) {
     uint32_t length = 0;
     if (FAILED(record.GetStringLength(id, &length))) return {};
     std::string text(length, '\0');
-    // The size includes the terminator, and a std::string has room for it behind its text.
+    // The size includes the terminator, and a std::string has room for it after its text.
     if (FAILED(record.GetString(id, &text[0], length + 1))) return {};
     return text;
 }
@@ -167,7 +167,7 @@ inline Product ReadProduct(IQSNDataSet& record) {
     return product;
 }
 
-/* How each action's callback reads. `data` is as the library gave it, possibly null. */
+/* These read each action's callback. `data` is as the library gave it, possibly null. */
 
 inline Result<SignInState> ReadSignIn(int code, void* data) {
     if (code == QSN_CALLBACK_OK) return SignInState{true, {}};

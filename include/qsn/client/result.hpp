@@ -10,8 +10,8 @@
 namespace qsn {
 
 /*
- * What came of something: a value, or the error that there is none for. Belongs to whoever holds it, and may go from
- * thread to thread. Hosts that like exceptions call Value, which throws; those that do not look at Error first.
+ * An outcome: a value, or the error that explains why there is none. Its holder owns it, and it may move from thread to
+ * thread. Hosts that like exceptions call Value, which throws. Hosts that do not like them look at Error first.
  */
 template <class T>
 class Result {
@@ -22,7 +22,7 @@ public:
     explicit operator bool() const noexcept { return m_value.has_value(); }
     const std::error_code& Error() const noexcept { return m_error; }
 
-    /* std::system_error where there is none. */
+    /* Throws std::system_error if there is none. */
     T& Value() & { return Check(), *m_value; }
     const T& Value() const& { return Check(), *m_value; }
     T Value() && { return Check(), std::move(*m_value); }
@@ -41,7 +41,7 @@ private:
     std::optional<T> m_value;
 };
 
-/* Where success has nothing to tell. */
+/* For a success that brings no value. */
 template <>
 class Result<void> {
 public:
@@ -50,7 +50,7 @@ public:
 
     explicit operator bool() const noexcept { return !m_error; }
     const std::error_code& Error() const noexcept { return m_error; }
-    /* std::system_error on failure. */
+    /* Throws std::system_error on failure. */
     void Value() const {
         if (m_error) throw std::system_error(m_error);
     }
@@ -59,7 +59,7 @@ private:
     std::error_code m_error;
 };
 
-/* What a host is told the end of a request by. */
+/* Tells a host that a request has ended. */
 template <class T>
 using Completion = std::function<void(Result<T>)>;
 

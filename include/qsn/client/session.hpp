@@ -1,4 +1,4 @@
-/* The thread behind a client, and the options that it is opened with. Part of <qsn/client.hpp>. */
+/* The thread behind a client, and what a host hears from it. Part of <qsn/client.hpp>. */
 #ifndef QSN_CLIENT_SESSION_HPP
 #define QSN_CLIENT_SESSION_HPP
 
@@ -25,7 +25,7 @@ using Executor = std::function<void(std::function<void()>)>;
 /* What a client reports without being asked. Any of them may be empty. Called one at a time, as completions are. */
 struct Notifications {
     std::function<void(const std::string& message)> serviceMessage;  // for the user to read
-    /* Other applications of the suite, once EnableSingleSignOn(true) was called. */
+    /* From other applications of the suite, once EnableSingleSignOn(true) has been called. */
     std::function<void(Result<SignInState>)> signedInElsewhere;  // and this client with them
     std::function<void(Result<void>)> signedOutElsewhere;        // and this client with them
     std::function<void(const std::string& token)> memberTokenSet;
@@ -34,13 +34,13 @@ struct Notifications {
     std::function<void()> refreshTokenCleared;
     /* The outcome of each check that EnableTokenCheck(true) leads to. */
     std::function<void(Result<void>)> tokenChecked;
-    /* A completion, a notification or the executor has thrown this; the client goes on. May come on any thread. */
+    /* A completion, a notification or the executor threw this; the client goes on. May be called on any thread. */
     std::function<void(std::exception_ptr)> handlerFailed;
 };
 
 namespace detail {
 
-// What is told to the host outlives the client where an executor holds it.
+// What calls to the host need. An executor that holds a call may outlive the client.
 struct Host {
     Notifications notifications;
     Executor executor;
@@ -72,7 +72,7 @@ inline std::error_code Cancelled() { return std::make_error_code(std::errc::oper
 inline std::error_code Deadlock() { return std::make_error_code(std::errc::resource_deadlock_would_occur); }
 inline std::error_code Invalid() { return std::make_error_code(std::errc::invalid_argument); }
 
-// Where the end of a request goes.
+// Where the outcome of a request goes.
 template <class T>
 struct Sink {
     Completion<T> done;
@@ -85,13 +85,13 @@ struct Request {
     int action;
     std::function<HRESULT(IPVSubscription2&)> call;
     Result<T> (*read)(int code, void* data);
-    std::error_code refused = {};  // why it is not to be made at all
+    std::error_code refused = {};  // why it must not be made at all
 };
 
 /*
- * One thread that makes the host's requests one after the other, each when the one before has ended, and tells the host
- * what came of them. So the library's own queue never holds anything that Stop or Uninit could drop in silence, every
- * callback has but one request that it can belong to, and no code of the host runs on the library's thread.
+ * One thread that makes the host's requests one after the other, each when the one before has ended, and reports their
+ * outcomes to the host. So the library's own queue never holds anything that Stop or Uninit could drop in silence. Each
+ * callback can belong to only one request, and none of the host's code runs on the library's thread.
  */
 class Session final : public IQSNCallbackFunc {
 public:
@@ -112,7 +112,7 @@ public:
 
     bool OnOwnThread() const noexcept { return m_threadId == GetCurrentThreadId(); }
 
-    // False where the session is at its end. `job` runs once on the session's thread, told whether it was cancelled.
+    // False if the session is ending. `job` runs once on the session's thread, and is told whether it was cancelled.
     bool Post(std::function<void(bool cancelled)> job) {
         const std::lock_guard<std::mutex> lock(m_lock);
         if (m_ending) return false;
@@ -123,7 +123,7 @@ public:
 
     template <class T>
     void Make(Request<T> request, Sink<T> sink) {
-        // Shared, so that it is there still whatever goes wrong on the way.
+        // Shared, so that it still exists whatever goes wrong on the way.
         const auto shared = std::make_shared<Sink<T>>(std::move(sink));
         const bool taken = Post([this, request = std::move(request), shared](bool cancelled) {
             if (!cancelled && !request.refused) return Run(request, shared);
@@ -132,7 +132,7 @@ public:
         if (!taken) Answer<T>(m_host, *shared, ErrorOf(QSN_RETURN_E_NOT_INITIALIZED));
     }
 
-    // Runs `call(qsn)` on the session's thread after all that was asked for before, and waits for it.
+    // Runs `call(qsn)` on the session's thread after everything requested before, and waits for it.
     template <class T, class Call>
     Result<T> Wait(Call call) {
         if (OnOwnThread()) return Deadlock();
@@ -148,7 +148,7 @@ public:
         for (Work& each : m_requests) each.cancelled = true;
     }
 
-    // On another thread than the session's own: returns when everything has been told and the library is freed.
+    // On any thread but the session's own, returns when everything has been reported and the library is freed.
     void End() noexcept {
         {
             const std::lock_guard<std::mutex> lock(m_lock);
@@ -159,7 +159,7 @@ public:
         m_host->closed = true;
         const std::lock_guard<std::mutex> lock(m_joinLock);
         if (!m_thread.joinable()) return;
-        // The thread keeps the session, so it can end what it was asked to end while nobody waits for it.
+        // The thread owns the session, so it can finish even if nobody waits for it.
         OnOwnThread() ? m_thread.detach() : m_thread.join();
     }
 
@@ -182,11 +182,11 @@ public:
             }
             m_wake.notify_one();
         } catch (...) {
-            return E_OUTOFMEMORY;  // a request is told all the same, once it is seen to have no answer
+            return E_OUTOFMEMORY;  // a request still ends, once it is seen to have no answer
         }
         return S_OK;
     }
-    // Lives longer than the library object, so it counts nothing.
+    // Outlives the library object, so it does not count references.
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
         if (!object) return E_POINTER;
         const bool known = IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IQSNCallbackFunc);
@@ -214,8 +214,8 @@ private:
         m_library.reset();
     }
 
-    // What came from the library goes first, so that a request's end is told before the next one is made. False at the
-    // end of the session.
+    // What came from the library goes first, so that a request's end is reported before the next one is made. False at
+    // the end of the session.
     bool Next(Work& work) {
         std::unique_lock<std::mutex> lock(m_lock);
         m_wake.wait(lock, [this] { return m_ending || !m_events.empty() || !m_requests.empty(); });
@@ -251,8 +251,8 @@ private:
         return m_receive != nullptr;
     }
 
-    // Whether the library's worker has come past all that it was given. No address fits the buffer, so the call waits
-    // for the worker and changes nothing. The library gives up after two minutes, we do not.
+    // Whether the library's worker has finished everything it was given. No address fits the buffer, so the call waits
+    // for the worker and changes nothing. The library gives up after two minutes; this does not.
     bool HasPassed() {
         char tooSmall = 0;
         uint32_t length = 0;
@@ -292,11 +292,11 @@ private:
     const std::shared_ptr<Host> m_host;
     std::atomic<DWORD> m_threadId{0};
 
-    std::mutex m_lock;  // guards what follows; nothing of the host's is called under it
+    std::mutex m_lock;  // guards the members below; none of the host's code is called under it
     std::condition_variable m_wake;
     std::deque<Work> m_requests;
     std::deque<Work> m_events;                  // to tell the host
-    std::function<void(int, void*)> m_receive;  // takes the answer to the request that is under way
+    std::function<void(int, void*)> m_receive;  // takes the answer to the running request
     int m_action = 0;                           // of that request
     bool m_ending = false;
 

@@ -21,8 +21,8 @@ inline int CheckedLength(std::size_t length) {
 }  // namespace detail
 
 /*
- * Both keep embedded zeros and put U+FFFD in place of what is no valid text. Any thread. std::length_error beyond
- * 2^30 - 1 units.
+ * Both keep embedded zeros and put U+FFFD in place of invalid text. Any thread may call them. They throw
+ * std::length_error beyond 2^30 - 1 units.
  */
 inline std::wstring ToWide(const std::string& utf8) {
     const int length = detail::CheckedLength(utf8.size());
