@@ -1,22 +1,23 @@
 #pragma once
 
-#include <string>
+#include "Utility/Trace.h"
 
 namespace BaseThread {
 
 // What the tasks of a worker thread run against.
 class BaseThreadContext {
 public:
-    explicit BaseThreadContext(const char* name);
+    // A literal: it is not copied.
+    explicit BaseThreadContext(const char* name) : m_strName(name) { TraceA("ThreadCtx::%s Created.\n", m_strName); }
     BaseThreadContext(const BaseThreadContext&) = delete;
     BaseThreadContext& operator=(const BaseThreadContext&) = delete;
-    virtual ~BaseThreadContext();
+    virtual ~BaseThreadContext() { TraceA("ThreadCtx::%s Destroyed.\n", m_strName); }
 
     // Called once on the worker thread before its first task.
     virtual bool InitOnThread() { return true; }
 
 private:
-    std::string m_strName;
+    const char* m_strName;
 };
 
 }  // namespace BaseThread
