@@ -12,7 +12,7 @@
 #include "Utility/Hex.h"
 #include "engine/KeyProvider.h"
 #include "engine/MessageAuthentication.h"
-#include "service/Authenticator.h"
+#include "service/operations/Authenticator.h"
 
 namespace qsn::bench {
 namespace {

@@ -21,7 +21,7 @@
 #include "engine/MessageAuthentication.h"
 #include "protocol/CurlLibrary.h"
 #include "protocol/CurlOwners.h"
-#include "service/Authenticator.h"
+#include "service/operations/Authenticator.h"
 #include "support/Owned.h"
 #include "support/TestService.h"
 
@@ -245,9 +245,10 @@ void AddRequestRows() {
     AddPair({"request-warm-wininet", kOurs, "WinINet, the same; network asked for, pair made and checked",
              "the exchange and its authentication", 0},
             {.seconds = 0.3}, [] { return Warm(Beside::kWinInetWhole); });
-    AddPair({"request-warm-before", kOurs, "the same, with the probe's library and the provider got anew, as it once was",
-             "the exchange and its authentication", 0.6},
-            {.seconds = 0.3}, [] { return Warm(Beside::kBefore); });
+    AddPair(
+        {"request-warm-before", kOurs, "the same, with the probe's library and the provider got anew, as it once was",
+         "the exchange and its authentication", 0.6},
+        {.seconds = 0.3}, [] { return Warm(Beside::kBefore); });
     AddChild("first-ours", FirstOfOurs);
     AddChild("first-bare", FirstOfBare);
     AddTimedPair({"request-first", "the same, first of a process", "WinINet, the same bytes and headers",

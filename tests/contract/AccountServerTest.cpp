@@ -1,6 +1,6 @@
 #include <gmock/gmock.h>
 
-#include "service/Authenticator.h"
+#include "service/operations/Authenticator.h"
 #include "support/PlainClient.h"
 #include "support/SessionTest.h"
 

@@ -2,7 +2,7 @@
 
 #include <functional>
 
-#include "service/ProxySetting.h"
+#include "service/net/ProxySetting.h"
 #include "support/SessionTest.h"
 #include "support/SharedValues.h"
 

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <string>
+
+#include "service/http/RecordedRequest.h"
+#include "service/http/Script.h"
+#include "service/net/ByteStream.h"
+
+namespace qsn::service {
+
+struct HttpReply {
+    int status = 200;
+    HeaderList headers = {};
+    std::string body = {};
+    std::string more = {};  // not empty: follows the body over and over
+
+    static HttpReply Text(int status, std::string text);
+};
+
+// A reply as it goes over the wire, scripted faults included.
+struct WireReply {
+    std::string header;
+    std::string body;
+    std::string more;
+    bool closeAfter = false;
+};
+
+WireReply Compose(const HttpReply& reply, const ReplyChange& change, bool keepAlive);
+
+// In the pace that the change asks for. False: the connection is to be closed.
+bool Send(const WireReply& reply, const ReplyChange& change, ByteStream& stream, const StopSignal& stop);
+
+}  // namespace qsn::service

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "service/http/RecordedRequest.h"
+#include "service/net/ByteStream.h"
+
+namespace qsn::service {
+
+struct ReceivedRequest {
+    RecordedRequest request;  // without the host
+    bool keepAlive = false;
+};
+
+// Reads requests one after the other from a stream that outlives it.
+class HttpRequestReader {
+public:
+    explicit HttpRequestReader(ByteStream& stream) : stream_(stream) {}
+
+    // Empty at the end of the stream, and after bytes that are no HTTP request.
+    std::optional<ReceivedRequest> Read();
+    // Bytes that came after the last request.
+    std::string TakeRest() { return std::exchange(buffered_, {}); }
+
+private:
+    bool Fill();
+
+    ByteStream& stream_;
+    std::string buffered_;
+};
+
+}  // namespace qsn::service
