@@ -52,8 +52,8 @@ Recorded Record() {
     const service::RecordedRequest& request = requests.back();
     Recorded recorded{request.host, request.target, {}, request.body, request.replyBody};
     for (const char* name : kOwnHeaders) {
-        if (const std::string* value = request.Header(name))
-            recorded.headers.append(name).append(": ").append(*value).append("\r\n");
+        if (const auto value = request.headers[name]; !value.empty())
+            recorded.headers.append(name).append(": ").append(value).append("\r\n");
     }
     return recorded;
 }

@@ -2,10 +2,9 @@
 
 #include <zlib.h>
 
+#include <boost/beast/http/rfc7230.hpp>
 #include <limits>
 #include <stdexcept>
-
-#include "service/text/Text.h"
 
 namespace qsn::service {
 namespace {
@@ -47,14 +46,6 @@ private:
     z_stream stream_{};
 };
 
-std::string WithoutBlanks(std::string_view text) {
-    std::string result;
-    for (const char c : text) {
-        if (c != ' ' && c != '\t') result += c;
-    }
-    return result;
-}
-
 }  // namespace
 
 std::string Gzip(std::string_view text) { return Deflater(kGzipWindow).Finish(text); }
@@ -68,15 +59,13 @@ OpenGzip GzipWithoutEnd(std::string_view text, std::string_view more) {
 }
 
 bool AcceptsGzip(std::string_view acceptEncoding) {
-    const std::string list = LowerCase(WithoutBlanks(acceptEncoding));
-    for (std::size_t start = 0; start < list.size();) {
-        const std::size_t end = std::min(list.find(',', start), list.size());
-        const std::string_view coding = std::string_view(list).substr(start, end - start);
-        const std::string_view name = coding.substr(0, coding.find(';'));
-        if (name == "gzip") return coding.find(";q=0") == coding.npos || coding.find(";q=0.") != coding.npos;
-        start = end + 1;
+    boost::beast::http::ext_list codings(acceptEncoding);
+    const auto gzip = codings.find("gzip");
+    if (gzip == codings.end()) return false;
+    for (const auto& [name, value] : gzip->second) {
+        if (boost::beast::iequals(name, "q")) return value.find_first_not_of("0.") != value.npos;
     }
-    return false;
+    return true;
 }
 
 }  // namespace qsn::service

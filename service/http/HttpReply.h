@@ -10,11 +10,14 @@ namespace qsn::service {
 
 struct HttpReply {
     int status = 200;
-    HeaderList headers = {};
+    boost::beast::http::fields headers = {};
     std::string body = {};
     std::string more = {};  // not empty: follows the body over and over
 
-    static HttpReply Text(int status, std::string text);
+    static HttpReply Of(int status, std::string_view type, std::string body);
+    static HttpReply Text(int status, std::string text) {
+        return Of(status, "text/plain; charset=UTF-8", std::move(text));
+    }
 };
 
 // A reply as it goes over the wire, scripted faults included.

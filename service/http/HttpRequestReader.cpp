@@ -13,12 +13,6 @@ using Parser = http::request_parser<http::string_body>;
 
 constexpr std::uint64_t kBodyLimit = 64 << 20;
 
-HeaderList HeadersOf(const Parser& parser) {
-    HeaderList headers;
-    for (const auto& field : parser.get()) headers.emplace_back(field.name_string(), field.value());
-    return headers;
-}
-
 bool WaitsForContinue(const Parser& parser) {
     return boost::beast::iequals(parser.get()[http::field::expect], "100-continue");
 }
@@ -27,7 +21,7 @@ bool WaitsForContinue(const Parser& parser) {
 
 bool HttpRequestReader::Fill() {
     std::array<char, 16384> piece;
-    const std::size_t count = stream_.ReadSome(piece.data(), piece.size());
+    const std::size_t count = stream_.ReadSome(piece);
     buffered_.append(piece.data(), count);
     return count > 0;
 }
@@ -54,8 +48,8 @@ std::optional<ReceivedRequest> HttpRequestReader::Read() {
     received.keepAlive = parser.get().keep_alive();
     received.request.method = std::string(parser.get().method_string());
     received.request.target = std::string(parser.get().target());
-    received.request.headers = HeadersOf(parser);
     received.request.body = std::move(parser.get().body());
+    received.request.headers = std::move(static_cast<http::fields&>(parser.get()));
     return received;
 }
 

@@ -18,10 +18,8 @@ class HttpRequestReader {
 public:
     explicit HttpRequestReader(ByteStream& stream) : stream_(stream) {}
 
-    // Empty at the end of the stream, and after bytes that are no HTTP request.
+    // Empty at the end of the stream, and after bytes that are not an HTTP request.
     std::optional<ReceivedRequest> Read();
-    // Bytes that came after the last request.
-    std::string TakeRest() { return std::exchange(buffered_, {}); }
 
 private:
     bool Fill();

@@ -14,24 +14,20 @@ std::string WithOtherDigit(std::string value) {
     return value;
 }
 
-std::string Spoil(const std::string& value, PairFault fault) {
+}  // namespace
+
+std::optional<std::string> Spoilt(const std::string& value, PairFault fault) {
     switch (fault) {
-        case PairFault::kEmpty: return {};
+        case PairFault::kNone: break;
+        case PairFault::kOmitted: return std::nullopt;
+        case PairFault::kEmpty: return "";
         case PairFault::kWrong: return WithOtherDigit(value);
         case PairFault::kUpperCase: return UpperCase(value);
         case PairFault::kOddLength: return value.substr(0, value.size() - 1);
         case PairFault::kNoHex: return "xyz!" + value.substr(4);
         case PairFault::kTooLong: return value + std::string(kTooLongSize - value.size(), '0');
-        case PairFault::kNone:
-        case PairFault::kOmitted: break;
     }
     return value;
-}
-
-}  // namespace
-
-void AddPairHeader(HeaderList& headers, const char* name, const std::string& value, PairFault fault) {
-    if (fault != PairFault::kOmitted) headers.emplace_back(name, Spoil(value, fault));
 }
 
 }  // namespace qsn::service

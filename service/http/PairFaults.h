@@ -1,10 +1,13 @@
 #pragma once
 
-#include "service/http/HttpReply.h"
+#include <optional>
+#include <string>
+
+#include "service/http/Script.h"
 
 namespace qsn::service {
 
-// Adds the header with the fault applied to its value, or nothing when the fault omits it.
-void AddPairHeader(HeaderList& headers, const char* name, const std::string& value, PairFault fault);
+// Nothing if the fault omits the header.
+std::optional<std::string> Spoilt(const std::string& value, PairFault fault);
 
 }  // namespace qsn::service

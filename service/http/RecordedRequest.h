@@ -1,20 +1,16 @@
 #pragma once
 
+#include <boost/beast/http/fields.hpp>
 #include <optional>
 #include <string>
-#include <string_view>
-#include <utility>
-#include <vector>
 
 namespace qsn::service {
-
-using HeaderList = std::vector<std::pair<std::string, std::string>>;
 
 enum class RequestCheck {
     kNotNeeded,      // pages, and paths that the service does not have
     kAccepted,       // token and digest match the body
     kMissing,        // "X-token" or "X-digest" absent or empty
-    kBadToken,       // no hexadecimal, not the size of the request key, or no block of digits inside
+    kBadToken,       // not hexadecimal, not the size of the request key, or no block of digits inside
     kDigestMismatch  // the digest is not that of the body, or not in lower case
 };
 
@@ -24,10 +20,10 @@ struct RecordedRequest {
     std::string method;
     std::string target;     // path and query
     std::string rawHeader;  // request line and header lines with their line ends, the empty line included
-    HeaderList headers;     // in order of arrival, names as sent
-    std::string body;       // the exact bytes
+    boost::beast::http::fields headers;
+    std::string body;  // the exact bytes
 
-    std::string requestType;  // the operation: "getUserInfo", "memberRefresh", …; empty where there is none
+    std::string requestType;  // the operation: "getUserInfo", "memberRefresh", …; empty if there is none
     RequestCheck check = RequestCheck::kNotNeeded;
     std::string checkReason;  // why the check refused it
     std::string nonce;        // the digits inside "X-token", when they could be read
@@ -43,11 +39,7 @@ struct RecordedRequest {
     std::string replyBody;      // before compression; empty for the login page
     std::string replySecret;    // of a member token's refresh: the text that leaves encrypted
 
-    // The first header of that name, without regard to case; null when it was not sent.
-    const std::string* Header(std::string_view name) const;
-    std::string Path() const;
+    std::string Path() const { return target.substr(0, target.find('?')); }
 };
-
-std::string_view ToText(RequestCheck check);
 
 }  // namespace qsn::service

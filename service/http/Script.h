@@ -10,6 +10,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "service/http/RecordedRequest.h"
@@ -17,6 +18,8 @@
 namespace qsn::service {
 
 class ReplyGate;
+
+using HeaderList = std::vector<std::pair<std::string, std::string>>;
 
 // Which requests a rule is for; an empty member matches every request.
 struct RequestMatch {
@@ -61,10 +64,10 @@ struct ReplyChange {
 
     // HTTP.
     std::optional<int> status = {};
-    HeaderList headers = {};
+    HeaderList headers = {};  // in place of those of that name
     Compression compression = Compression::kWhenAccepted;
     std::vector<std::size_t> chunks = {};  // not empty: chunked transfer; the last size repeats to the end of the body
-    bool breakChunking = false;            // the second chunk starts with a size that is no number
+    bool breakChunking = false;            // the second chunk starts with a size that is not a number
     std::optional<std::uint64_t> contentLength = {};  // a false Content-Length
     std::string before = {};  // these very bytes ahead of the reply, for instance replies of status 1xx
     bool endless = false;     // blanks follow the body for as long as the client reads

@@ -2,9 +2,9 @@
 
 namespace qsn::service {
 
-std::size_t PlainStream::ReadSome(char* buffer, std::size_t size) {
+std::size_t PlainStream::ReadSome(std::span<char> buffer) {
     for (;;) {
-        const int count = recv(socket_, buffer, static_cast<int>(size), 0);
+        const int count = recv(socket_, buffer.data(), static_cast<int>(buffer.size()), 0);
         if (count >= 0) return static_cast<std::size_t>(count);
         if (WSAGetLastError() != WSAEWOULDBLOCK || !WaitReadable(socket_, stop_)) return 0;
     }

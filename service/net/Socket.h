@@ -53,7 +53,6 @@ class StopSignal {
 public:
     StopSignal();
     void Raise() const;
-    bool Raised() const { return WaitFor(std::chrono::milliseconds{0}); }
     // True when it was raised within `time`.
     bool WaitFor(std::chrono::milliseconds time) const;
     void Wait() const;

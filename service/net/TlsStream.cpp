@@ -36,10 +36,10 @@ bool TlsStream::Handshake() {
     }
 }
 
-std::size_t TlsStream::ReadSome(char* buffer, std::size_t size) {
+std::size_t TlsStream::ReadSome(std::span<char> buffer) {
     for (;;) {
         ERR_clear_error();
-        const int count = SSL_read(ssl_.get(), buffer, Portion(size));
+        const int count = SSL_read(ssl_.get(), buffer.data(), Portion(buffer.size()));
         if (count > 0) return static_cast<std::size_t>(count);
         if (!WaitToRepeat(count)) return 0;
     }

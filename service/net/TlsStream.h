@@ -11,7 +11,7 @@ public:
     TlsStream(SSL_CTX* context, const Socket& socket, const StopSignal& stop);
 
     bool Handshake();
-    std::size_t ReadSome(char* buffer, std::size_t size) override;
+    std::size_t ReadSome(std::span<char> buffer) override;
     bool WriteAll(std::string_view bytes) override;
     void SendCloseNotify();
 

@@ -77,20 +77,19 @@ void Authenticator::Check(RecordedRequest& request) const {
         request.check = check;
         request.checkReason = std::move(reason);
     };
-    const std::string* token = request.Header("X-token");
-    const std::string* digest = request.Header("X-digest");
-    if (!token || token->empty()) return refuse(RequestCheck::kMissing, "X-token is missing");
-    if (!digest || digest->empty()) return refuse(RequestCheck::kMissing, "X-digest is missing");
-    TokenReading reading = ReadToken(*token);
+    const std::string_view token = request.headers["X-token"], digest = request.headers["X-digest"];
+    if (token.empty()) return refuse(RequestCheck::kMissing, "X-token is missing");
+    if (digest.empty()) return refuse(RequestCheck::kMissing, "X-digest is missing");
+    TokenReading reading = ReadToken(token);
     if (!reading.fault.empty()) return refuse(RequestCheck::kBadToken, std::move(reading.fault));
     request.nonce = std::move(reading.nonce);
     const std::string expected = DigestOf(request.body, request.nonce);
-    if (*digest == expected) {
+    if (digest == expected) {
         request.check = RequestCheck::kAccepted;
         return;
     }
     refuse(RequestCheck::kDigestMismatch,
-           EqualIgnoringCase(*digest, expected) ? "X-digest is not in lower case" : "X-digest is not that of the body");
+           EqualIgnoringCase(digest, expected) ? "X-digest is not in lower case" : "X-digest is not that of the body");
 }
 
 std::string Authenticator::EncryptNonce(std::string_view nonce) const {

@@ -31,13 +31,13 @@ const std::string& StyleSource() {
     return source;
 }
 
-HeaderList Guarded(HeaderList headers) {
-    headers.emplace_back("Cache-Control", "no-store");
-    headers.emplace_back("Referrer-Policy", "no-referrer");
-    headers.emplace_back("X-Content-Type-Options", "nosniff");
-    headers.emplace_back("X-Frame-Options", "DENY");
-    headers.emplace_back("Cross-Origin-Resource-Policy", "same-origin");
-    return headers;
+HttpReply Guarded(HttpReply reply) {
+    reply.headers.set("Cache-Control", "no-store");
+    reply.headers.set("Referrer-Policy", "no-referrer");
+    reply.headers.set("X-Content-Type-Options", "nosniff");
+    reply.headers.set("X-Frame-Options", "DENY");
+    reply.headers.set("Cross-Origin-Resource-Policy", "same-origin");
+    return reply;
 }
 
 }  // namespace
@@ -47,8 +47,8 @@ HttpReply MakePage(const Page& page) {
                          "; form-action 'self'";
     if (!page.formTargets.empty()) policy += ' ' + page.formTargets;
     if (!page.policy.empty()) policy += "; " + page.policy;
-    HttpReply reply{page.status, Guarded({{"Content-Type", "text/html; charset=UTF-8"}}), {}};
-    reply.headers.emplace_back("Content-Security-Policy", std::move(policy));
+    HttpReply reply = Guarded(HttpReply::Of(page.status, "text/html; charset=UTF-8", {}));
+    reply.headers.set("Content-Security-Policy", policy);
     reply.body.append("<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n")
         .append("<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n<title>")
         .append(EscapeHtml(page.title))
@@ -63,16 +63,20 @@ HttpReply MakePage(const Page& page) {
 }
 
 HttpReply MakeResource(const char* type, std::string body) {
-    return {200, Guarded({{"Content-Type", type}}), std::move(body)};
+    return Guarded(HttpReply::Of(200, type, std::move(body)));
 }
 
-HttpReply SeeOther(const std::string& location) { return {303, Guarded({{"Location", location}}), {}}; }
+HttpReply SeeOther(const std::string& location) {
+    HttpReply reply{303};
+    reply.headers.set("Location", location);
+    return Guarded(std::move(reply));
+}
 
 bool ComesFromOwnPage(const RecordedRequest& request, std::string_view ownOrigin) {
-    const std::string* origin = request.Header("Origin");
-    if (origin && *origin != "null") return EqualIgnoringCase(*origin, ownOrigin);
-    const std::string* site = request.Header("Sec-Fetch-Site");
-    return !site || *site == "same-origin";
+    const auto& headers = request.headers;
+    const auto origin = headers.find("Origin"), site = headers.find("Sec-Fetch-Site");
+    if (origin != headers.end() && origin->value() != "null") return EqualIgnoringCase(origin->value(), ownOrigin);
+    return site == headers.end() || site->value() == "same-origin";
 }
 
 }  // namespace qsn::service

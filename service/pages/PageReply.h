@@ -20,7 +20,7 @@ struct Page {
 
 // Never stored, never framed, and it tells no other site where the browser came from.
 HttpReply MakePage(const Page& page);
-// The same care for what is no page.
+// The same care for what is not a page.
 HttpReply MakeResource(const char* type, std::string body);
 // To be fetched with GET.
 HttpReply SeeOther(const std::string& location);

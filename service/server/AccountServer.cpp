@@ -7,6 +7,11 @@
 #include "service/server/ConnectionThread.h"
 
 namespace qsn::service {
+namespace {
+
+constexpr std::chrono::milliseconds kPauseAfterFailure{100};
+
+}  // namespace
 
 // Members in the order that their destruction needs, from the last to the first.
 struct AccountServer::Impl {
@@ -99,9 +104,13 @@ void AccountServer::Impl::StartConnection(Socket client) {
 void AccountServer::Impl::AcceptAll() {
     while (WaitReadable(listener.Get(), stop)) {
         Socket client(accept(listener.Get(), nullptr, nullptr));
-        if (!client) continue;
-        log.CountOne(&Counters::connections);
-        StartConnection(std::move(client));
+        if (client) {
+            log.CountOne(&Counters::connections);
+            StartConnection(std::move(client));
+        } else {
+            // The listener stays readable.
+            stop.WaitFor(kPauseAfterFailure);
+        }
     }
 }
 

@@ -18,7 +18,7 @@ std::string HostIn(const std::string& target) { return LowerCase(target.substr(0
 
 void WaitForTheEnd(ByteStream& stream) {
     std::array<char, 256> ignored;
-    while (stream.ReadSome(ignored.data(), ignored.size()) > 0) {
+    while (stream.ReadSome(ignored) > 0) {
     }
 }
 
@@ -69,7 +69,7 @@ void Connection::RefuseTunnel(PlainStream& stream, const RecordedRequest& reques
     if (silent) return WaitForTheEnd(stream);
     HttpReply reply = HttpReply::Text(status, "this proxy serves the account service's hosts on port 443 only\n");
     if (status == kLoginNeeded) {
-        for (const char* scheme : kLogins) reply.headers.emplace_back("Proxy-Authenticate", scheme);
+        for (const char* scheme : kLogins) reply.headers.insert("Proxy-Authenticate", scheme);
     }
     Send(Compose(reply, {}, false), {}, stream, generation_->ended);
 }
@@ -80,7 +80,7 @@ bool Connection::SpoilHandshake(PlainStream& stream) const {
         return false;
     // Closing with the client's first message unread would reset the connection instead of ending it.
     std::array<char, 4096> hello;
-    stream.ReadSome(hello.data(), hello.size());
+    stream.ReadSome(hello);
     if (fault == TlsFault::kSilenceInHandshake) WaitForTheEnd(stream);
     if (fault == TlsFault::kPlainText) {
         Send(Compose(HttpReply::Text(400, "this port speaks HTTP\n"), {}, false), {}, stream, generation_->ended);

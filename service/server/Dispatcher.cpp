@@ -15,14 +15,8 @@ constexpr std::size_t kWorthGzip = 512;
 constexpr std::size_t kGzipEnd = 8;  // checksum and length
 constexpr std::size_t kEndlessPiece = 1 << 20;
 
-void SetHeader(HeaderList& headers, const std::string& name, const std::string& value) {
-    std::erase_if(headers, [&](const auto& header) { return EqualIgnoringCase(header.first, name); });
-    headers.emplace_back(name, value);
-}
-
 bool WantsGzip(const HttpReply& reply, const RecordedRequest& request) {
-    const std::string* accepted = request.Header("Accept-Encoding");
-    return reply.body.size() >= kWorthGzip && accepted && AcceptsGzip(*accepted);
+    return reply.body.size() >= kWorthGzip && AcceptsGzip(request.headers["Accept-Encoding"]);
 }
 
 std::string Compressed(std::string_view body, Compression how) {
@@ -38,7 +32,7 @@ void Compress(HttpReply& reply, const RecordedRequest& request, Compression how)
     if (how == Compression::kWhenAccepted) how = WantsGzip(reply, request) ? Compression::kGzip : Compression::kNone;
     if (how == Compression::kNone) return;
     const bool deflate = how == Compression::kDeflate || how == Compression::kBareDeflate;
-    SetHeader(reply.headers, "Content-Encoding", deflate ? "deflate" : "gzip");
+    reply.headers.set("Content-Encoding", deflate ? "deflate" : "gzip");
     if (!reply.more.empty()) {
         OpenGzip open = GzipWithoutEnd(reply.body, reply.more);
         reply.body = std::move(open.text);
@@ -72,9 +66,7 @@ void Apply(const ReplyChange& change, MemberReply& reply) {
     }
 }
 
-HttpReply JsonReply(std::string body) {
-    return {200, {{"Content-Type", "application/json; charset=UTF-8"}}, std::move(body)};
-}
+HttpReply JsonReply(std::string body) { return HttpReply::Of(200, "application/json; charset=UTF-8", std::move(body)); }
 
 HttpReply NothingThere(const RecordedRequest& request) {
     return HttpReply::Text(404, "nothing at " + request.Path() + " of " + request.host + '\n');
@@ -99,7 +91,6 @@ Answer Dispatcher::Run(RecordedRequest& request) const {
     if (answer.change.status) answer.reply.status = *answer.change.status;
     if (answer.change.endless) answer.reply.more.assign(kEndlessPiece, ' ');
     Compress(answer.reply, request, answer.change.compression);
-    for (const auto& [name, value] : answer.change.headers) SetHeader(answer.reply.headers, name, value);
     request.status = answer.change.closeBeforeReply || answer.change.neverReply ? 0 : answer.reply.status;
     return answer;
 }
@@ -155,8 +146,8 @@ HttpReply Dispatcher::RunOperation(RecordedRequest& request, const ReplyChange& 
 HttpReply Dispatcher::Sealed(std::string body, const ReplyChange& change) const {
     HttpReply reply = JsonReply(std::move(body));
     const TokenAndDigest pair = authenticator_.Make(reply.body);
-    AddPairHeader(reply.headers, "X-token", pair.token, change.token);
-    AddPairHeader(reply.headers, "X-digest", pair.digest, change.digest);
+    if (const auto token = Spoilt(pair.token, change.token)) reply.headers.set("X-token", *token);
+    if (const auto digest = Spoilt(pair.digest, change.digest)) reply.headers.set("X-digest", *digest);
     return reply;
 }
 

@@ -16,12 +16,12 @@ bool LocalSite::IsOwnHost(std::string_view host) const {
 }
 
 Answer LocalSite::Run(RecordedRequest& request) const {
-    const std::string* host = request.Header("Host");
-    if (!host || !IsOwnHost(*host)) {
+    const std::string_view host = request.headers["Host"];
+    if (!IsOwnHost(host)) {
         request.status = 403;
         return {HttpReply::Text(403, "this port answers to 127.0.0.1:" + std::to_string(port_) + " only\n"), {}};
     }
-    request.host = LowerCase(*host);
+    request.host = LowerCase(host);
     if (IsService(request)) return dispatcher_.Run(request);
     if (request.method == "POST" && request.Path() == kFaultsPath) return {PressButton(request), {}};
     if (request.method != "GET") return {HttpReply::Text(405, "this page takes GET\n"), {}};

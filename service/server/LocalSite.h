@@ -20,7 +20,7 @@ public:
 
     // Whether the request belongs to the service rather than to the developer's looking at it.
     static bool IsService(const RecordedRequest& request);
-    // Completes the request's record where it belongs to the service.
+    // Completes the request's record if it belongs to the service.
     Answer Run(RecordedRequest& request) const;
 
 private:
