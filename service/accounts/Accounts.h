@@ -58,7 +58,7 @@ struct Accounts {
     // By user name or e-mail address, without regard to case.
     User* FindByLogin(std::string_view name, std::string_view password);
 
-    // An empty one never is.
+    // The empty SID is not.
     bool IsKnownProduct(std::string_view productSid) const;
 };
 

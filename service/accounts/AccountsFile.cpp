@@ -3,7 +3,6 @@
 #include <json/reader.h>
 
 #include <algorithm>
-#include <charconv>
 #include <fstream>
 #include <iterator>
 #include <limits>
@@ -12,6 +11,7 @@
 #include <span>
 
 #include "service/accounts/ProductMembers.h"
+#include "service/text/Text.h"
 
 namespace qsn::service {
 namespace {
@@ -33,11 +33,13 @@ public:
         return *this;
     }
 
-    bool Has(const char* member) const { return value_.isMember(member); }
-
     Node Member(const std::string& member) const {
         if (!value_.isMember(member)) Complain("member \"" + member + "\" is missing");
         return {value_[member], place_ + '.' + member};
+    }
+
+    std::optional<Node> Optional(const std::string& member) const {
+        return value_.isMember(member) ? std::optional(Member(member)) : std::nullopt;
     }
 
     std::vector<Node> Elements() const {
@@ -111,9 +113,9 @@ AccessToken ReadToken(const Node& node) {
     if (node.Value().isString()) return {ReadTokenText(node)};
     node.Object(kTokenMembers);
     AccessToken token{ReadTokenText(node.Member("token"))};
-    if (node.Has("site")) token.site = ReadSite(node.Member("site"));
-    if (node.Has("result")) token.result = node.Member("result").Number();
-    if (node.Has("permanent")) token.permanent = node.Member("permanent").Bool();
+    if (const auto site = node.Optional("site")) token.site = ReadSite(*site);
+    if (const auto result = node.Optional("result")) token.result = result->Number();
+    if (const auto permanent = node.Optional("permanent")) token.permanent = permanent->Bool();
     return token;
 }
 
@@ -128,57 +130,49 @@ Json::Value ReadProducts(const Node& node) {
     return node.Value();
 }
 
-std::vector<std::string> ReadTexts(const Node& node, const char* member) {
+std::vector<std::string> ReadTexts(const Node& node) {
     std::vector<std::string> texts;
-    if (!node.Has(member)) return texts;
-    for (const Node& text : node.Member(member).Elements()) texts.push_back(text.NonEmptyText());
+    for (const Node& text : node.Elements()) texts.push_back(text.NonEmptyText());
     return texts;
 }
 
-// 0 when the text is no number.
-int NumberIn(const std::string& text) {
-    int number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    return error == std::errc() && end == text.data() + text.size() ? number : 0;
+std::vector<MenuItem> ReadMenu(const Node& node) {
+    std::vector<MenuItem> menu;
+    for (const Node& entry : node.Elements()) {
+        entry.Object(kMenuMembers);
+        menu.push_back({entry.Member("item").Text(), entry.Member("url").Text()});
+    }
+    return menu;
 }
 
-void ReadMember(const Node& node, User& user) {
-    user.memberTokens = ReadTexts(node, "memberTokens");
-    user.refreshTokens = ReadTexts(node, "refreshTokens");
-    user.memberId = node.Has("memberId") ? node.Member("memberId").Number() : NumberIn(user.userId);
-    if (node.Has("memberTokenLifetime")) user.memberTokenLifetime = node.Member("memberTokenLifetime").Number();
-}
-
-void ReadLists(const Node& node, User& user) {
-    if (node.Has("userMenu")) {
-        for (const Node& entry : node.Member("userMenu").Elements()) {
-            entry.Object(kMenuMembers);
-            user.menu.push_back({entry.Member("item").Text(), entry.Member("url").Text()});
-        }
+std::map<std::string, Quota> ReadQuotas(const Node& node) {
+    std::map<std::string, Quota> quotas;
+    for (const auto& [sid, quota] : node.Members()) {
+        quota.Object(kQuotaMembers);
+        quotas[sid] = {quota.Member("resetDate").Text(), quota.Member("remainCount").Number(0)};
     }
-    if (node.Has("products")) user.products = ReadProducts(node.Member("products"));
-    if (node.Has("productsV2") && !node.Member("productsV2").Value().isNull()) {
-        user.productsV2 = ReadProducts(node.Member("productsV2"));
-    }
+    return quotas;
 }
 
 User ReadUser(const Node& node) {
     node.Object(kUserMembers);
     User user{node.Member("userID").NonEmptyText(), node.Member("userName").Text(), node.Member("userEmail").Text()};
     for (const Node& token : node.Member("accessTokens").Elements()) user.accessTokens.push_back(ReadToken(token));
-    ReadMember(node, user);
-    ReadLists(node, user);
-    if (node.Has("quotas")) {
-        for (const auto& [sid, quota] : node.Member("quotas").Members()) {
-            quota.Object(kQuotaMembers);
-            user.quotas[sid] = {quota.Member("resetDate").Text(), quota.Member("remainCount").Number(0)};
-        }
+    if (const auto tokens = node.Optional("memberTokens")) user.memberTokens = ReadTexts(*tokens);
+    if (const auto tokens = node.Optional("refreshTokens")) user.refreshTokens = ReadTexts(*tokens);
+    const auto memberId = node.Optional("memberId");
+    user.memberId = memberId ? memberId->Number() : NumberIn<int>(user.userId).value_or(0);
+    if (const auto lifetime = node.Optional("memberTokenLifetime")) user.memberTokenLifetime = lifetime->Number();
+    if (const auto menu = node.Optional("userMenu")) user.menu = ReadMenu(*menu);
+    if (const auto products = node.Optional("products")) user.products = ReadProducts(*products);
+    const auto productsV2 = node.Optional("productsV2");
+    if (productsV2 && !productsV2->Value().isNull()) user.productsV2 = ReadProducts(*productsV2);
+    if (const auto quotas = node.Optional("quotas")) user.quotas = ReadQuotas(*quotas);
+    if (const auto messages = node.Optional("messages")) {
+        for (const auto& [type, message] : messages->Members()) user.messages[type] = message.Text();
     }
-    if (node.Has("messages")) {
-        for (const auto& [type, message] : node.Member("messages").Members()) user.messages[type] = message.Text();
-    }
-    if (node.Has("nextVerifyTime")) user.nextVerifyTime = node.Member("nextVerifyTime").Number();
-    if (node.Has("password")) user.password = node.Member("password").NonEmptyText();
+    if (const auto seconds = node.Optional("nextVerifyTime")) user.nextVerifyTime = seconds->Number();
+    if (const auto password = node.Optional("password")) user.password = password->NonEmptyText();
     return user;
 }
 
@@ -229,7 +223,7 @@ Accounts ParseAccounts(std::string_view text) {
     for (const Node& user : node.Object(kRootMembers).Member("users").Elements()) {
         accounts.users.push_back(ReadUser(user));
     }
-    if (node.Has("productSids")) accounts.productSids = ReadTexts(node, "productSids");
+    if (const auto sids = node.Optional("productSids")) accounts.productSids = ReadTexts(*sids);
     RequireDistinctTokens(accounts);
     return accounts;
 }

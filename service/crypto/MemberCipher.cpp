@@ -9,6 +9,7 @@
 namespace qsn::service {
 namespace {
 
+constexpr std::size_t kMemberTagSize = 16;
 // 12 bytes are this mode's default length, so OpenSSL is not told it.
 constexpr std::string_view kInitialisationVector = "ZTHarborKeys";
 

@@ -11,7 +11,6 @@
 namespace qsn::service {
 
 inline constexpr std::size_t kMemberKeySize = 16;
-inline constexpr std::size_t kMemberTagSize = 16;
 
 using MemberCipherKey = std::span<const std::uint8_t, kMemberKeySize>;
 

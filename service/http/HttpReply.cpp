@@ -10,6 +10,11 @@ namespace {
 
 namespace http = boost::beast::http;
 
+struct WireReply {
+    std::string bytes;
+    bool closeAfter = false;
+};
+
 bool HasNoBody(int status) { return status < 200 || status == 204 || status == 304; }
 
 std::string Chunked(std::string_view body, const ReplyChange& change) {
@@ -27,7 +32,7 @@ std::string Chunked(std::string_view body, const ReplyChange& change) {
     return wire + "0\r\n\r\n";
 }
 
-std::string Cut(std::string text, const std::optional<std::size_t>& limit) {
+std::string Cut(const std::string& text, const std::optional<std::size_t>& limit) {
     return limit ? text.substr(0, *limit) : text;
 }
 
@@ -41,6 +46,25 @@ std::string HeaderText(const HttpReply& reply, const ReplyChange& change, http::
     return text + "\r\n";
 }
 
+WireReply Compose(const HttpReply& reply, const ReplyChange& change, bool keepAlive) {
+    std::string body = reply.body;
+    http::fields headers = reply.headers;
+    if (!keepAlive) headers.set(http::field::connection, "close");
+    if (!reply.more.empty()) {
+        // It has no length.
+    } else if (!change.chunks.empty()) {
+        headers.set(http::field::transfer_encoding, "chunked");
+        body = Chunked(reply.body, change);
+    } else if (HasNoBody(reply.status)) {
+        body.clear();
+    } else {
+        headers.set(http::field::content_length, std::to_string(change.contentLength.value_or(body.size())));
+    }
+    const std::string header = HeaderText(reply, change, std::move(headers));
+    if (change.closeAfterHeaderBytes) return {Cut(header, change.closeAfterHeaderBytes), true};
+    return {header + Cut(body, change.closeAfterBodyBytes), !keepAlive || change.closeAfterBodyBytes};
+}
+
 }  // namespace
 
 HttpReply HttpReply::Of(int status, std::string_view type, std::string body) {
@@ -49,37 +73,18 @@ HttpReply HttpReply::Of(int status, std::string_view type, std::string body) {
     return reply;
 }
 
-WireReply Compose(const HttpReply& reply, const ReplyChange& change, bool keepAlive) {
-    WireReply wire{{}, reply.body, reply.more};
-    http::fields headers = reply.headers;
-    if (!keepAlive) headers.set(http::field::connection, "close");
-    if (!reply.more.empty()) {
-        // Nobody knows its length.
-    } else if (!change.chunks.empty()) {
-        headers.set(http::field::transfer_encoding, "chunked");
-        wire.body = Chunked(reply.body, change);
-    } else if (HasNoBody(reply.status)) {
-        wire.body.clear();
-    } else {
-        headers.set(http::field::content_length, std::to_string(change.contentLength.value_or(reply.body.size())));
-    }
-    wire.header = Cut(HeaderText(reply, change, std::move(headers)), change.closeAfterHeaderBytes);
-    wire.body = Cut(std::move(wire.body), change.closeAfterHeaderBytes ? 0 : change.closeAfterBodyBytes);
-    wire.closeAfter = !keepAlive || change.closeAfterHeaderBytes || change.closeAfterBodyBytes;
-    return wire;
-}
-
-bool Send(const WireReply& reply, const ReplyChange& change, ByteStream& stream, const StopSignal& stop) {
-    const std::string bytes = reply.header + reply.body;
-    const std::size_t piece = change.pieceSize == 0 ? bytes.size() : change.pieceSize;
-    for (std::size_t sent = 0; sent < bytes.size(); sent += piece) {
+bool Send(const HttpReply& reply, const ReplyChange& change, bool keepAlive, ByteStream& stream,
+          const StopSignal& stop) {
+    const WireReply wire = Compose(reply, change, keepAlive);
+    const std::size_t piece = change.pieceSize == 0 ? wire.bytes.size() : change.pieceSize;
+    for (std::size_t sent = 0; sent < wire.bytes.size(); sent += piece) {
         if (sent > 0 && change.pause.count() > 0 && stop.WaitFor(change.pause)) return false;
-        if (!stream.WriteAll(std::string_view(bytes).substr(sent, piece))) return false;
+        if (!stream.WriteAll(std::string_view(wire.bytes).substr(sent, piece))) return false;
     }
     while (!reply.more.empty()) {
         if (!stream.WriteAll(reply.more)) return false;
     }
-    return !reply.closeAfter;
+    return !wire.closeAfter;
 }
 
 }  // namespace qsn::service

@@ -20,17 +20,8 @@ struct HttpReply {
     }
 };
 
-// A reply as it goes over the wire, scripted faults included.
-struct WireReply {
-    std::string header;
-    std::string body;
-    std::string more;
-    bool closeAfter = false;
-};
-
-WireReply Compose(const HttpReply& reply, const ReplyChange& change, bool keepAlive);
-
-// In the pace that the change asks for. False: the connection is to be closed.
-bool Send(const WireReply& reply, const ReplyChange& change, ByteStream& stream, const StopSignal& stop);
+// With the changes, and in the pace that they ask for. False: the connection is to be closed.
+bool Send(const HttpReply& reply, const ReplyChange& change, bool keepAlive, ByteStream& stream,
+          const StopSignal& stop);
 
 }  // namespace qsn::service

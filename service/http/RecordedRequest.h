@@ -29,9 +29,8 @@ struct RecordedRequest {
     std::string nonce;        // the digits inside "X-token", when they could be read
     std::string refusal;      // why the service refused it; empty when it did not
 
-    // Of a member token's refresh; `body` is its envelope.
-    std::string memberIdentifier;  // behind "refresh/" in the path
-    std::string decryptedBody;     // the plain text inside the envelope; empty when it did not decrypt
+    // Of a member token's refresh: the plain text inside the envelope that is the body; empty if it did not decrypt.
+    std::string decryptedBody;
 
     bool scripted = false;      // a script rule shaped the reply
     int status = 0;             // of the reply; 0: closed or silent without a reply

@@ -41,8 +41,7 @@ std::string RandomNonce() {
     return std::to_string(value);
 }
 
-}  // namespace
-
+// Lower-case hexadecimal HMAC-MD5.
 std::string DigestOf(std::string_view body, std::string_view nonce) {
     std::array<std::uint8_t, kMd5Size> digest{};
     RequireOpenSsl(
@@ -51,6 +50,8 @@ std::string DigestOf(std::string_view body, std::string_view nonce) {
         "HMAC");
     return ToHex(digest);
 }
+
+}  // namespace
 
 Authenticator::Authenticator(const std::filesystem::path& keyFolder)
     : requestKey_(ReadPrivateKey(keyFolder / "request_private.pem")),

@@ -39,7 +39,4 @@ private:
     PrivateKeyPtr replyKey_;
 };
 
-// Lower-case hexadecimal HMAC-MD5.
-std::string DigestOf(std::string_view body, std::string_view nonce);
-
 }  // namespace qsn::service

@@ -108,7 +108,6 @@ MemberReply MemberAuth::Init(RecordedRequest& request) const {
 
 MemberReply MemberAuth::Refresh(RecordedRequest& request, const Json::Value& body, AccountStore& accounts) const {
     const State state = Current();
-    request.memberIdentifier = request.Path().substr(kRefreshPath.size());
     try {
         MemberReply reply;
         reply.key = UnwrapKey(*state.key, state.keyId, body);

@@ -24,7 +24,7 @@ struct MemberRefusal {
 // may call.
 class MemberAuth {
 public:
-    // With the key pair of member_private.pem, or a new one where that file is not there. Throws std::runtime_error.
+    // With the key pair of member_private.pem, or a new one if that file is missing. Throws std::runtime_error.
     explicit MemberAuth(const std::filesystem::path& keyFolder);
 
     // A new key pair under the next identifier, which it returns; what was wrapped for the old one is refused.

@@ -13,6 +13,13 @@ constexpr std::string_view kQuotaQueryPath = "/qsn/service/gi_count/query";
 constexpr std::string_view kQuotaLogPath = "/qsn/service/gi_count/log";
 constexpr std::string_view kProductsV2Path = "/qsn/service/v2/getProductList";
 
+// The "result" numbers that the service gives by itself; accounts and scripts add others.
+enum class ServerResult {
+    kTokenRefused = 1,  // unknown, signed out, or of the other site
+    kQuotaUsedUp = 6,
+    kNoMemberAccess = 102  // member token unknown
+};
+
 Envelope Failure(ServerResult result) { return {static_cast<int>(result)}; }
 
 AccessToken* TokenOf(User& user, std::string_view text) {

@@ -9,14 +9,6 @@
 
 namespace qsn::service {
 
-// The "result" numbers that the service gives by itself; accounts and scripts add others.
-enum class ServerResult {
-    kSuccess = 0,
-    kTokenRefused = 1,  // unknown, signed out, or of the other site
-    kQuotaUsedUp = 6,
-    kNoMemberAccess = 102  // member token unknown
-};
-
 struct Envelope {
     int result = 0;
     std::string additionalMessage = {};

@@ -46,9 +46,8 @@ std::string FaultBoard::State() const {
     const std::lock_guard guard(boardLock_);
     const unsigned refusals = parts_.script.Pending();
     std::string text = "The service is " + std::string(mode_);
-    if (refusals > 0)
-        text += ", the next " + (refusals == 1 ? "request" : std::to_string(refusals) + " requests") +
-                (refusals == 1 ? " is refused" : " are refused");
+    if (refusals == 1) text += ", the next request is refused";
+    if (refusals > 1) text += ", the next " + std::to_string(refusals) + " requests are refused";
     if (!revoked_.empty()) text += ", tokens are revoked";
     return text + "; the member key has the number " + std::to_string(parts_.members.KeyId()) + '.';
 }

@@ -1,8 +1,5 @@
 #include "service/pages/LoginService.h"
 
-#include <algorithm>
-#include <charconv>
-
 #include "service/crypto/Secrets.h"
 #include "service/pages/LoginPage.h"
 #include "service/pages/PageReply.h"
@@ -24,10 +21,7 @@ struct SignedIn {
 };
 
 std::optional<std::uint16_t> PortIn(std::string_view text) {
-    std::uint16_t port = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), port);
-    const bool plain = error == std::errc() && end == text.data() + text.size() && !text.starts_with('0');
-    return plain ? std::optional(port) : std::nullopt;
+    return text.starts_with('0') ? std::nullopt : NumberIn<std::uint16_t>(text);
 }
 
 bool IsState(std::string_view text) {

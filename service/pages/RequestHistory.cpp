@@ -42,6 +42,14 @@ std::string Limited(std::string text) {
     return text + "\n… (" + size + " bytes)";
 }
 
+// For a person to read: JSON in lines, with its tokens cut short; other texts as they are.
+std::string ReadableBody(const std::string& body) {
+    Json::Value value = ParseObject(body);
+    if (value.isNull()) return Limited(body);
+    ShortenTokens(value);
+    return Limited(WriteJson(value, "  "));
+}
+
 std::string Authentication(const RecordedRequest& request) {
     if (request.check == RequestCheck::kNotNeeded) return "not asked for here";
     if (request.check == RequestCheck::kAccepted) return "holds: X-token and X-digest accepted";
@@ -76,13 +84,6 @@ HistoryEntry EntryFor(const RecordedRequest& request) {
 }
 
 }  // namespace
-
-std::string ReadableBody(const std::string& body) {
-    Json::Value value = ParseObject(body);
-    if (value.isNull()) return Limited(body);
-    ShortenTokens(value);
-    return Limited(WriteJson(value, "  "));
-}
 
 void RequestHistory::Add(const RecordedRequest& request) {
     if (size_ == 0) return;

@@ -37,7 +37,4 @@ private:
     std::deque<HistoryEntry> entries_;
 };
 
-// A body for a person to read: JSON in lines, with its tokens cut short; other texts as they are. At most 64 KiB.
-std::string ReadableBody(const std::string& body);
-
 }  // namespace qsn::service

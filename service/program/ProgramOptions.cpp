@@ -2,9 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <limits>
 #include <string_view>
+
+#include "service/text/Text.h"
 
 namespace qsn::service {
 namespace {
@@ -39,10 +40,7 @@ auto* Find(const Table& table, const std::wstring& name) {
 
 template <typename Number>
 Number ParseNumber(const std::wstring& option, const std::wstring& text) {
-    const std::string digits = Narrow(text);
-    Number number = 0;
-    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
-    if (error == std::errc() && end == digits.data() + digits.size()) return number;
+    if (const auto number = NumberIn<Number>(Narrow(text))) return *number;
     throw UsageError(Narrow(option) + " needs a number from " + std::to_string(std::numeric_limits<Number>::min()) +
                      " to " + std::to_string(std::numeric_limits<Number>::max()));
 }

@@ -71,7 +71,7 @@ void Connection::RefuseTunnel(PlainStream& stream, const RecordedRequest& reques
     if (status == kLoginNeeded) {
         for (const char* scheme : kLogins) reply.headers.insert("Proxy-Authenticate", scheme);
     }
-    Send(Compose(reply, {}, false), {}, stream, generation_->ended);
+    Send(reply, {}, false, stream, generation_->ended);
 }
 
 bool Connection::SpoilHandshake(PlainStream& stream) const {
@@ -83,17 +83,14 @@ bool Connection::SpoilHandshake(PlainStream& stream) const {
     stream.ReadSome(hello);
     if (fault == TlsFault::kSilenceInHandshake) WaitForTheEnd(stream);
     if (fault == TlsFault::kPlainText) {
-        Send(Compose(HttpReply::Text(400, "this port speaks HTTP\n"), {}, false), {}, stream, generation_->ended);
+        Send(HttpReply::Text(400, "this port speaks HTTP\n"), {}, false, stream, generation_->ended);
     }
     return true;
 }
 
 void Connection::ServeTunnel(PlainStream& plain, const std::string& host) {
     TlsStream stream(generation_->tls.get(), socket_, generation_->ended);
-    if (SpoilHandshake(plain) || !stream.Handshake()) {
-        context_.log.CountOne(&Counters::failedHandshakes);
-        return;
-    }
+    if (SpoilHandshake(plain) || !stream.Handshake()) return;
     context_.log.CountOne(&Counters::handshakes);
     HttpRequestReader reader(stream);
     for (auto received = reader.Read(); received; received = reader.Read()) {
@@ -128,7 +125,7 @@ bool Connection::Serve(ByteStream& stream, const ReceivedRequest& received, cons
         WaitForTheEnd(stream);
         return false;
     }
-    return Send(Compose(answer.reply, change, received.keepAlive), change, stream, generation_->ended);
+    return Send(answer.reply, change, received.keepAlive, stream, generation_->ended);
 }
 
 }  // namespace qsn::service

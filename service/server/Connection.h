@@ -39,7 +39,7 @@ public:
     void Run();
 
 private:
-    // False when there is to be none.
+    // False if it was refused.
     bool OpenTunnel(PlainStream& stream, const RecordedRequest& request, const std::string& host);
     void RefuseTunnel(PlainStream& stream, const RecordedRequest& request, int status);
     void ServeTunnel(PlainStream& plain, const std::string& host);

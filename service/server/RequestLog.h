@@ -15,7 +15,6 @@ struct Counters {
     unsigned connections = 0;
     unsigned tunnels = 0;  // CONNECT accepted
     unsigned handshakes = 0;
-    unsigned failedHandshakes = 0;
     unsigned requests = 0;
     std::vector<std::string> refusedTargets = {};  // of CONNECT to a foreign host, and of requests outside a tunnel
 };

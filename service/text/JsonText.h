@@ -10,7 +10,7 @@ namespace qsn::service {
 Json::Value ParseObject(const std::string& text);
 // UTF-8 as it is; compact, or in lines that start with `indentation` a level.
 std::string WriteJson(const Json::Value& value, const char* indentation = "");
-// A member's text; empty when `object` is none, or has no such text.
+// A member's text; empty if `object` is not an object or has no such text.
 std::string TextOf(const Json::Value& object, const char* member);
 
 }  // namespace qsn::service

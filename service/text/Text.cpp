@@ -10,6 +10,20 @@ constexpr std::string_view kHexDigits = "0123456789abcdef";
 char LowerCaseLetter(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 char UpperCaseLetter(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
 
+std::string DecodeQueryValue(std::string_view text) {
+    std::string result;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto byte = text[i] == '%' ? FromHex(LowerCase(text.substr(i + 1, 2))) : std::nullopt;
+        if (byte && byte->size() == 1) {
+            result += static_cast<char>(byte->front());
+            i += 2;
+        } else {
+            result += text[i] == '+' ? ' ' : text[i];
+        }
+    }
+    return result;
+}
+
 }  // namespace
 
 std::string LowerCase(std::string_view text) {
@@ -62,20 +76,6 @@ std::string EscapeHtml(std::string_view text) {
             case '"': result += "&quot;"; break;
             case '\'': result += "&#39;"; break;
             default: result += c;
-        }
-    }
-    return result;
-}
-
-std::string DecodeQueryValue(std::string_view text) {
-    std::string result;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const auto byte = text[i] == '%' ? FromHex(LowerCase(text.substr(i + 1, 2))) : std::nullopt;
-        if (byte && byte->size() == 1) {
-            result += static_cast<char>(byte->front());
-            i += 2;
-        } else {
-            result += text[i] == '+' ? ' ' : text[i];
         }
     }
     return result;
