@@ -12,7 +12,7 @@
 #include "Utility/Hex.h"
 #include "protocol/KeyProvider.h"
 #include "protocol/MessageAuthentication.h"
-#include "service/Authenticator.h"
+#include "service/operations/Authenticator.h"
 
 namespace qsn::bench {
 namespace {

@@ -21,7 +21,7 @@
 #include "protocol/CurlOwners.h"
 #include "protocol/KeyProvider.h"
 #include "protocol/MessageAuthentication.h"
-#include "service/Authenticator.h"
+#include "service/operations/Authenticator.h"
 #include "support/Owned.h"
 #include "support/TestService.h"
 
@@ -52,8 +52,8 @@ Recorded Record() {
     const service::RecordedRequest& request = requests.back();
     Recorded recorded{request.host, request.target, {}, request.body, request.replyBody};
     for (const char* name : kOwnHeaders) {
-        if (const std::string* value = request.Header(name))
-            recorded.headers.append(name).append(": ").append(*value).append("\r\n");
+        if (const auto value = request.headers[name]; !value.empty())
+            recorded.headers.append(name).append(": ").append(value).append("\r\n");
     }
     return recorded;
 }

@@ -35,5 +35,6 @@ file(CREATE_LINK /usr/include/boost "${PROJECT_BINARY_DIR}/inc/boost" SYMBOLIC)
 add_library(qsn_boost INTERFACE)
 add_library(qsn::boost ALIAS qsn_boost)
 target_include_directories(qsn_boost SYSTEM INTERFACE "${PROJECT_BINARY_DIR}/inc")
-target_compile_definitions(qsn_boost INTERFACE BOOST_ERROR_CODE_HEADER_ONLY BOOST_ALL_NO_LIB)
+target_compile_definitions(qsn_boost INTERFACE BOOST_ERROR_CODE_HEADER_ONLY BOOST_ALL_NO_LIB
+                                               BOOST_BEAST_USE_STD_STRING_VIEW)
 target_link_libraries(qsn_boost INTERFACE ws2_32 mswsock)

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "service/AccountServer.h"
-#include "service/ProxySetting.h"
+#include "service/net/ProxySetting.h"
+#include "service/server/AccountServer.h"
 
 namespace qsn::soak {
 

@@ -18,9 +18,9 @@
 #include "Footprint.h"
 #include "Host.h"
 #include "Neighbour.h"
-#include "service/AccountServer.h"
-#include "service/AccountsFile.h"
-#include "service/UserConfiguration.h"
+#include "service/accounts/AccountsFile.h"
+#include "service/net/UserConfiguration.h"
+#include "service/server/AccountServer.h"
 #include "support/SharedValues.h"
 
 namespace qsn::soak {

@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 
-#include "service/Authenticator.h"
+#include "service/http/Gzip.h"
+#include "service/operations/Authenticator.h"
+#include "support/ImportTable.h"
 #include "support/PlainClient.h"
 #include "support/SessionTest.h"
 
@@ -17,7 +19,7 @@ TEST_F(AccountServerTest, AcceptsAPairAsItWasSentOnly) {
     SignIn();
     ASSERT_EQ(UserInfoResult(), QSN_CALLBACK_OK);
     const RecordedRequest sent = Server().TakeRequests().at(0);
-    const std::string token = *sent.Header("X-token"), digest = *sent.Header("X-digest");
+    const std::string token(sent.headers["X-token"]), digest(sent.headers["X-digest"]);
     const struct {
         std::string token, digest, body;
         RequestCheck check;
@@ -30,7 +32,8 @@ TEST_F(AccountServerTest, AcceptsAPairAsItWasSentOnly) {
     const Authenticator authenticator(QSN_TEST_KEY_DIR);
     for (const auto& row : rows) {
         RecordedRequest request;
-        request.headers = {{"X-token", row.token}, {"X-digest", row.digest}};
+        request.headers.set("X-token", row.token);
+        request.headers.set("X-digest", row.digest);
         request.body = row.body;
         authenticator.Check(request);
         EXPECT_EQ(request.check, row.check) << request.checkReason;
@@ -65,6 +68,37 @@ TEST(AccountServer, TunnelsToItsOwnHostsAndEndsAtOnceWhileRepliesAreHeldBack) {
     const ULONGLONG start = GetTickCount64();
     server.reset();
     EXPECT_LT(GetTickCount64() - start, 2000u);
+}
+
+TEST(AccountServer, TakesAWeightOfNothingForANo) {
+    const struct {
+        const char* accepted;
+        bool gzip;
+    } rows[] = {{"gzip", true},
+                {"deflate, GZIP;q=0.001", true},
+                {"deflate ,\tgzip ; q=1", true},
+                {"deflate", false},
+                {"gzip;q=0", false},
+                {"gzip; q=0.000, deflate", false},
+                {"GZIP;Q=0.0 ", false},
+                {" gzip ;\tq = 0.", false}};
+    for (const auto& row : rows) EXPECT_EQ(AcceptsGzip(row.accepted), row.gzip) << row.accepted;
+}
+
+std::vector<ULONGLONG> g_accepts;  // when the server tried
+SOCKET WSAAPI AcceptAtTheThird(SOCKET listener, sockaddr* address, int* size) {
+    g_accepts.push_back(GetTickCount64());
+    return g_accepts.size() < 3 ? INVALID_SOCKET : WSAAccept(listener, address, size, nullptr, 0);
+}
+
+TEST(AccountServer, PausesWhileAcceptFails) {
+    const ImportHook hook("accept", &AcceptAtTheThird, nullptr);
+    auto server = std::make_unique<AccountServer>(ServerOptions{.keyFolder = QSN_TEST_KEY_DIR});
+    EXPECT_THAT(PlainClient::Ask(server->Port(), "GET / HTTP/1.1\r\nConnection: close\r\n\r\n"),
+                StartsWith("HTTP/1.1 403"));
+    server.reset();
+    ASSERT_GE(g_accepts.size(), 3u);
+    EXPECT_GE(g_accepts[2] - g_accepts[0], 100u);
 }
 
 }  // namespace

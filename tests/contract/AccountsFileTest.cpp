@@ -1,4 +1,4 @@
-#include "service/AccountsFile.h"
+#include "service/accounts/AccountsFile.h"
 
 #include <gmock/gmock.h>
 

@@ -6,8 +6,8 @@
 #include <set>
 #include <thread>
 
-#include "service/ProductMembers.h"
-#include "service/ReplyGate.h"
+#include "service/accounts/ProductMembers.h"
+#include "service/http/ReplyGate.h"
 #include "support/ImportTable.h"
 #include "support/ProcessState.h"
 #include "support/SharedValues.h"

@@ -7,7 +7,7 @@
 #include <random>
 #include <thread>
 
-#include "service/ProxySetting.h"
+#include "service/net/ProxySetting.h"
 #include "support/Fakes.h"
 #include "support/ImportTable.h"
 #include "support/ProcessState.h"

@@ -1,8 +1,8 @@
 #include <gmock/gmock.h>
 
-#include "service/AccountsFile.h"
-#include "service/LoginTickets.h"
-#include "service/RequestHistory.h"
+#include "service/accounts/AccountsFile.h"
+#include "service/pages/LoginTickets.h"
+#include "service/pages/RequestHistory.h"
 
 namespace {
 

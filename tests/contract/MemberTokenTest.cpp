@@ -106,7 +106,7 @@ TEST_F(MemberToken, IsRenewedInItsLastMinute) {
     for (const RecordedRequest* request : {&init, &refresh}) {
         EXPECT_NE(request->rawHeader.find("\r\nUser-Agent: Quillfern/SID-TEST\r\n"), std::string::npos);
     }
-    EXPECT_EQ(m_requests[2].Header("User-Agent"), nullptr);
+    EXPECT_EQ(m_requests[2].headers.count("User-Agent"), 0u);
 
     EXPECT_EQ(UserInfoResult(), QSN_CALLBACK_OK);
     ListWithin(60s);

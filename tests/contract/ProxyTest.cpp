@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "service/Socket.h"
+#include "service/net/Socket.h"
 #include "support/ImportTable.h"
 #include "support/ProcessState.h"
 #include "support/SessionTest.h"

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "service/ProxySetting.h"
+#include "service/net/ProxySetting.h"
 #include "support/ProcessState.h"
 #include "support/SessionTest.h"
 

@@ -17,7 +17,7 @@ TEST_F(UserInfoRequest, GoesOutAsTheServiceExpectsIt) {
     const auto& request = requests[0];
     EXPECT_EQ(request.method + " " + request.host + request.target,
               "POST account.quillfern.example/qsn/service/request");
-    EXPECT_EQ(request.Header("User-Agent"), nullptr) << request.rawHeader;
+    EXPECT_EQ(request.headers.count("User-Agent"), 0u) << request.rawHeader;
     const std::size_t block = request.rawHeader.find(
         "Content-Type: application/json; charset=UTF-8\r\n"
         "Accept: application/json; charset=UTF-8\r\n"

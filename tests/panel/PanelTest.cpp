@@ -12,10 +12,10 @@
 #include <vector>
 
 #include "panel/PanelProcess.h"
-#include "service/AccountServer.h"
-#include "service/AccountsFile.h"
-#include "service/ReplyGate.h"
-#include "service/UserConfiguration.h"
+#include "service/accounts/AccountsFile.h"
+#include "service/http/ReplyGate.h"
+#include "service/net/UserConfiguration.h"
+#include "service/server/AccountServer.h"
 #include "support/SharedValues.h"
 
 namespace qsn::test {

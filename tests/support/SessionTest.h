@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "service/ReplyGate.h"
+#include "service/http/ReplyGate.h"
 #include "support/Library.h"
 #include "support/RecordingCallback.h"
 #include "support/TestService.h"

@@ -1,6 +1,6 @@
 #include "support/TestService.h"
 
-#include "service/AccountsFile.h"
+#include "service/accounts/AccountsFile.h"
 
 namespace qsn::test {
 namespace {

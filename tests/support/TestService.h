@@ -2,8 +2,8 @@
 
 #include <memory>
 
-#include "service/AccountServer.h"
-#include "service/UserConfiguration.h"
+#include "service/net/UserConfiguration.h"
+#include "service/server/AccountServer.h"
 
 namespace qsn::test {
 

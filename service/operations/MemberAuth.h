@@ -1,0 +1,63 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "service/accounts/AccountStore.h"
+#include "service/crypto/JwtIssuer.h"
+#include "service/crypto/MemberKey.h"
+#include "service/http/RecordedRequest.h"
+#include "service/operations/MemberReply.h"
+
+namespace qsn::service {
+
+struct MemberRefusal {
+    std::optional<int> result = {};
+    std::string additionalMessage = {};
+};
+
+// The member service: hands out its public key, and renews member tokens for those who hold a refresh token. Any thread
+// may call.
+class MemberAuth {
+public:
+    // With the key pair of member_private.pem, or a new one if that file is missing. Throws std::runtime_error.
+    explicit MemberAuth(const std::filesystem::path& keyFolder);
+
+    // A new key pair under the next identifier, which it returns; what was wrapped for the old one is refused.
+    int RotateKey();
+    int KeyId() const;
+
+    // Every request is answered with the refusal until Accept.
+    void Refuse(MemberRefusal refusal = {});
+    void Accept();
+
+    // A token for the user, valid for the product list of the second generation.
+    std::string IssueToken(User& user, std::chrono::seconds lifetime) const;
+    // Signs what no operation would issue.
+    const JwtIssuer& Issuer() const { return issuer_; }
+
+    // `body` is an object. Completes the request's record.
+    MemberReply Init(RecordedRequest& request) const;
+    MemberReply Refresh(RecordedRequest& request, const Json::Value& body, AccountStore& accounts) const;
+
+private:
+    struct State {
+        std::shared_ptr<const MemberKey> key;
+        int keyId = 1;
+        std::optional<MemberRefusal> refusal = {};
+    };
+    State Current() const;
+
+    JwtIssuer issuer_;
+    mutable std::mutex stateLock_;
+    State state_;
+};
+
+// "memberInit" or "memberRefresh"; empty when the member hosts have nothing at the path.
+std::string_view MemberOperationAt(std::string_view path);
+
+}  // namespace qsn::service

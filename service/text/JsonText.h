@@ -1,0 +1,16 @@
+#pragma once
+
+#include <json/value.h>
+
+#include <string>
+
+namespace qsn::service {
+
+// Null unless the text is a JSON object.
+Json::Value ParseObject(const std::string& text);
+// UTF-8 as it is; compact, or in lines that start with `indentation` a level.
+std::string WriteJson(const Json::Value& value, const char* indentation = "");
+// A member's text; empty if `object` is not an object or has no such text.
+std::string TextOf(const Json::Value& object, const char* member);
+
+}  // namespace qsn::service
