@@ -46,7 +46,7 @@ private:
 Socket ListenOnLoopback(std::uint16_t port);
 [[noreturn]] void ThrowSocketError(const char* call);
 
-// Ends waits on sockets from another thread, for good. A datagram that nobody reads keeps its socket readable: every
+// Ends waits on sockets from another thread, for good. An unread datagram keeps its socket readable: every
 // wait selects on it besides its own socket. Closing a socket under its reader would end the wait too, but the handle
 // may by then belong to somebody else in the process.
 class StopSignal {

@@ -20,7 +20,7 @@ struct MemberRefusal {
     std::string additionalMessage = {};
 };
 
-// The member service: hands out its public key, and renews member tokens for those who hold a refresh token. Any thread
+// The member service: hands out its public key, and renews member tokens for holders of a refresh token. Any thread
 // may call.
 class MemberAuth {
 public:

@@ -36,7 +36,7 @@ public:
     explicit FaultBoard(const Parts& parts) : parts_(parts) {}
 
     static const std::array<Button, 7>& Buttons();
-    // False when there is no such button.
+    // False if there is no such button.
     bool Press(std::string_view name);
     // What is on now, as a sentence.
     std::string State() const;
