@@ -9,6 +9,7 @@
 
 #include "Rows.h"
 #include "Sections.h"
+#include "Utility/Deleter.h"
 #include "Utility/Win32Owners.h"
 #include "sso/TokenStore.h"
 
@@ -29,7 +30,7 @@ void WriteBare(const std::string& token) {
     DATA_BLOB plain{static_cast<DWORD>(token.size()), reinterpret_cast<BYTE*>(const_cast<char*>(token.data()))};
     DATA_BLOB sealed{};
     CryptProtectData(&plain, nullptr, nullptr, nullptr, nullptr, CRYPTPROTECT_LOCAL_MACHINE, &sealed);
-    const std::unique_ptr<BYTE, LocalFreeDeleter> owner(sealed.pbData);
+    const std::unique_ptr<BYTE, Deleter<LocalFree>> owner(sealed.pbData);
     UniqueRegistryKey key;
     RegOpenKeyExA(HKEY_CURRENT_USER, kKeyName, 0, KEY_WRITE, key.Receive());
     RegSetValueExA(key.Get(), "rTok", 0, REG_SZ, sealed.pbData, sealed.cbData);
