@@ -2,6 +2,7 @@
 
 #include <regex>
 
+#include "support/ImportTable.h"
 #include "support/SessionTest.h"
 
 namespace {
@@ -66,25 +67,11 @@ TEST(ConfigurationItems, EachHasItsResultInEachState) {
 }
 
 // What the system answers when it is asked for the machine's name.
-class MachineName {
-public:
-    explicit MachineName(const wchar_t* name) {
-        GetComputerNameW(m_former, &m_size);
-        Write(name);
-    }
-    MachineName(const MachineName&) = delete;
-    MachineName& operator=(const MachineName&) = delete;
-    ~MachineName() { Write(m_former); }
-
-private:
-    static void Write(const wchar_t* name) {
-        RegSetKeyValueW(HKEY_LOCAL_MACHINE, L"System\\CurrentControlSet\\Control\\ComputerName\\ActiveComputerName",
-                        L"ComputerName", REG_SZ, name, static_cast<DWORD>((wcslen(name) + 1) * sizeof(wchar_t)));
-    }
-
-    wchar_t m_former[MAX_COMPUTERNAME_LENGTH + 1] = {};
-    DWORD m_size = MAX_COMPUTERNAME_LENGTH + 1;
-};
+BOOL WINAPI MachineName(wchar_t* name, DWORD* size) {
+    const bool fits = *size > MAX_COMPUTERNAME_LENGTH;
+    if (fits) wcscpy(name, L"B\u00fcro-\u673a");
+    return fits;
+}
 
 class ConfiguredRequest : public SessionTest {
 protected:
@@ -93,15 +80,7 @@ protected:
         Server().Accounts().Use([](auto& accounts) {
             for (auto& token : accounts.users[0].accessTokens) token.permanent = true;
         });
-        uint32_t length = 0;
-        for (int32_t item : {QSNCFG_SET_MEMBER_TOKEN, QSNCFG_SET_REFRESH_TOKEN}) m_qsn->Config(item, nullptr, &length);
-        uint32_t on = 1;
-        m_qsn->Config(QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE, &on, nullptr);
-    }
-    void Configure(const wchar_t* language, const wchar_t* extendData, uint32_t platform) {
-        ASSERT_EQ(m_qsn->Config(QSNCFG_SET_LANGUAGE, const_cast<wchar_t*>(language), nullptr), S_OK);
-        ASSERT_EQ(m_qsn->Config(QSNCFG_SET_EXTEND_DATA, const_cast<wchar_t*>(extendData), nullptr), S_OK);
-        ASSERT_EQ(m_qsn->Config(QSNCFG_SET_PLATFORM_INFO, &platform, nullptr), S_OK);
+        Switch(QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE);
     }
     // One request of each kind, in this order: user info, both lists, quota query and log, token check, sign-out.
     std::vector<qsn::service::RecordedRequest> RequestsOfAllTypes() {
@@ -144,7 +123,8 @@ std::vector<std::string> ExpectedBodies(const std::string& extendData, const std
 }
 
 TEST_F(ConfiguredRequest, CarriesWhatTheHostHasSet) {
-    const MachineName name(L"B\u00fcro-\u673a");
+    const ImportHook machineName("GetComputerNameW", &MachineName);
+    const unsigned connections = Server().Count().connections;
     struct {
         const wchar_t* language;
         const wchar_t* extendData;
@@ -160,20 +140,30 @@ TEST_F(ConfiguredRequest, CarriesWhatTheHostHasSet) {
     };
     for (const auto& each : cases) {
         SignIn();
-        Configure(each.language, each.extendData, each.platform);
+        ASSERT_EQ(m_qsn->Config(QSNCFG_SET_LANGUAGE, const_cast<wchar_t*>(each.language), nullptr), S_OK);
+        ASSERT_EQ(m_qsn->Config(QSNCFG_SET_EXTEND_DATA, const_cast<wchar_t*>(each.extendData), nullptr), S_OK);
+        Switch(QSNCFG_SET_PLATFORM_INFO, each.platform);
         std::vector<std::string> bodies;
         for (const auto& request : RequestsOfAllTypes()) bodies.push_back(WithoutMachineID(request.body));
         EXPECT_EQ(bodies, ExpectedBodies(each.sentExtendData, each.sentList)) << each.platform;
     }
+    EXPECT_EQ(Server().Count().connections, connections + 1) << "one serves all of them";
 }
 
 TEST_F(ConfiguredRequest, GoesToTheSiteThatTheHostHasChosen) {
     for (uint32_t staging : {0u, 7u, 0u}) {
-        ASSERT_EQ(m_qsn->Config(QSNCFG_USE_TESTBED, &staging, nullptr), S_OK);
+        Switch(QSNCFG_USE_TESTBED, staging);
         SignIn(staging ? kStagingToken : kToken);
         ASSERT_EQ(UserInfoResult(), QSN_CALLBACK_OK);
         const std::string host = staging ? "account-staging.quillfern.example" : "account.quillfern.example";
-        for (const auto& request : RequestsOfAllTypes()) EXPECT_EQ(request.host, host) << request.requestType;
+        for (const auto& request : RequestsOfAllTypes()) {
+            EXPECT_EQ(request.host, host) << request.requestType;
+            EXPECT_EQ(request.Header("User-Agent"), nullptr);
+            const std::string block =
+                "Content-Type: application/json; charset=UTF-8\r\nAccept: application/json; charset=UTF-8\r\n"
+                "Accept-Encoding: gzip, deflate\r\nX-token: ";
+            EXPECT_NE(request.rawHeader.find(block), std::string::npos) << request.rawHeader;
+        }
         char url[128] = {};
         uint32_t length = 0;
         ASSERT_EQ(m_qsn->GetSignInURL(url, sizeof(url), &length), S_OK);
