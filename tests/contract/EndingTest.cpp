@@ -97,33 +97,27 @@ std::thread EndAside(IPVSubscription2& qsn, std::function<void()> end) {
 }
 
 TEST_F(Ending, AReplyInTimeIsToldAndLoggedAsEver) {
-    struct {
-        const char* type;
-        int action;
-        HRESULT (*start)(IPVSubscription2&);
-        int result;
-        const wchar_t* log;
-    } const rows[] = {
+    const std::tuple<const char*, int, HRESULT (*)(IPVSubscription2&), int, std::wstring> rows[] = {
         {"getUserInfo", QSN_ACTION_GET_USERINFO_RESULT, [](auto& qsn) { return qsn.GetUserInfo(); }, 0, L"GetUserInfo"},
         {"signOut", QSN_ACTION_SIGNOUT_RESULT, [](auto& qsn) { return qsn.SignOut(); }, 10, L"OnlineSignOut"},
     };
-    for (const auto& row : rows) {
+    for (const auto& [type, action, start, result, name] : rows) {
         FakeOrb log;
         m_qsn->Uninit();
         SetUp();
         SignIn();
         const auto gate = std::make_shared<const ReplyGate>();
-        const int serverResult = row.result == 0 ? 0 : 6;
-        Server().Rules().Once({.result = serverResult, .gate = gate}, {.requestType = row.type});
-        ASSERT_EQ(row.start(*m_qsn), S_OK);
+        const int serverResult = result == 0 ? 0 : 6;
+        Server().Rules().Once({.result = serverResult, .gate = gate}, {.requestType = type});
+        ASSERT_EQ(start(*m_qsn), S_OK);
         ASSERT_TRUE(gate->WaitForRequest(10s));
         std::thread ending = EndAside(*m_qsn, [&] { EXPECT_EQ(m_qsn->Uninit(), S_OK); });
         gate->Open();
         ending.join();
-        EXPECT_EQ(m_callback.ResultOf(row.action), row.result) << row.type;
-        const std::wstring last = row.log + (L", Server result = " + std::to_wstring(serverResult)) +
-                                  L"\n\nLog QSN1.0 QSN Uninit\nUninit 0\n";
-        EXPECT_TRUE(log.Record().ends_with(last)) << row.type;
+        EXPECT_EQ(m_callback.ResultOf(action), result) << type;
+        const std::wstring last =
+            name + L", Server result = " + std::to_wstring(serverResult) + L"\n\nLog QSN1.0 QSN Uninit\nUninit 0\n";
+        EXPECT_TRUE(log.Record().ends_with(last)) << type;
         SetUp();
     }
 }

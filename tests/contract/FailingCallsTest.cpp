@@ -8,11 +8,9 @@
 #include "support/Fakes.h"
 #include "support/ProcessState.h"
 #include "support/SessionTest.h"
-#include "support/SharedValues.h"
 
 namespace {
 
-using namespace std::chrono_literals;
 using namespace qsn::test;
 using Kind = FailingCalls::Kind;
 
@@ -47,7 +45,6 @@ public:
         return result == QSN_CALLBACK_OK;
     }
 
-    void Nothing() {}
     void NoObject() { m_qsn.reset(); }
     bool Start() {
         void* object = nullptr;
@@ -55,10 +52,7 @@ public:
         if (FAILED(hr)) return false;
         m_qsn.reset(static_cast<IPVSubscription2*>(object));
         if (m_qsn->Init(L"SID-TEST", &m_callback) != S_OK) return false;
-        // What the worker thread does first is part of it.
-        char url[256];
-        uint32_t length = 0;
-        return m_qsn->GetSignInURL(url, sizeof(url), &length) == S_OK;
+        return GetSignInUrl(*m_qsn) == S_OK;  // what the worker thread does first is part of it
     }
     void Session() {
         if (!m_qsn) m_qsn = Create(m_library);
@@ -95,18 +89,13 @@ public:
         return listed && SharedValues::Read("mTok") != before;
     }
     bool StoreWrite() {
-        std::string token = kTokenToKeep;
-        auto length = static_cast<uint32_t>(token.size());
-        bool stored = true;
-        for (int32_t item : {QSNCFG_SET_MEMBER_TOKEN, QSNCFG_SET_REFRESH_TOKEN}) {
-            stored = m_qsn->Config(item, token.data(), &length) == S_OK && stored;
-        }
-        return stored;
+        const HRESULT member = SetToken(*m_qsn, QSNCFG_SET_MEMBER_TOKEN, kTokenToKeep);
+        const HRESULT refresh = SetToken(*m_qsn, QSNCFG_SET_REFRESH_TOKEN, kTokenToKeep);
+        return member == S_OK && refresh == S_OK;
     }
     // Ended while what the watcher and the sign-in have begun is going on.
     bool End() {
-        uint32_t on = 1;
-        const bool watched = m_qsn->Config(QSNCFG_ENABLE_SINGLE_SIGNON, &on, nullptr) == S_OK;
+        const bool watched = SetNumber(*m_qsn, QSNCFG_ENABLE_SINGLE_SIGNON) == S_OK;
         const bool signedIn = IsReported(m_qsn->SignIn(kToken), QSN_ACTION_SIGNIN_RESULT);
         const HRESULT hr = m_qsn->Uninit();
         EXPECT_EQ(m_callback.References(), 1) << "whatever fails, the host's callback is let go";
@@ -151,20 +140,6 @@ public:
         RecordProperty(std::string(scenario.name) + NameOf(kind), static_cast<int>(rounds));
     }
 
-    void FailInEachScenario() {
-        const Scenario scenarios[] = {
-            {"Init", &FailingCallsTest::NoObject, &FailingCallsTest::Start, 12},
-            {"Request", &FailingCallsTest::Session, &FailingCallsTest::Request, 30},
-            {"Renewal", &FailingCallsTest::TokensToRenew, &FailingCallsTest::Renewal, 40},
-            {"StoreWrite", &FailingCallsTest::Session, &FailingCallsTest::StoreWrite, 5},
-            {"Uninit", &FailingCallsTest::Session, &FailingCallsTest::End, 3},
-        };
-        for (const Scenario& scenario : scenarios) {
-            for (Kind kind : {Kind::kPlatform, Kind::kAllocation}) FailOneAfterAnother(scenario, kind);
-        }
-    }
-
-    SharedValues m_values;
     FakeOrb m_orb;  // the stand-in would leave memory behind each time that it is freed
     FailingCalls m_calls;
     Kind m_kind = Kind::kPlatform;
@@ -172,7 +147,18 @@ public:
     std::string m_ending;  // the member token that is to be renewed
 };
 
-TEST_F(FailingCallsTest, EachEndsInAResultCodeAndLeavesNothing) { FailInEachScenario(); }
+TEST_F(FailingCallsTest, EachEndsInAResultCodeAndLeavesNothing) {
+    const Scenario scenarios[] = {
+        {"Init", &FailingCallsTest::NoObject, &FailingCallsTest::Start, 12},
+        {"Request", &FailingCallsTest::Session, &FailingCallsTest::Request, 30},
+        {"Renewal", &FailingCallsTest::TokensToRenew, &FailingCallsTest::Renewal, 40},
+        {"StoreWrite", &FailingCallsTest::Session, &FailingCallsTest::StoreWrite, 5},
+        {"Uninit", &FailingCallsTest::Session, &FailingCallsTest::End, 3},
+    };
+    for (const Scenario& scenario : scenarios) {
+        for (Kind kind : {Kind::kPlatform, Kind::kAllocation}) FailOneAfterAnother(scenario, kind);
+    }
+}
 
 TEST_F(FailingCallsTest, WhatTheRegistryDoesNotTakeIsNotRenewed) {
     TokensToRenew();
@@ -200,8 +186,7 @@ protected:
 
 TEST_P(SharedTokensOutOfReach, AreNotTakenForGone) {
     Session();
-    uint32_t on = 1;
-    ASSERT_EQ(m_qsn->Config(QSNCFG_ENABLE_SINGLE_SIGNON, &on, nullptr), S_OK);
+    Switch(QSNCFG_ENABLE_SINGLE_SIGNON);
     ASSERT_TRUE(Request());
     ASSERT_TRUE(StoreWrite());
     SharedValues::WriteProtected("rTok", kTokenToKeep);  // the same token, encrypted anew, so that it is looked at

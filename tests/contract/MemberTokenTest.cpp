@@ -5,16 +5,11 @@
 #include <regex>
 
 #include "support/SessionTest.h"
-#include "support/SharedValues.h"
 
 namespace {
 
-using namespace std::chrono_literals;
 using namespace qsn::test;
-using qsn::service::AccountServer;
-using qsn::service::RecordedRequest;
-using qsn::service::ReplyChange;
-using qsn::service::RequestMatch;
+using namespace qsn::service;
 
 struct TestUser {
     const char* id;
@@ -30,7 +25,7 @@ protected:
     void SetUp() override {
         Server().Accounts().Use([](auto& accounts) {
             accounts.users[0].refreshTokens = {kAda.refreshToken};
-            qsn::service::User& bo = accounts.users.emplace_back();
+            User& bo = accounts.users.emplace_back();
             bo.userId = kBo.id;
             bo.memberId = std::stoi(kBo.id);
             bo.accessTokens = {{kBo.accessToken}};
@@ -78,7 +73,6 @@ protected:
     bool IsRenewed() const { return SharedValues::Read("mTok")->data != SharedValues::Base64Lines(m_token); }
 
     using Types = std::vector<std::string>;
-    SharedValues m_values;
     std::string m_token;
     std::vector<RecordedRequest> m_requests;
 };
@@ -151,8 +145,7 @@ TEST_F(MemberToken, TheKeysNumberGoesBackAsItCame) {
 }
 
 TEST_F(MemberToken, GoesToTheSiteThatTheHostHasChosen) {
-    uint32_t staging = 1;
-    ASSERT_EQ(m_qsn->Config(QSNCFG_USE_TESTBED, &staging, nullptr), S_OK);
+    Switch(QSNCFG_USE_TESTBED);
     SignIn(kStagingToken);
     EXPECT_EQ(ListResult(), QSN_CALLBACK_SERVER_RESULT_102);
     EXPECT_EQ(Requests(), Types{"getProductListV2"}) << "without a member token the member service is not asked";
@@ -183,30 +176,25 @@ TEST_F(MemberToken, WithoutAnIdentifierTheUserIsAskedFor) {
 }
 
 TEST_F(MemberToken, IdentifiersAreNumbersOf64Bits) {
-    const struct {
-        const char* claims;
-        const char* userID;
-        const char* inPath;
-        const char* inBody;
-    } cases[] = {{"{}", "0020417", "0020417", "20417"},
-                 {"{}", "9007199254740993", "9007199254740993", "9007199254740993"},
-                 {"{}", "18446744073709551615", "18446744073709551615", "18446744073709551615"},
-                 {"{}", "118446744073709551615", "00000000", "0"},
-                 {"{}", "", "00000000", "0"},
-                 {"{}", "../init", "00000000", "0"},
-                 {"{}", "7?x=1", "00000000", "0"},
-                 {"{}", "7\r\nX-Evil: 1", "00000000", "0"},
-                 {R"({"memberId":9007199254740993})", "20417", "00000000", "9007199254740993"}};
-    for (const auto& each : cases) {
-        Server().Accounts().Use([&](auto& accounts) { accounts.users[0].userId = each.userID; });
+    const std::tuple<const char*, const char*, std::string, std::string> cases[] = {
+        {"{}", "0020417", "0020417", "20417"},
+        {"{}", "9007199254740993", "9007199254740993", "9007199254740993"},
+        {"{}", "18446744073709551615", "18446744073709551615", "18446744073709551615"},
+        {"{}", "118446744073709551615", "00000000", "0"},
+        {"{}", "", "00000000", "0"},
+        {"{}", "../init", "00000000", "0"},
+        {"{}", "7?x=1", "00000000", "0"},
+        {"{}", "7\r\nX-Evil: 1", "00000000", "0"},
+        {R"({"memberId":9007199254740993})", "20417", "00000000", "9007199254740993"}};
+    for (const auto& [claims, userId, inPath, inBody] : cases) {
+        Server().Accounts().Use([&, id = userId](auto& accounts) { accounts.users[0].userId = id; });
         SignInAs(kAda);
-        Hold(Server().Members().Issuer().Sign(each.claims));
+        Hold(Server().Members().Issuer().Sign(claims));
         Requests();
-        EXPECT_EQ(ListResult(), QSN_CALLBACK_OK) << each.userID;
+        EXPECT_EQ(ListResult(), QSN_CALLBACK_OK) << userId;
         Requests();
-        EXPECT_EQ(Refresh().target, std::string("/member-auth/v1/refresh/") + each.inPath);
-        EXPECT_EQ(Refresh().decryptedBody,
-                  std::string("{\"memberId\":") + each.inBody + R"(,"refreshToken":"refresh-ada"})" + "\n");
+        EXPECT_EQ(Refresh().target, "/member-auth/v1/refresh/" + inPath);
+        EXPECT_EQ(Refresh().decryptedBody, "{\"memberId\":" + inBody + R"(,"refreshToken":"refresh-ada"})" + "\n");
     }
 }
 
