@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <atomic>
 #include <map>
 
@@ -170,50 +169,43 @@ TEST_F(FailingCallsTest, WhatTheRegistryDoesNotTakeIsNotRenewed) {
     EXPECT_TRUE(Renewal()) << "the next try works";
 }
 
-// What keeps the library from looking at the shared values for a while.
-struct Obstacle {
-    const char* name;
-    const char* call;  // null: blocks of memory
-    DWORD error;
-};
+// Whatever keeps the library from looking at them for a while.
+TEST_F(FailingCallsTest, SharedTokensOutOfReachAreNotTakenForGone) {
+    const std::pair<const char*, DWORD> obstacles[] = {{nullptr, 0},  // blocks of memory
+                                                       {"RegOpenKeyExA", ERROR_ACCESS_DENIED},
+                                                       {"RegQueryValueExA", ERROR_KEY_DELETED},
+                                                       {"CryptUnprotectData", RPC_S_SERVER_UNAVAILABLE}};
+    for (const auto& [call, error] : obstacles) {
+        SCOPED_TRACE(call ? call : "memory");
+        const auto fail = [&, name = call, code = error] {
+            name ? m_calls.FailCallsOf(name, code) : m_calls.FailBlocksOf(1000);
+        };
+        Session();
+        Switch(QSNCFG_ENABLE_SINGLE_SIGNON);
+        ASSERT_TRUE(Request());
+        ASSERT_TRUE(StoreWrite());
+        SharedValues::WriteProtected("rTok", kTokenToKeep);  // the same token, encrypted anew, so that it is looked at
 
-class SharedTokensOutOfReach : public FailingCallsTest, public testing::WithParamInterface<Obstacle> {
-protected:
-    void Fail() {
-        GetParam().call ? m_calls.FailCallsOf(GetParam().call, GetParam().error) : m_calls.FailBlocksOf(1000);
+        fail();
+        EXPECT_TRUE(Eventually([&] { return m_calls.Failures() >= 3; })) << "looks at each value, or at one of them";
+        SharedValues::Delete("mTok");
+        m_calls.Stop();
+        EXPECT_EQ(m_callback.ResultOf(QSN_ACTION_NOTIFY), QSN_NOTIFY_MEMBER_TOKEN_CLEAR)
+            << "what became of it meanwhile";
+
+        fail();
+        uint32_t length = 0;
+        EXPECT_LT(m_qsn->Config(QSNCFG_GET_REFRESH_TOKEN, nullptr, &length), 0);
+        EXPECT_LT(m_qsn->SignOut(), 0);
+        m_calls.Stop();
+        EXPECT_EQ(AccessToken(), kToken);
+        EXPECT_EQ(m_callback.Pending(), 0u);
+        EXPECT_TRUE(SharedValues::Has("SSO"));
+        EXPECT_EQ(SharedValues::Decrypt("rTok"), kTokenToKeep);
+        m_qsn.reset();
+        m_values.Clear();
     }
-};
-
-TEST_P(SharedTokensOutOfReach, AreNotTakenForGone) {
-    Session();
-    Switch(QSNCFG_ENABLE_SINGLE_SIGNON);
-    ASSERT_TRUE(Request());
-    ASSERT_TRUE(StoreWrite());
-    SharedValues::WriteProtected("rTok", kTokenToKeep);  // the same token, encrypted anew, so that it is looked at
-
-    Fail();
-    EXPECT_TRUE(Eventually([&] { return m_calls.Failures() >= 3; })) << "looks at each value, or at one of them";
-    SharedValues::Delete("mTok");
-    m_calls.Stop();
-    EXPECT_EQ(m_callback.ResultOf(QSN_ACTION_NOTIFY), QSN_NOTIFY_MEMBER_TOKEN_CLEAR) << "what became of it meanwhile";
-
-    Fail();
-    uint32_t length = 0;
-    EXPECT_LT(m_qsn->Config(QSNCFG_GET_REFRESH_TOKEN, nullptr, &length), 0);
-    EXPECT_LT(m_qsn->SignOut(), 0);
-    m_calls.Stop();
-    EXPECT_EQ(AccessToken(), kToken);
-    EXPECT_EQ(m_callback.Pending(), 0u);
-    EXPECT_TRUE(SharedValues::Has("SSO"));
-    EXPECT_EQ(SharedValues::Decrypt("rTok"), kTokenToKeep);
 }
-
-INSTANTIATE_TEST_SUITE_P(All, SharedTokensOutOfReach,
-                         testing::Values(Obstacle{"memory", nullptr, 0},
-                                         Obstacle{"denied", "RegOpenKeyExA", ERROR_ACCESS_DENIED},
-                                         Obstacle{"keyDeleted", "RegQueryValueExA", ERROR_KEY_DELETED},
-                                         Obstacle{"encryption", "CryptUnprotectData", RPC_S_SERVER_UNAVAILABLE}),
-                         [](const auto& each) { return std::string(each.param.name); });
 
 // An exchange that failed for want of memory is over: a callback is waited for again, and not left behind like a
 // server.

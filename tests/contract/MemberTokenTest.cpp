@@ -232,21 +232,19 @@ TEST_P(OvertakenRenewal, LeavesWhatOthersHaveWritten) {
     EXPECT_EQ(std::ranges::count(types, "memberRefresh"), meanwhile.held == std::string("memberRefresh"));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    All, OvertakenRenewal,
-    testing::Values(
-        Meanwhile{"signOut", "memberRefresh", [](auto& qsn, auto&) { EXPECT_EQ(qsn.SignOut(), S_OK); }, 102},
-        Meanwhile{"signInOfAnotherUser", "memberRefresh", SignInBo, 102},
-        Meanwhile{"signInBeforeTheTokenIsSent", "memberInit", SignInBo, 102},
-        Meanwhile{"firstHalfOfASignIn", "memberRefresh",
-                  [](auto&, auto&) { SharedValues::WriteProtected("rTok", kBo.refreshToken); }, 102},
-        Meanwhile{"renewalByANeighbour", "memberRefresh",
-                  [](auto&, auto& server) { SharedValues::WriteToken("mTok", server.IssueMemberToken(kAda.id, 2h)); },
-                  QSN_CALLBACK_OK},
-        Meanwhile{"sameTokenWrittenAgain", "memberRefresh",
-                  [](auto&, auto&) { SharedValues::WriteProtected("rTok", kAda.refreshToken); }, QSN_CALLBACK_OK,
-                  true}),
-    [](const auto& meanwhile) { return std::string(meanwhile.param.name); });
+constexpr auto kName = [](const auto& row) { return std::string(row.param.name); };
+const Meanwhile kMeanwhile[] = {
+    {"signOut", "memberRefresh", [](auto& qsn, auto&) { EXPECT_EQ(qsn.SignOut(), S_OK); }, 102},
+    {"signInOfAnotherUser", "memberRefresh", SignInBo, 102},
+    {"signInBeforeTheTokenIsSent", "memberInit", SignInBo, 102},
+    {"firstHalfOfASignIn", "memberRefresh",
+     [](auto&, auto&) { SharedValues::WriteProtected("rTok", kBo.refreshToken); }, 102},
+    {"renewalByANeighbour", "memberRefresh",
+     [](auto&, auto& server) { SharedValues::WriteToken("mTok", server.IssueMemberToken(kAda.id, 2h)); }, 0},
+    {"sameTokenWrittenAgain", "memberRefresh",
+     [](auto&, auto&) { SharedValues::WriteProtected("rTok", kAda.refreshToken); }, 0, true},
+};
+INSTANTIATE_TEST_SUITE_P(All, OvertakenRenewal, testing::ValuesIn(kMeanwhile), kName);
 
 struct RefreshFault {
     const char* name;
@@ -279,22 +277,20 @@ TEST_P(RefusedRenewal, LeavesEverythingInPlace) {
 }
 
 ReplyChange Body(const char* body) { return {.body = body}; }
-ReplyChange Secret(const char* text) { return {.memberSecret = text}; }
 
-INSTANTIATE_TEST_SUITE_P(
-    All, RefusedRenewal,
-    testing::Values(RefreshFault{"result", "memberRefresh", {.result = 102}},
-                    RefreshFault{"noStatus", "memberRefresh", Body("{}")},
-                    RefreshFault{"refused", "memberRefresh", Body(R"({"status":"FAILED","info":"AAAA"})")},
-                    RefreshFault{"noText", "memberRefresh", Body(R"({"status":"SUCCESS","info":{}})")},
-                    RefreshFault{"shorterThanATag", "memberRefresh", Body(R"({"status":"SUCCESS","info":"AAAAAAAA"})")},
-                    RefreshFault{"noBase64", "memberRefresh", Body(R"({"status":"SUCCESS","info":"%%%%"})")},
-                    RefreshFault{"alteredTag", "memberRefresh", {.spoilMemberTag = true}},
-                    RefreshFault{"secretWithoutToken", "memberRefresh", Secret("{}")},
-                    RefreshFault{"garbageKey", "memberInit",
-                                 Body(R"({"status":"SUCCESS","info":{"public_key":"garbage","id":1}})")},
-                    RefreshFault{"initRefused", "memberInit", Body(R"({"status":"FAILED"})")}),
-    [](const auto& fault) { return std::string(fault.param.name); });
+const RefreshFault kRefusals[] = {
+    {"result", "memberRefresh", {.result = 102}},
+    {"noStatus", "memberRefresh", Body("{}")},
+    {"refused", "memberRefresh", Body(R"({"status":"FAILED","info":"AAAA"})")},
+    {"noText", "memberRefresh", Body(R"({"status":"SUCCESS","info":{}})")},
+    {"shorterThanATag", "memberRefresh", Body(R"({"status":"SUCCESS","info":"AAAAAAAA"})")},
+    {"noBase64", "memberRefresh", Body(R"({"status":"SUCCESS","info":"%%%%"})")},
+    {"alteredTag", "memberRefresh", {.spoilMemberTag = true}},
+    {"secretWithoutToken", "memberRefresh", {.memberSecret = "{}"}},
+    {"garbageKey", "memberInit", Body(R"({"status":"SUCCESS","info":{"public_key":"garbage","id":1}})")},
+    {"initRefused", "memberInit", Body(R"({"status":"FAILED"})")},
+};
+INSTANTIATE_TEST_SUITE_P(All, RefusedRenewal, testing::ValuesIn(kRefusals), kName);
 
 TEST_F(MemberToken, PassesTheServicesMessageOn) {
     for (const char* operation : {"memberInit", "memberRefresh"}) {

@@ -133,13 +133,8 @@ TEST_F(Proxy, ChangesAreSeenByTheNextRequest) {
 TEST_F(Proxy, AScriptComesFirstAndWhatIsNamedStandsInForIt) {
     const std::string straight = "function FindProxyForURL(url, host) { return 'DIRECT'; }";
     const std::string gone = "http://127.0.0.1:1/proxy.pac";
-    struct Row {
-        const char* name;
-        Settings settings;
-        std::string script;  // empty: nobody asks for one
-        int result;
-    };
-    const Row rows[] = {
+    // With the script, if anybody asks for one, and the result.
+    const std::tuple<const char*, Settings, std::string, int> rows[] = {
         {"to the service", {0, ""}, ToService(), 0},
         {"straight", {1, m_service}, straight, 1},
         {"broken", {1, m_service}, "function (((", 0},

@@ -21,54 +21,42 @@ HRESULT EnableSingleSignOn(IPVSubscription2& qsn, uint32_t enable = 1) {
     return SetNumber(qsn, QSNCFG_ENABLE_SINGLE_SIGNON, enable);
 }
 
+void WriteWithoutEnd(IPVSubscription2& qsn) {
+    for (unsigned round = 0;; ++round) {
+        const std::string token = "token-" + std::to_string(round);
+        SetToken(qsn, QSNCFG_SET_MEMBER_TOKEN, round % 3 == 2 ? nullptr : token.c_str());
+        SetToken(qsn, QSNCFG_SET_REFRESH_TOKEN, round % 5 == 4 ? nullptr : token.c_str());
+        if (round == 2) OtherApplication::Reply("writing");
+    }
+}
+
 // The library as another application of the suite has it, on command of the test's own process.
-class Application {
-public:
-    void Run() {
-        std::string line;
-        while (OtherApplication::NextCommand(&line)) {
-            std::istringstream words(line);
-            std::string command;
-            std::string text;
-            words >> command >> text;
-            OtherApplication::Reply(Do(command, text.empty() ? nullptr : text.c_str()));
-        }
-    }
+std::string Do(IPVSubscription2& qsn, RecordingCallback& callback, const std::string& command, const char* text) {
+    if (command == "init") return std::to_string(qsn.Init(L"OTHER", &callback));
+    if (command == "watch") return std::to_string(EnableSingleSignOn(qsn));
+    if (command == "signin") return std::to_string(qsn.SignIn(text));
+    if (command == "signout") return std::to_string(qsn.SignOut());
+    if (command == "member") return std::to_string(SetToken(qsn, QSNCFG_SET_MEMBER_TOKEN, text));
+    if (command == "refresh") return std::to_string(SetToken(qsn, QSNCFG_SET_REFRESH_TOKEN, text));
+    if (command == "pending") return std::to_string(callback.Pending());
+    if (command == "outcome") return std::to_string(callback.ResultOf(std::stoi(text)));
+    if (command == "write") WriteWithoutEnd(qsn);
+    if (command != "notified") return "unknown command";
+    const auto event = callback.WaitFor(QSN_ACTION_NOTIFY);
+    return event ? std::to_string(event->result) + " " + event->text : "none";
+}
 
-private:
-    std::string Do(const std::string& command, const char* text) {
-        if (command == "init") return Hr(m_qsn->Init(L"OTHER", &m_callback));
-        if (command == "watch") return Hr(EnableSingleSignOn(*m_qsn));
-        if (command == "signin") return Hr(m_qsn->SignIn(text));
-        if (command == "signout") return Hr(m_qsn->SignOut());
-        if (command == "member") return Hr(SetToken(*m_qsn, QSNCFG_SET_MEMBER_TOKEN, text));
-        if (command == "refresh") return Hr(SetToken(*m_qsn, QSNCFG_SET_REFRESH_TOKEN, text));
-        if (command == "notified") return NextNotification();
-        if (command == "pending") return std::to_string(m_callback.Pending());
-        if (command == "outcome") return std::to_string(m_callback.ResultOf(std::stoi(text)));
-        if (command == "write") WriteWithoutEnd();
-        return "unknown command";
+TEST(SingleSignOnChild, DISABLED_Application) {
+    RecordingCallback callback;
+    const Library library;
+    const LibraryObject qsn = Create(library);
+    for (std::string line; OtherApplication::NextCommand(&line);) {
+        std::istringstream words(line);
+        std::string command, text;
+        words >> command >> text;
+        OtherApplication::Reply(Do(*qsn, callback, command, text.empty() ? nullptr : text.c_str()));
     }
-    std::string NextNotification() {
-        const auto event = m_callback.WaitFor(QSN_ACTION_NOTIFY);
-        return event ? std::to_string(event->result) + " " + event->text : "none";
-    }
-    void WriteWithoutEnd() {
-        for (unsigned round = 0;; ++round) {
-            const std::string token = "token-" + std::to_string(round);
-            SetToken(*m_qsn, QSNCFG_SET_MEMBER_TOKEN, round % 3 == 2 ? nullptr : token.c_str());
-            SetToken(*m_qsn, QSNCFG_SET_REFRESH_TOKEN, round % 5 == 4 ? nullptr : token.c_str());
-            if (round == 2) OtherApplication::Reply("writing");
-        }
-    }
-    static std::string Hr(HRESULT hr) { return std::to_string(hr); }
-
-    RecordingCallback m_callback;
-    Library m_library;
-    LibraryObject m_qsn = Create(m_library);
-};
-
-TEST(SingleSignOnChild, DISABLED_Application) { Application().Run(); }
+}
 
 // What other applications make of the values.
 void ChangeEvery20Milliseconds(const std::stop_token& end) {

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <process.h>
 
 #include <cstdlib>
 #include <functional>
