@@ -16,9 +16,7 @@
 namespace {
 
 using namespace qsn::test;
-using qsn::service::AccountServer;
-using qsn::service::ReplyGate;
-using qsn::service::TlsFault;
+using namespace qsn::service;
 
 // How a session ends, and what the host may do inside its callback.
 class Ending : public SessionTest {
@@ -150,7 +148,7 @@ int WSAAPI AskForName(PCWSTR, PCWSTR, DWORD, LPGUID, const ADDRINFOEXW*, PADDRIN
 int WSAAPI CancelName(LPHANDLE cancel) { return SetEvent(*cancel) ? NO_ERROR : WSAEINVAL; }
 
 struct SilentNames {
-    qsn::service::ProxySetting noProxy{L""};
+    ProxySetting noProxy{L""};
     ImportHook ask{"GetAddrInfoExW", &AskForName};
     ImportHook cancel{"GetAddrInfoExCancel", &CancelName};
 };

@@ -11,8 +11,7 @@ using namespace qsn::test;
 using namespace qsn::service;
 
 // Where a fault strikes: a token renewal has replies of its own kind, and a fault of the way that every one meets.
-enum class Where { kWay, kHttp, kPair, kEnvelope };
-using enum Where;
+enum Where { kWay, kHttp, kPair, kEnvelope };
 
 struct Fault {
     std::string name;
@@ -26,10 +25,8 @@ struct Fault {
 };
 
 ReplyChange Body(std::string body) { return {.body = std::move(body)}; }
-ReplyChange Status(int status, const char* location = nullptr) {
-    ReplyChange change{.status = status};
-    if (location) change.headers = {{"Location", location}};
-    return change;
+ReplyChange Redirect(int status, const char* location) {
+    return {.status = status, .headers = {{"Location", location}}};
 }
 HeaderList Lines(std::size_t count, std::size_t size) {
     HeaderList lines;
@@ -80,15 +77,15 @@ const Fault kFaults[] = {
     {"lengthTooShort", kHttp, 1, {.contentLength = 5}},
     {"brokenGzip", kHttp, 1, {.compression = Compression::kBrokenGzip}},
     {"cutGzip", kHttp, 1, {.compression = Compression::kCutGzip}},
-    {"status201", kHttp, 1, Status(201)},
-    {"status204", kHttp, 1, Status(204)},
-    {"redirectHome", kHttp, 1, Status(302, kHome)},
-    {"redirectAway", kHttp, 1, Status(307, "https://example.com/")},
-    {"redirectPlain", kHttp, 1, Status(301, "http://account.quillfern.example/")},
-    {"redirectNowhere", kHttp, 1, Status(302)},
-    {"status401", kHttp, 1, Status(401)},
-    {"status403", kHttp, 1, Status(403)},
-    {"status500", kHttp, 1, Status(500), {}, 0, nullptr, true},
+    {"status201", kHttp, 1, {.status = 201}},
+    {"status204", kHttp, 1, {.status = 204}},
+    {"redirectHome", kHttp, 1, Redirect(302, kHome)},
+    {"redirectAway", kHttp, 1, Redirect(307, "https://example.com/")},
+    {"redirectPlain", kHttp, 1, Redirect(301, "http://account.quillfern.example/")},
+    {"redirectNowhere", kHttp, 1, {.status = 302}},
+    {"status401", kHttp, 1, {.status = 401}},
+    {"status403", kHttp, 1, {.status = 403}},
+    {"status500", kHttp, 1, {.status = 500}, {}, 0, nullptr, true},
     {"notJson", kHttp, 1, Body("<html>")},
     {"emptyBody", kHttp, 1, Body("")},
     {"nested", kHttp, 1, Body(std::string(100000, '['))},
@@ -144,11 +141,12 @@ std::vector<Fault> ResultFaults() {
 
 bool EndsSession(int result) { return result == 2 || result == 3 || result == 101 || result == 107; }
 
+enum Kind { kUsual, kNeverEnds, kAlwaysEnds, kRenewal, kCheck };
 struct Operation {
     const char* name;
     int action;
     HRESULT (*start)(IPVSubscription2&);
-    enum { kUsual, kNeverEnds, kAlwaysEnds, kRenewal, kCheck } kind = kUsual;
+    Kind kind = kUsual;
 };
 
 // The request that arms the check is the user information, which the rules of a fault leave alone then.
@@ -157,14 +155,12 @@ const Operation kOperations[] = {
     {"product list", QSN_ACTION_GET_PRODUCTLIST_RESULT, [](auto& qsn) { return qsn.GetProductList(); }},
     {"product list V2", QSN_ACTION_GET_PRODUCTLIST_V2_RESULT, [](auto& qsn) { return qsn.GetProductListV2(); }},
     {"quota query", QSN_ACTION_GI_QUERY_RESULT, [](auto& qsn) { return qsn.Config(QSNCFG_GI_QUERY, nullptr, nullptr); },
-     Operation::kNeverEnds},
+     kNeverEnds},
     {"quota log", QSN_ACTION_GI_LOG_RESULT, [](auto& qsn) { return qsn.Config(QSNCFG_GI_LOG, nullptr, nullptr); },
-     Operation::kNeverEnds},
-    {"sign-out", QSN_ACTION_SIGNOUT_RESULT, [](auto& qsn) { return qsn.SignOut(); }, Operation::kAlwaysEnds},
-    {"renewal", QSN_ACTION_GET_PRODUCTLIST_V2_RESULT, [](auto& qsn) { return qsn.GetProductListV2(); },
-     Operation::kRenewal},
-    {"token check", QSN_ACTION_CHECK_TOKEN_ROUTINE_RESULT, [](auto& qsn) { return qsn.GetUserInfo(); },
-     Operation::kCheck},
+     kNeverEnds},
+    {"sign-out", QSN_ACTION_SIGNOUT_RESULT, [](auto& qsn) { return qsn.SignOut(); }, kAlwaysEnds},
+    {"renewal", QSN_ACTION_GET_PRODUCTLIST_V2_RESULT, [](auto& qsn) { return qsn.GetProductListV2(); }, kRenewal},
+    {"token check", QSN_ACTION_CHECK_TOKEN_ROUTINE_RESULT, [](auto& qsn) { return qsn.GetUserInfo(); }, kCheck},
 };
 
 class FaultMatrix : public SessionTest, public testing::WithParamInterface<Fault> {
@@ -185,11 +181,11 @@ protected:
     void Prepare(const Operation& operation) {
         SignIn();
         m_values.Clear();
-        if (operation.kind == Operation::kRenewal) {
+        if (operation.kind == kRenewal) {
             SharedValues::WriteToken("mTok", Server().IssueMemberToken("20417", 5s));
             SharedValues::WriteProtected("rTok", "r-1");
         }
-        if (operation.kind == Operation::kCheck) {
+        if (operation.kind == kCheck) {
             Json::Value data;
             data["nextVerifyTime"] = 1;
             Server().Rules().Once({.data = data}, {.requestType = "getUserInfo"});
@@ -204,7 +200,7 @@ protected:
     void Under(const Fault& fault, const Operation& operation, const std::function<void()>& work) {
         std::optional<ProxySetting> proxy;
         if (fault.proxy) proxy.emplace(fault.proxy);
-        const bool isRenewal = operation.kind == Operation::kRenewal;
+        const bool isRenewal = operation.kind == kRenewal;
         Server().Rules().Always(fault.change, {.host = isRenewal ? "member.quillfern.example" : ""});
         Server().RefuseTunnels(fault.refusedTunnels);
         if (fault.where == kWay) Server().SetTlsFault(fault.tls);  // ends the connections
@@ -215,16 +211,15 @@ protected:
     }
     void ExpectTheFault(const Fault& fault, const Operation& operation) {
         // A list without its member token is the service's to refuse, and what a renewal brings no pair is asked for.
-        const bool spoiltRenewal = operation.kind == Operation::kRenewal && fault.where == kHttp && fault.result != 0;
+        const bool spoiltRenewal = operation.kind == kRenewal && fault.where == kHttp && fault.result != 0;
         const int expected = spoiltRenewal ? QSN_CALLBACK_OK : fault.result;
         EXPECT_EQ(Run(operation), expected);
-        const bool ends = operation.kind == Operation::kAlwaysEnds ||
-                          (operation.kind != Operation::kNeverEnds && EndsSession(expected));
+        const bool ends = operation.kind == kAlwaysEnds || (operation.kind != kNeverEnds && EndsSession(expected));
         EXPECT_EQ(AccessToken(), ends ? "" : kToken);
         const std::size_t requests = Server().TakeRequests().size();
         if (fault.where == kWay) {
             EXPECT_EQ(requests, 0u) << "something was sent";
-        } else if (operation.kind < Operation::kRenewal) {
+        } else if (operation.kind < kRenewal) {
             // A kept connection that closes without a word may have been given up before the request came.
             const std::size_t most = fault.change.closeBeforeReply ? 2 : 1;
             EXPECT_GE(requests, 1u);
@@ -236,9 +231,9 @@ protected:
 TEST_P(FaultMatrix, EachOperationHasItsResultAndTheNextOneWorks) {
     const Fault& fault = GetParam();
     for (const Operation& operation : kOperations) {
-        if (operation.kind == Operation::kCheck && !fault.checked) continue;
+        if (operation.kind == kCheck && !fault.checked) continue;
         // The replies of a renewal have neither pair nor this envelope; their own faults have their own tests.
-        if (operation.kind == Operation::kRenewal && (fault.where == kPair || fault.where == kEnvelope)) continue;
+        if (operation.kind == kRenewal && (fault.where == kPair || fault.where == kEnvelope)) continue;
         SCOPED_TRACE(operation.name);
         Prepare(operation);
         Under(fault, operation, [&] { ExpectTheFault(fault, operation); });

@@ -48,6 +48,10 @@ protected:
         EXPECT_EQ(m_qsn->GetProductListV2(), S_OK);
         return m_callback.ResultOf(QSN_ACTION_GET_PRODUCTLIST_V2_RESULT);
     }
+    int RenewingListResult() {
+        HoldTokenFor(1s);
+        return ListResult();
+    }
     // The operations that reached the service since the last call, in order.
     std::vector<std::string> Requests() {
         std::vector<std::string> types;
@@ -84,8 +88,7 @@ TEST_F(MemberToken, IsUsedAsItIsWhileItLasts) {
 }
 
 TEST_F(MemberToken, IsRenewedInItsLastMinute) {
-    HoldTokenFor(1s);
-    EXPECT_EQ(ListResult(), QSN_CALLBACK_OK);
+    EXPECT_EQ(RenewingListResult(), QSN_CALLBACK_OK);
     EXPECT_EQ(Requests(), (Types{"memberInit", "memberRefresh", "getProductListV2"})) << "no public key is held yet";
     EXPECT_TRUE(IsRenewed());
     const RecordedRequest& init = m_requests[0];
@@ -109,25 +112,21 @@ TEST_F(MemberToken, IsRenewedInItsLastMinute) {
 }
 
 TEST_F(MemberToken, SurvivesARotatedKeyPair) {
-    HoldTokenFor(1s);
-    ASSERT_EQ(ListResult(), QSN_CALLBACK_OK);
+    ASSERT_EQ(RenewingListResult(), QSN_CALLBACK_OK);
     Server().Members().RotateKey();
-    HoldTokenFor(1s);
     Requests();
-    EXPECT_EQ(ListResult(), QSN_CALLBACK_OK);
+    EXPECT_EQ(RenewingListResult(), QSN_CALLBACK_OK);
     const Types withANewKey = {"memberRefresh", "memberInit", "memberRefresh", "getProductListV2"};
     EXPECT_EQ(Requests(), withANewKey);
     EXPECT_TRUE(IsRenewed());
 
     SharedValues::Write("pubID", {"\1\0\0\0", 4}, REG_DWORD);
-    HoldTokenFor(1s);
-    EXPECT_EQ(ListResult(), QSN_CALLBACK_OK);
+    EXPECT_EQ(RenewingListResult(), QSN_CALLBACK_OK);
     EXPECT_EQ(Requests(), withANewKey) << "the number of an older pair is refused with any key";
 }
 
 TEST_F(MemberToken, TheKeysNumberGoesBackAsItCame) {
-    HoldTokenFor(1s);
-    ASSERT_EQ(ListResult(), QSN_CALLBACK_OK);
+    ASSERT_EQ(RenewingListResult(), QSN_CALLBACK_OK);
     Json::Value info;
     info["public_key"] = *SharedValues::Decrypt("pubK");
     // A number that no value can hold brings no key: then another is asked for.
@@ -135,10 +134,9 @@ TEST_F(MemberToken, TheKeysNumberGoesBackAsItCame) {
     for (const auto& [number, sent] : {std::pair(3000000000, std::string("3000000000")), {4294967296, next}}) {
         info["id"] = Json::UInt64(number);
         SharedValues::Delete("pubID");
-        HoldTokenFor(1s);
         Requests();
         Server().Rules().Once({.data = info}, {.requestType = "memberInit"});
-        EXPECT_EQ(ListResult(), QSN_CALLBACK_OK);
+        EXPECT_EQ(RenewingListResult(), QSN_CALLBACK_OK);
         Requests();
         EXPECT_TRUE(Refresh().body.ends_with(",\"k\":" + sent + "}\n")) << Refresh().body;
     }
@@ -150,8 +148,7 @@ TEST_F(MemberToken, GoesToTheSiteThatTheHostHasChosen) {
     EXPECT_EQ(ListResult(), QSN_CALLBACK_SERVER_RESULT_102);
     EXPECT_EQ(Requests(), Types{"getProductListV2"}) << "without a member token the member service is not asked";
     EXPECT_NE(m_requests[0].body.find("\"memberToken\":\"\""), std::string::npos);
-    HoldTokenFor(1s);
-    ListResult();
+    RenewingListResult();
     Requests();
     EXPECT_EQ(m_requests[0].host, "member-staging.quillfern.example");
     EXPECT_EQ(m_requests.back().host, "account-staging.quillfern.example");
@@ -256,15 +253,13 @@ class RefusedRenewal : public MemberToken, public testing::WithParamInterface<Re
 
 TEST_P(RefusedRenewal, LeavesEverythingInPlace) {
     const bool isInit = GetParam().operation == std::string("memberInit");
-    HoldTokenFor(1s);
-    ASSERT_EQ(ListResult(), QSN_CALLBACK_OK);
+    ASSERT_EQ(RenewingListResult(), QSN_CALLBACK_OK);
     const auto key = SharedValues::Decrypt("pubK");
     if (isInit) SharedValues::Delete("pubID");
-    HoldTokenFor(1s);
     Requests();
     // The list is asked for with the empty text then, and refused.
     Server().Rules().Always(GetParam().change, RequestMatch{.requestType = GetParam().operation});
-    EXPECT_EQ(ListResult(), QSN_CALLBACK_SERVER_RESULT_102);
+    EXPECT_EQ(RenewingListResult(), QSN_CALLBACK_SERVER_RESULT_102);
     const Types types = Requests();
     EXPECT_EQ(std::count(types.begin(), types.end(), "memberRefresh"), isInit ? 0 : 2);
     EXPECT_LE(std::count(types.begin(), types.end(), "memberInit"), isInit ? 3 : 1);
@@ -294,10 +289,9 @@ INSTANTIATE_TEST_SUITE_P(All, RefusedRenewal, testing::ValuesIn(kRefusals), kNam
 
 TEST_F(MemberToken, PassesTheServicesMessageOn) {
     for (const char* operation : {"memberInit", "memberRefresh"}) {
-        HoldTokenFor(1s);
         Server().Rules().Always({.body = R"({"status":"FAILED","result":102,"additionalMessage":"not today"})"},
                                 RequestMatch{.requestType = operation});
-        EXPECT_EQ(ListResult(), QSN_CALLBACK_SERVER_RESULT_102);
+        EXPECT_EQ(RenewingListResult(), QSN_CALLBACK_SERVER_RESULT_102);
         Server().Rules().Clear();
         const auto message = m_callback.WaitFor(QSN_ACTION_NOTIFY, 0s);
         ASSERT_TRUE(message) << operation;
