@@ -96,12 +96,12 @@ protected:
     static constexpr char kKey[] = "Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings";
     static constexpr char kPolicy[] = "Software\\Policies\\Microsoft\\Windows\\CurrentVersion\\Internet Settings";
     const ImportHook m_load{"LoadLibraryExW", &CountSearches};
+    const int m_searches = g_searches;
     const std::string m_service = "127.0.0.1:" + std::to_string(Server().Port());
 };
 
 TEST_F(Proxy, ChangesAreSeenByTheNextRequest) {
     const std::string gone = "127.0.0.1:1";
-    const int searches = g_searches;
     const std::tuple<const char*, Settings, int> rows[] = {
         {"off", {0, m_service}, 1},
         {"named", {1, m_service}, 0},
@@ -127,7 +127,7 @@ TEST_F(Proxy, ChangesAreSeenByTheNextRequest) {
     ExpectOfARequest(0);
     Write({}, HKEY_LOCAL_MACHINE);
     ExpectOfARequest(1);
-    EXPECT_EQ(g_searches, searches);
+    EXPECT_EQ(g_searches, m_searches);
 }
 
 TEST_F(Proxy, AScriptComesFirstAndWhatIsNamedStandsInForIt) {
