@@ -20,23 +20,21 @@ TEST_F(AccountServerTest, AcceptsAPairAsItWasSentOnly) {
     ASSERT_EQ(UserInfoResult(), QSN_CALLBACK_OK);
     const RecordedRequest sent = Server().TakeRequests().at(0);
     const std::string token(sent.headers["X-token"]), digest(sent.headers["X-digest"]);
-    const struct {
-        std::string token, digest, body;
-        RequestCheck check;
-    } rows[] = {{token, digest, sent.body, RequestCheck::kAccepted},
-                {"", digest, sent.body, RequestCheck::kMissing},
-                {token, "", sent.body, RequestCheck::kMissing},
-                {"zz" + token.substr(2), digest, sent.body, RequestCheck::kBadToken},
-                {token, digest, sent.body + ' ', RequestCheck::kDigestMismatch},
-                {token, UpperCase(digest), sent.body, RequestCheck::kDigestMismatch}};
+    const std::tuple<std::string, std::string, std::string, RequestCheck> rows[] = {
+        {token, digest, sent.body, RequestCheck::kAccepted},
+        {"", digest, sent.body, RequestCheck::kMissing},
+        {token, "", sent.body, RequestCheck::kMissing},
+        {"zz" + token.substr(2), digest, sent.body, RequestCheck::kBadToken},
+        {token, digest, sent.body + ' ', RequestCheck::kDigestMismatch},
+        {token, UpperCase(digest), sent.body, RequestCheck::kDigestMismatch}};
     const Authenticator authenticator(QSN_TEST_KEY_DIR);
-    for (const auto& row : rows) {
+    for (const auto& [xToken, xDigest, body, check] : rows) {
         RecordedRequest request;
-        request.headers.set("X-token", row.token);
-        request.headers.set("X-digest", row.digest);
-        request.body = row.body;
+        request.headers.set("X-token", xToken);
+        request.headers.set("X-digest", xDigest);
+        request.body = body;
         authenticator.Check(request);
-        EXPECT_EQ(request.check, row.check) << request.checkReason;
+        EXPECT_EQ(request.check, check) << request.checkReason;
     }
     EXPECT_NE(authenticator.Make("").digest, authenticator.Make("").digest) << "the nonce is fresh";
 }

@@ -5,10 +5,7 @@
 namespace {
 
 using namespace qsn::service;
-
-using testing::AllOf;
-using testing::HasSubstr;
-using testing::Not;
+using namespace testing;
 
 TEST(AccountsFile, NamesThePlaceOfAFault) {
     const auto user = [](const std::string& more) {

@@ -1,8 +1,7 @@
 #include <qsn/client.hpp>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
-#include <algorithm>
 #include <set>
 #include <thread>
 
@@ -17,6 +16,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using namespace qsn::test;
+using namespace testing;
 using qsn::Client;
 using qsn::Result;
 
@@ -60,7 +60,7 @@ struct Journal : Collection<std::string> {
     }
 };
 
-class ClientTest : public testing::Test {
+class ClientTest : public Test {
 protected:
     ClientTest() {
         TestService::Instance().Reset();
@@ -81,7 +81,6 @@ protected:
     void RunHeldCalls() {
         for (const auto& call : m_held.Take()) call();
     }
-    static qsn::service::AccountServer& Server() { return TestService::Instance().Server(); }
 
     SharedValues m_cleanUser;
     Journal m_journal;
@@ -100,7 +99,7 @@ TEST_F(ClientTest, BringsWhatTheServiceKnows) {
     EXPECT_TRUE(client.SignIn(kToken).get()->signedIn);
     EXPECT_EQ(*client.AccessToken(), kToken);
     Server().Accounts().Use([](qsn::service::Accounts& accounts) {
-        accounts.users[0].quotas["*"] = {"20270101", 2};
+        accounts.users[0].quotas["*"] = {"20270101", 1};
         accounts.users[0].userName = "Beno\xc3\xaet";
     });
     const qsn::UserInfo user = client.GetUserInfo().get().Value();
@@ -108,7 +107,8 @@ TEST_F(ClientTest, BringsWhatTheServiceKnows) {
     EXPECT_EQ(user.menu.at(2).item + user.menu[2].url, "Helphttps://account.quillfern.example/help");
     EXPECT_TRUE(client.LogDownload().get());
     const qsn::Quota quota = client.QueryQuota().get().Value();
-    EXPECT_EQ(quota.resetDate + "/" + std::to_string(quota.remaining), "20270101/1");
+    EXPECT_EQ(quota.resetDate + "/" + std::to_string(quota.remaining), "20270101/0");
+    EXPECT_EQ(client.LogDownload().get().Error(), qsn::ErrorOf(QSN_CALLBACK_SERVER_RESULT_6));
     EXPECT_TRUE(client.SignOut().get());
     EXPECT_FALSE(client.AccessToken());
 }
@@ -128,37 +128,12 @@ TEST_F(ClientTest, GivesEachFieldOfAProductItsOwnMember) {
         const auto products = (second ? client.GetProductListV2() : client.GetProductList()).get().Value();
         ASSERT_EQ(products.size(), 2u);
         const qsn::Product& p = products[0];
-        EXPECT_EQ((Lines{p.name,
-                         p.displayName,
-                         p.type,
-                         p.version,
-                         p.displayVersion,
-                         p.versionType,
-                         p.displayVersionType,
-                         p.sid,
-                         p.downloadUrl,
-                         p.downloadUrlMd5,
-                         p.status,
-                         p.fileSize,
-                         p.patchFileSize,
-                         p.patchDownloadUrl,
-                         p.patchDownloadUrlMd5,
-                         p.upgradeProducts,
-                         p.contentPackWebPageUrl,
-                         p.icon,
-                         p.tutorialUrl,
-                         p.introUrl,
-                         p.belongs,
-                         p.publishDate,
-                         p.extendFeature,
-                         p.patchInfo,
-                         p.whatNewUrl,
-                         p.thumb1,
-                         p.thumb2,
-                         p.contentDetail,
-                         p.contentDescription,
-                         p.demoUrl}),
-                  names);
+        EXPECT_THAT(names, ElementsAre(p.name, p.displayName, p.type, p.version, p.displayVersion, p.versionType,
+                                       p.displayVersionType, p.sid, p.downloadUrl, p.downloadUrlMd5, p.status,
+                                       p.fileSize, p.patchFileSize, p.patchDownloadUrl, p.patchDownloadUrlMd5,
+                                       p.upgradeProducts, p.contentPackWebPageUrl, p.icon, p.tutorialUrl, p.introUrl,
+                                       p.belongs, p.publishDate, p.extendFeature, p.patchInfo, p.whatNewUrl, p.thumb1,
+                                       p.thumb2, p.contentDetail, p.contentDescription, p.demoUrl));
         EXPECT_EQ((std::vector{p.isChecked, p.isUpgraded, p.isContentPack, p.nonSilentInstallation, p.isThirdPartyPack,
                                p.backgroundMusic, p.soundClips, p.haveX64Build, p.stockVideo, p.stockPhoto}),
                   (std::vector{1, 2, 3, 4, 5, 6, 7, 8, 9, 10}));
@@ -186,28 +161,13 @@ TEST_F(ClientTest, TellsInCallingOrderThroughTheExecutor) {
                      "long " + kInvalid.message(), "user ok", "out ok"}));
 }
 
-// Opens a gate as soon as the test's thread waits for another.
-class OpenWhenWaiting {
-public:
-    explicit OpenWhenWaiting(const qsn::service::ReplyGate& gate) {
-        s_thread = GetCurrentThreadId();
-        s_gate = &gate;
-    }
-    OpenWhenWaiting(const OpenWhenWaiting&) = delete;
-    OpenWhenWaiting& operator=(const OpenWhenWaiting&) = delete;
-    ~OpenWhenWaiting() { s_gate = nullptr; }
-
-private:
-    static DWORD WINAPI Wait(HANDLE handle, DWORD milliseconds) {
-        const auto* const gate = s_gate.load();
-        if (gate && GetCurrentThreadId() == s_thread) gate->Open();
-        return WaitForSingleObjectEx(handle, milliseconds, FALSE);
-    }
-
-    static inline std::atomic<DWORD> s_thread{0};
-    static inline std::atomic<const qsn::service::ReplyGate*> s_gate{nullptr};
-    ImportHook m_hook{"WaitForSingleObject", &Wait, nullptr};
-};
+// Opens the gate as soon as the test's thread waits for another.
+const qsn::service::ReplyGate* g_gate = nullptr;
+const DWORD g_testThread = GetCurrentThreadId();
+DWORD WINAPI OpenTheGateAndWait(HANDLE handle, DWORD milliseconds) {
+    if (GetCurrentThreadId() == g_testThread) g_gate->Open();
+    return WaitForSingleObjectEx(handle, milliseconds, FALSE);
+}
 
 // What is queued behind a request that is under way ends once, as cancelled, whichever way the queue ends.
 TEST_F(ClientTest, CancelsWhatIsQueued) {
@@ -230,7 +190,8 @@ TEST_F(ClientTest, CancelsWhatIsQueued) {
         client->QueryQuota(journal.Line("quota"));
         std::future<Result<void>> future = client->LogDownload();
         {
-            const OpenWhenWaiting opener(*gate);
+            g_gate = gate.get();
+            const ImportHook hook("WaitForSingleObject", &OpenTheGateAndWait, nullptr);
             end(client);
         }
         gate->Open();

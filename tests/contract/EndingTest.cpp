@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 #include <ws2tcpip.h>
 
-#include <array>
 #include <atomic>
 #include <random>
 #include <thread>
@@ -13,12 +12,11 @@
 #include "support/ProcessState.h"
 #include "support/Resources.h"
 #include "support/SessionTest.h"
-#include "support/SharedValues.h"
 
 namespace {
 
-using namespace std::chrono_literals;
 using namespace qsn::test;
+using namespace qsn::service;
 
 // How a session ends, and what the host may do inside its callback.
 class Ending : public SessionTest {
@@ -32,8 +30,6 @@ protected:
         SignIn();
         ASSERT_EQ(UserInfoResult(), QSN_CALLBACK_OK);
     }
-
-    SharedValues m_values;
 };
 
 TEST_F(Ending, InsideTheCallbackWhatWaitsFailsAtOnceAndTheRestWorks) {
@@ -42,19 +38,15 @@ TEST_F(Ending, InsideTheCallbackWhatWaitsFailsAtOnceAndTheRestWorks) {
         char text[256] = {};
         uint32_t length = 0;
         EXPECT_EQ(m_qsn->GetAccessToken(text, sizeof(text), &length), QSN_RETURN_E_TIMEOUT);
-        EXPECT_EQ(m_qsn->GetSignInURL(text, sizeof(text), &length), QSN_RETURN_E_TIMEOUT);
+        EXPECT_EQ(GetSignInUrl(*m_qsn), QSN_RETURN_E_TIMEOUT);
         for (int item : {QSNCFG_SET_LANGUAGE, QSNCFG_SET_PLATFORM_INFO, QSNCFG_SET_EXTEND_DATA,
                          QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE, QSNCFG_USE_TESTBED, QSNCFG_GI_QUERY, QSNCFG_GI_LOG}) {
             EXPECT_EQ(m_qsn->Config(item, text, nullptr), QSN_RETURN_E_TIMEOUT) << item;
         }
         EXPECT_EQ(m_qsn->GetProductList(), S_OK);
-        char token[] = "from-inside";
-        length = sizeof(token) - 1;
-        EXPECT_EQ(m_qsn->Config(QSNCFG_SET_MEMBER_TOKEN, token, &length), S_OK);
-        length = sizeof(text);
-        EXPECT_EQ(m_qsn->Config(QSNCFG_GET_MEMBER_TOKEN, text, &length), S_OK);
-        EXPECT_STREQ(text, token);
-        for (uint32_t onOff : {1u, 0u}) EXPECT_EQ(m_qsn->Config(QSNCFG_ENABLE_SINGLE_SIGNON, &onOff, nullptr), S_OK);
+        EXPECT_EQ(SetToken(*m_qsn, QSNCFG_SET_MEMBER_TOKEN, "from-inside"), S_OK);
+        EXPECT_EQ(GetToken(*m_qsn, QSNCFG_GET_MEMBER_TOKEN), "from-inside");
+        for (uint32_t onOff : {1u, 0u}) Switch(QSNCFG_ENABLE_SINGLE_SIGNON, onOff);
     });
     EXPECT_LT(GetTickCount64() - start, 20000u);
     EXPECT_EQ(m_callback.ResultOf(QSN_ACTION_GET_PRODUCTLIST_RESULT), QSN_CALLBACK_OK);
@@ -71,7 +63,7 @@ TEST_F(Ending, UninitInsideTheCallbackReturnsAndAnotherInitWorks) {
             EXPECT_EQ(m_qsn->GetUserInfo(), QSN_RETURN_E_NOT_INITIALIZED);
         });
         EXPECT_TRUE(Eventually([&] { return m_callback.References() == 1; }));
-        ASSERT_EQ(m_qsn->Init(L"SID-TEST", &m_callback), S_OK);
+        SetUp();
     }
     EXPECT_EQ(m_callback.Pending(), 0u) << "of what was queued nothing is heard";
     before.ExpectNoMore();
@@ -82,7 +74,7 @@ TEST_F(Ending, TheLastReleaseAndTheDllMayGoInsideTheCallback) {
     const auto round = [this] {
         auto library = std::make_unique<Library>();
         m_qsn = Create(*library);
-        ASSERT_EQ(m_qsn->Init(L"SID-TEST", &m_callback), S_OK);
+        SetUp();
         InsideTheCallback([&] {
             m_qsn.reset();
             library.reset();
@@ -103,34 +95,28 @@ std::thread EndAside(IPVSubscription2& qsn, std::function<void()> end) {
 }
 
 TEST_F(Ending, AReplyInTimeIsToldAndLoggedAsEver) {
-    struct {
-        const char* type;
-        int action;
-        HRESULT (*start)(IPVSubscription2&);
-        int result;
-        const wchar_t* log;
-    } const rows[] = {
+    const std::tuple<const char*, int, HRESULT (*)(IPVSubscription2&), int, std::wstring> rows[] = {
         {"getUserInfo", QSN_ACTION_GET_USERINFO_RESULT, [](auto& qsn) { return qsn.GetUserInfo(); }, 0, L"GetUserInfo"},
         {"signOut", QSN_ACTION_SIGNOUT_RESULT, [](auto& qsn) { return qsn.SignOut(); }, 10, L"OnlineSignOut"},
     };
-    for (const auto& row : rows) {
+    for (const auto& [type, action, start, result, name] : rows) {
         FakeOrb log;
         m_qsn->Uninit();
-        ASSERT_EQ(m_qsn->Init(L"SID-TEST", &m_callback), S_OK);
+        SetUp();
         SignIn();
-        const auto gate = std::make_shared<const qsn::service::ReplyGate>();
-        const int serverResult = row.result == 0 ? 0 : 6;
-        Server().Rules().Once({.result = serverResult, .gate = gate}, {.requestType = row.type});
-        ASSERT_EQ(row.start(*m_qsn), S_OK);
+        const auto gate = std::make_shared<const ReplyGate>();
+        const int serverResult = result == 0 ? 0 : 6;
+        Server().Rules().Once({.result = serverResult, .gate = gate}, {.requestType = type});
+        ASSERT_EQ(start(*m_qsn), S_OK);
         ASSERT_TRUE(gate->WaitForRequest(10s));
         std::thread ending = EndAside(*m_qsn, [&] { EXPECT_EQ(m_qsn->Uninit(), S_OK); });
         gate->Open();
         ending.join();
-        EXPECT_EQ(m_callback.ResultOf(row.action), row.result) << row.type;
-        const std::wstring last = row.log + (L", Server result = " + std::to_wstring(serverResult)) +
-                                  L"\n\nLog QSN1.0 QSN Uninit\nUninit 0\n";
-        EXPECT_TRUE(log.Record().ends_with(last)) << row.type;
-        ASSERT_EQ(m_qsn->Init(L"SID-TEST", &m_callback), S_OK);
+        EXPECT_EQ(m_callback.ResultOf(action), result) << type;
+        const std::wstring last =
+            name + L", Server result = " + std::to_wstring(serverResult) + L"\n\nLog QSN1.0 QSN Uninit\nUninit 0\n";
+        EXPECT_TRUE(log.Record().ends_with(last)) << type;
+        SetUp();
     }
 }
 
@@ -140,12 +126,9 @@ TEST_F(Ending, ACallbackMayUseTheObjectUntilItReturns) {
     m_callback.onEvent = [&](const Event& event, void*) {
         if (event.action != QSN_ACTION_SIGNIN_RESULT) return S_OK;
         releasing = EndAside(qsn, [&] { m_qsn.reset(); });
-        char token[] = "from-inside";
-        uint32_t length = sizeof(token);
-        uint32_t on = 1;
-        EXPECT_EQ(qsn.Config(QSNCFG_SET_MEMBER_TOKEN, token, &length), S_OK);
-        EXPECT_EQ(qsn.Config(QSNCFG_GET_MEMBER_TOKEN, token, &length), S_OK);
-        EXPECT_EQ(qsn.Config(QSNCFG_ENABLE_SINGLE_SIGNON, &on, nullptr), QSN_RETURN_E_NOT_INITIALIZED);
+        EXPECT_EQ(SetToken(qsn, QSNCFG_SET_MEMBER_TOKEN, "from-inside"), S_OK);
+        EXPECT_EQ(GetToken(qsn, QSNCFG_GET_MEMBER_TOKEN), "from-inside");
+        EXPECT_EQ(SetNumber(qsn, QSNCFG_ENABLE_SINGLE_SIGNON), QSN_RETURN_E_NOT_INITIALIZED);
         return S_OK;
     };
     ASSERT_EQ(qsn.SignIn(kToken), S_OK);
@@ -155,75 +138,52 @@ TEST_F(Ending, ACallbackMayUseTheObjectUntilItReturns) {
 }
 
 // A name server that never answers, as the system shows it.
-class SilentNames {
-public:
-    bool IsAsked() const { return g_done != nullptr; }
-    ~SilentNames() { g_done = nullptr; }
+std::atomic<std::size_t> g_namesAsked{0};
+int WSAAPI AskForName(PCWSTR, PCWSTR, DWORD, LPGUID, const ADDRINFOEXW*, PADDRINFOEXW*, timeval*,
+                      LPOVERLAPPED overlapped, LPLOOKUPSERVICE_COMPLETION_ROUTINE, LPHANDLE cancel) {
+    *cancel = overlapped->hEvent;
+    ++g_namesAsked;
+    return WSA_IO_PENDING;
+}
+int WSAAPI CancelName(LPHANDLE cancel) { return SetEvent(*cancel) ? NO_ERROR : WSAEINVAL; }
 
-private:
-    static int WSAAPI Ask(PCWSTR, PCWSTR, DWORD, LPGUID, const ADDRINFOEXW*, PADDRINFOEXW*, timeval*,
-                          LPOVERLAPPED overlapped, LPLOOKUPSERVICE_COMPLETION_ROUTINE, LPHANDLE cancel) {
-        g_done = *cancel = overlapped->hEvent;
-        return WSA_IO_PENDING;
-    }
-    static int WSAAPI Cancel(LPHANDLE cancel) { return SetEvent(*cancel) ? NO_ERROR : WSAEINVAL; }
-
-    static inline std::atomic<HANDLE> g_done{nullptr};
-    qsn::service::ProxySetting m_noProxy{L""};
-    ImportHook m_ask{"GetAddrInfoExW", &Ask};
-    ImportHook m_cancel{"GetAddrInfoExCancel", &Cancel};
+struct SilentNames {
+    ProxySetting noProxy{L""};
+    ImportHook ask{"GetAddrInfoExW", &AskForName};
+    ImportHook cancel{"GetAddrInfoExCancel", &CancelName};
 };
-
-// Each kind of silence that a request can meet, from `begin` to the service's reset.
-qsn::service::AccountServer& Server() { return TestService::Instance().Server(); }
 std::optional<SilentNames> g_names;
-std::size_t g_before;  // what `isMet` counts from
 
+// Each kind of silence that a request can meet, from `begin` to the service's reset, and the count of those that did.
 struct Silence {
     const char* name;
-    void (*begin)();
-    bool (*isMet)();
+    std::function<void()> begin;
+    std::function<std::size_t()> count;
 };
 const Silence kSilences[] = {
-    {"service", [] { Server().Rules().Always({.neverReply = true}); }, [] { return Server().WaitForRequests(1, 10s); }},
-    {"drip", [] { Server().Rules().Always({.pieceSize = 1, .pause = 1s}); },
-     [] { return Server().WaitForRequests(1, 10s); }},
-    {"handshake",
-     [] {
-         g_before = Server().Count().tunnels;
-         Server().SetTlsFault(qsn::service::TlsFault::kSilenceInHandshake);
-     },
-     [] { return Server().Count().tunnels > g_before; }},
-    {"proxy",
-     [] {
-         g_before = Server().Count().refusedTargets.size();
-         Server().RefuseTunnels(qsn::service::AccountServer::kNoAnswer);
-     },
-     [] { return Server().Count().refusedTargets.size() > g_before; }},
-    {"names", [] { g_names.emplace(); }, [] { return g_names->IsAsked(); }},
+    {"service", [] { Server().Rules().Always({.neverReply = true}); }, [] { return Server().Count().requests; }},
+    {"drip", [] { Server().Rules().Always({.pieceSize = 1, .pause = 1s}); }, [] { return Server().Count().requests; }},
+    {"handshake", [] { Server().SetTlsFault(TlsFault::kSilenceInHandshake); }, [] { return Server().Count().tunnels; }},
+    {"proxy", [] { Server().RefuseTunnels(AccountServer::kNoAnswer); },
+     [] { return Server().Count().refusedTargets.size(); }},
+    {"names", [] { g_names.emplace(); }, [] { return g_namesAsked.load(); }},
 };
 
 class EndingInSilence : public testing::TestWithParam<Silence> {
 protected:
     EndingInSilence() { TestService::Instance().Reset(); }
 
-    void Session() {
-        m_library = std::make_unique<Library>();
-        m_qsn = Create(*m_library);
+    void Begin() {
         ASSERT_EQ(m_qsn->Init(L"SID-TEST", &m_callback), S_OK);
         ASSERT_EQ(m_qsn->SignIn(kToken), S_OK);
         ASSERT_EQ(m_callback.ResultOf(QSN_ACTION_SIGNIN_RESULT), QSN_CALLBACK_OK);
     }
-    void ExpectARequestToWork() {
-        ASSERT_EQ(m_qsn->GetUserInfo(), S_OK);
-        EXPECT_EQ(m_callback.ResultOf(QSN_ACTION_GET_USERINFO_RESULT), QSN_CALLBACK_OK);
-    }
     void AskInSilenceAndEnd(const std::function<void()>& end) {
-        Server().TakeRequests();
         Server().DropConnections();
+        const std::size_t before = GetParam().count();
         GetParam().begin();
         ASSERT_EQ(m_qsn->GetUserInfo(), S_OK);
-        ASSERT_TRUE(Eventually(GetParam().isMet));
+        ASSERT_TRUE(Eventually([&] { return GetParam().count() > before; }));
         const ULONGLONG start = GetTickCount64();
         end();
         const ULONGLONG took = GetTickCount64() - start;
@@ -236,20 +196,20 @@ protected:
     }
 
     RecordingCallback m_callback;
-    std::unique_ptr<Library> m_library;
     LibraryObject m_qsn;
 };
 
 TEST_P(EndingInSilence, TakesASecondAndLeavesNothing) {
     const auto round = [this] {
-        Session();
+        auto library = std::make_unique<Library>();
+        m_qsn = Create(*library);
+        Begin();
         AskInSilenceAndEnd([&] { EXPECT_EQ(m_qsn->Uninit(), S_OK); });
-        ASSERT_EQ(m_qsn->Init(L"SID-TEST", &m_callback), S_OK) << "again, at once";
-        ASSERT_EQ(m_qsn->SignIn(kToken), S_OK);
-        ASSERT_EQ(m_callback.ResultOf(QSN_ACTION_SIGNIN_RESULT), QSN_CALLBACK_OK);
-        ExpectARequestToWork();
+        Begin();
+        ASSERT_EQ(m_qsn->GetUserInfo(), S_OK);
+        EXPECT_EQ(m_callback.ResultOf(QSN_ACTION_GET_USERINFO_RESULT), QSN_CALLBACK_OK);
         AskInSilenceAndEnd([&] { m_qsn.reset(); });
-        m_library.reset();
+        library.reset();
         EXPECT_EQ(GetModuleHandleW(L"qsn.dll"), nullptr) << "something still holds the DLL";
         Server().DropConnections();
     };
@@ -262,6 +222,20 @@ TEST_P(EndingInSilence, TakesASecondAndLeavesNothing) {
 INSTANTIATE_TEST_SUITE_P(Of, EndingInSilence, testing::ValuesIn(kSilences),
                          [](const auto& row) { return std::string(row.param.name); });
 
+TEST_F(Ending, StopDropsWhatIsQueuedAndLetsTheRunningRequestEnd) {
+    SignIn();
+    const auto gate = HoldNext("getUserInfo");
+    ASSERT_EQ(m_qsn->GetUserInfo(), S_OK);
+    ASSERT_TRUE(gate->WaitForRequest(10s));
+    ASSERT_EQ(m_qsn->GetUserInfo(), S_OK);
+    ASSERT_EQ(m_qsn->Stop(), S_OK);
+    gate->Open();
+    EXPECT_EQ(m_callback.ResultOf(QSN_ACTION_GET_USERINFO_RESULT), QSN_CALLBACK_OK);
+    EXPECT_EQ(AccessToken(), kToken) << "the worker goes on";
+    EXPECT_EQ(m_callback.Pending(), 0u);
+    EXPECT_EQ(Server().TakeRequests().size(), 1u);
+}
+
 TEST_F(Ending, WhoWaitsForARequestThatIsGivenUpIsToldSo) {
     SignIn();
     Server().Rules().Always({.neverReply = true});
@@ -269,9 +243,7 @@ TEST_F(Ending, WhoWaitsForARequestThatIsGivenUpIsToldSo) {
     std::thread asking([&] { EXPECT_EQ(m_qsn->Config(QSNCFG_GI_QUERY, nullptr, nullptr), QSN_RETURN_E_TIMEOUT); });
     ASSERT_TRUE(Server().WaitForRequests(1, 10s));
     std::thread waiting([&] {
-        char text[256];
-        uint32_t length = 0;
-        const HRESULT hr = m_qsn->GetSignInURL(text, sizeof(text), &length);
+        const HRESULT hr = GetSignInUrl(*m_qsn);
         EXPECT_TRUE(hr == QSN_RETURN_E_TIMEOUT || hr == QSN_RETURN_E_NOT_INITIALIZED) << hr;
     });
     EXPECT_EQ(m_qsn->Uninit(), S_OK);
@@ -279,60 +251,40 @@ TEST_F(Ending, WhoWaitsForARequestThatIsGivenUpIsToldSo) {
     waiting.join();
 }
 
-// Everything that can be under way at once, ended at a random moment, over and over.
-class Storm {
-public:
-    Storm(const Library& library, unsigned seed) : m_random(seed), m_qsn(Create(library)) {}
-
-    void Run() {
-        m_callback.onEvent = [this](const Event& event, void*) {
-            EXPECT_FALSE(m_hasEnded) << "callback of action " << event.action << " after the end";
-            EXPECT_NE(event.result, QSN_CALLBACK_NETWORK_OR_UNKNOWN)
-                << "the service has answered action " << event.action;
-            return S_OK;
-        };
-        ASSERT_EQ(m_qsn->Init(L"SID-TEST", &m_callback), S_OK);
-        uint32_t on = 1;
-        m_qsn->Config(QSNCFG_ENABLE_SINGLE_SIGNON, &on, nullptr);
-        m_qsn->Config(QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE, &on, nullptr);
-        m_qsn->SignIn(kToken);
-        std::array<std::thread, 2> hosts;
-        for (std::thread& host : hosts) host = std::thread([this] { Wait(); });
-        for (int i = 0; i < 20; ++i) Post(i);
-        Sleep(m_random() % 12);
-        const bool byRelease = m_random() % 2 == 0;
-        std::thread stopping([this] {
-            while (!m_ending) m_qsn->Stop();
-        });
-        const HRESULT hr = byRelease ? S_OK : m_qsn->Uninit();
-        EXPECT_EQ(hr, S_OK);
-        // Nobody may be inside a method when the last reference goes.
-        m_ending = true;
-        stopping.join();
-        for (std::thread& host : hosts) host.join();
-        m_qsn.reset();
-        m_hasEnded = true;
-        EXPECT_EQ(m_callback.References(), 1);
+// Everything that can be under way at once, ended at a random moment.
+void Storm(const Library& library, unsigned seed) {
+    std::mt19937 random(seed);
+    std::atomic<bool> ending{false}, hasEnded{false};
+    RecordingCallback callback;
+    callback.onEvent = [&](const Event& event, void*) {
+        EXPECT_FALSE(hasEnded) << "callback of action " << event.action << " after the end";
+        EXPECT_NE(event.result, QSN_CALLBACK_NETWORK_OR_UNKNOWN) << "the service has answered action " << event.action;
+        return S_OK;
+    };
+    LibraryObject qsn = Create(library);
+    ASSERT_EQ(qsn->Init(L"SID-TEST", &callback), S_OK);
+    for (int32_t item : {QSNCFG_ENABLE_SINGLE_SIGNON, QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE}) SetNumber(*qsn, item);
+    qsn->SignIn(kToken);
+    const auto waitForUrls = [&] {
+        while (!ending) GetSignInUrl(*qsn);
+    };
+    std::thread first(waitForUrls), second(waitForUrls);
+    for (int i = 0; i < 20; ++i) {
+        i % 3 == 0 ? qsn->GetUserInfo() : i % 3 == 1 ? qsn->GetProductListV2() : qsn->SignIn(kToken);
     }
-
-private:
-    void Wait() {
-        while (!m_ending) {
-            char text[256];
-            uint32_t length = 0;
-            m_qsn->GetSignInURL(text, sizeof(text), &length);
-        }
-    }
-    void Post(int i) {
-        i % 3 == 0 ? m_qsn->GetUserInfo() : i % 3 == 1 ? m_qsn->GetProductListV2() : m_qsn->SignIn(kToken);
-    }
-
-    std::mt19937 m_random;
-    RecordingCallback m_callback;
-    std::atomic<bool> m_ending{false};
-    std::atomic<bool> m_hasEnded{false};
-    LibraryObject m_qsn;
-};
+    Sleep(random() % 12);
+    const bool byRelease = random() % 2 == 0;
+    std::thread stopping([&] {
+        while (!ending) qsn->Stop();
+    });
+    EXPECT_EQ(byRelease ? S_OK : qsn->Uninit(), S_OK);
+    // Nobody may be inside a method when the last reference goes.
+    ending = true;
+    for (std::thread* thread : {&stopping, &first, &second}) thread->join();
+    qsn.reset();
+    hasEnded = true;
+    EXPECT_EQ(callback.References(), 1);
+}
 
 TEST_F(Ending, AtAnyMomentLeavesNothing) {
     constexpr unsigned kRounds = 2000;
@@ -348,7 +300,7 @@ TEST_F(Ending, AtAnyMomentLeavesNothing) {
             before.emplace();
             bytes = HeapBytes();
         }
-        Storm(library, round).Run();
+        Storm(library, round);
         Server().TakeRequests();
         orb.Reset();
     }

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <atomic>
 #include <map>
 
@@ -8,11 +7,9 @@
 #include "support/Fakes.h"
 #include "support/ProcessState.h"
 #include "support/SessionTest.h"
-#include "support/SharedValues.h"
 
 namespace {
 
-using namespace std::chrono_literals;
 using namespace qsn::test;
 using Kind = FailingCalls::Kind;
 
@@ -47,7 +44,6 @@ public:
         return result == QSN_CALLBACK_OK;
     }
 
-    void Nothing() {}
     void NoObject() { m_qsn.reset(); }
     bool Start() {
         void* object = nullptr;
@@ -55,10 +51,7 @@ public:
         if (FAILED(hr)) return false;
         m_qsn.reset(static_cast<IPVSubscription2*>(object));
         if (m_qsn->Init(L"SID-TEST", &m_callback) != S_OK) return false;
-        // What the worker thread does first is part of it.
-        char url[256];
-        uint32_t length = 0;
-        return m_qsn->GetSignInURL(url, sizeof(url), &length) == S_OK;
+        return GetSignInUrl(*m_qsn) == S_OK;  // what the worker thread does first is part of it
     }
     void Session() {
         if (!m_qsn) m_qsn = Create(m_library);
@@ -95,18 +88,13 @@ public:
         return listed && SharedValues::Read("mTok") != before;
     }
     bool StoreWrite() {
-        std::string token = kTokenToKeep;
-        auto length = static_cast<uint32_t>(token.size());
-        bool stored = true;
-        for (int32_t item : {QSNCFG_SET_MEMBER_TOKEN, QSNCFG_SET_REFRESH_TOKEN}) {
-            stored = m_qsn->Config(item, token.data(), &length) == S_OK && stored;
-        }
-        return stored;
+        const HRESULT member = SetToken(*m_qsn, QSNCFG_SET_MEMBER_TOKEN, kTokenToKeep);
+        const HRESULT refresh = SetToken(*m_qsn, QSNCFG_SET_REFRESH_TOKEN, kTokenToKeep);
+        return member == S_OK && refresh == S_OK;
     }
     // Ended while what the watcher and the sign-in have begun is going on.
     bool End() {
-        uint32_t on = 1;
-        const bool watched = m_qsn->Config(QSNCFG_ENABLE_SINGLE_SIGNON, &on, nullptr) == S_OK;
+        const bool watched = SetNumber(*m_qsn, QSNCFG_ENABLE_SINGLE_SIGNON) == S_OK;
         const bool signedIn = IsReported(m_qsn->SignIn(kToken), QSN_ACTION_SIGNIN_RESULT);
         const HRESULT hr = m_qsn->Uninit();
         EXPECT_EQ(m_callback.References(), 1) << "whatever fails, the host's callback is let go";
@@ -151,20 +139,6 @@ public:
         RecordProperty(std::string(scenario.name) + NameOf(kind), static_cast<int>(rounds));
     }
 
-    void FailInEachScenario() {
-        const Scenario scenarios[] = {
-            {"Init", &FailingCallsTest::NoObject, &FailingCallsTest::Start, 12},
-            {"Request", &FailingCallsTest::Session, &FailingCallsTest::Request, 30},
-            {"Renewal", &FailingCallsTest::TokensToRenew, &FailingCallsTest::Renewal, 40},
-            {"StoreWrite", &FailingCallsTest::Session, &FailingCallsTest::StoreWrite, 5},
-            {"Uninit", &FailingCallsTest::Session, &FailingCallsTest::End, 3},
-        };
-        for (const Scenario& scenario : scenarios) {
-            for (Kind kind : {Kind::kPlatform, Kind::kAllocation}) FailOneAfterAnother(scenario, kind);
-        }
-    }
-
-    SharedValues m_values;
     FakeOrb m_orb;  // the stand-in would leave memory behind each time that it is freed
     FailingCalls m_calls;
     Kind m_kind = Kind::kPlatform;
@@ -172,7 +146,18 @@ public:
     std::string m_ending;  // the member token that is to be renewed
 };
 
-TEST_F(FailingCallsTest, EachEndsInAResultCodeAndLeavesNothing) { FailInEachScenario(); }
+TEST_F(FailingCallsTest, EachEndsInAResultCodeAndLeavesNothing) {
+    const Scenario scenarios[] = {
+        {"Init", &FailingCallsTest::NoObject, &FailingCallsTest::Start, 12},
+        {"Request", &FailingCallsTest::Session, &FailingCallsTest::Request, 30},
+        {"Renewal", &FailingCallsTest::TokensToRenew, &FailingCallsTest::Renewal, 40},
+        {"StoreWrite", &FailingCallsTest::Session, &FailingCallsTest::StoreWrite, 5},
+        {"Uninit", &FailingCallsTest::Session, &FailingCallsTest::End, 3},
+    };
+    for (const Scenario& scenario : scenarios) {
+        for (Kind kind : {Kind::kPlatform, Kind::kAllocation}) FailOneAfterAnother(scenario, kind);
+    }
+}
 
 TEST_F(FailingCallsTest, WhatTheRegistryDoesNotTakeIsNotRenewed) {
     TokensToRenew();
@@ -184,51 +169,43 @@ TEST_F(FailingCallsTest, WhatTheRegistryDoesNotTakeIsNotRenewed) {
     EXPECT_TRUE(Renewal()) << "the next try works";
 }
 
-// What keeps the library from looking at the shared values for a while.
-struct Obstacle {
-    const char* name;
-    const char* call;  // null: blocks of memory
-    DWORD error;
-};
+// Whatever keeps the library from looking at them for a while.
+TEST_F(FailingCallsTest, SharedTokensOutOfReachAreNotTakenForGone) {
+    const std::pair<const char*, DWORD> obstacles[] = {{nullptr, 0},  // blocks of memory
+                                                       {"RegOpenKeyExA", ERROR_ACCESS_DENIED},
+                                                       {"RegQueryValueExA", ERROR_KEY_DELETED},
+                                                       {"CryptUnprotectData", RPC_S_SERVER_UNAVAILABLE}};
+    for (const auto& [call, error] : obstacles) {
+        SCOPED_TRACE(call ? call : "memory");
+        const auto fail = [&, name = call, code = error] {
+            name ? m_calls.FailCallsOf(name, code) : m_calls.FailBlocksOf(1000);
+        };
+        Session();
+        Switch(QSNCFG_ENABLE_SINGLE_SIGNON);
+        ASSERT_TRUE(Request());
+        ASSERT_TRUE(StoreWrite());
+        SharedValues::WriteProtected("rTok", kTokenToKeep);  // the same token, encrypted anew, so that it is looked at
 
-class SharedTokensOutOfReach : public FailingCallsTest, public testing::WithParamInterface<Obstacle> {
-protected:
-    void Fail() {
-        GetParam().call ? m_calls.FailCallsOf(GetParam().call, GetParam().error) : m_calls.FailBlocksOf(1000);
+        fail();
+        EXPECT_TRUE(Eventually([&] { return m_calls.Failures() >= 3; })) << "looks at each value, or at one of them";
+        SharedValues::Delete("mTok");
+        m_calls.Stop();
+        EXPECT_EQ(m_callback.ResultOf(QSN_ACTION_NOTIFY), QSN_NOTIFY_MEMBER_TOKEN_CLEAR)
+            << "what became of it meanwhile";
+
+        fail();
+        uint32_t length = 0;
+        EXPECT_LT(m_qsn->Config(QSNCFG_GET_REFRESH_TOKEN, nullptr, &length), 0);
+        EXPECT_LT(m_qsn->SignOut(), 0);
+        m_calls.Stop();
+        EXPECT_EQ(AccessToken(), kToken);
+        EXPECT_EQ(m_callback.Pending(), 0u);
+        EXPECT_TRUE(SharedValues::Has("SSO"));
+        EXPECT_EQ(SharedValues::Decrypt("rTok"), kTokenToKeep);
+        m_qsn.reset();
+        m_values.Clear();
     }
-};
-
-TEST_P(SharedTokensOutOfReach, AreNotTakenForGone) {
-    Session();
-    uint32_t on = 1;
-    ASSERT_EQ(m_qsn->Config(QSNCFG_ENABLE_SINGLE_SIGNON, &on, nullptr), S_OK);
-    ASSERT_TRUE(Request());
-    ASSERT_TRUE(StoreWrite());
-    SharedValues::WriteProtected("rTok", kTokenToKeep);  // the same token, encrypted anew, so that it is looked at
-
-    Fail();
-    EXPECT_TRUE(Eventually([&] { return m_calls.Failures() >= 3; })) << "looks at each value, or at one of them";
-    SharedValues::Delete("mTok");
-    m_calls.Stop();
-    EXPECT_EQ(m_callback.ResultOf(QSN_ACTION_NOTIFY), QSN_NOTIFY_MEMBER_TOKEN_CLEAR) << "what became of it meanwhile";
-
-    Fail();
-    uint32_t length = 0;
-    EXPECT_LT(m_qsn->Config(QSNCFG_GET_REFRESH_TOKEN, nullptr, &length), 0);
-    EXPECT_LT(m_qsn->SignOut(), 0);
-    m_calls.Stop();
-    EXPECT_EQ(AccessToken(), kToken);
-    EXPECT_EQ(m_callback.Pending(), 0u);
-    EXPECT_TRUE(SharedValues::Has("SSO"));
-    EXPECT_EQ(SharedValues::Decrypt("rTok"), kTokenToKeep);
 }
-
-INSTANTIATE_TEST_SUITE_P(All, SharedTokensOutOfReach,
-                         testing::Values(Obstacle{"memory", nullptr, 0},
-                                         Obstacle{"denied", "RegOpenKeyExA", ERROR_ACCESS_DENIED},
-                                         Obstacle{"keyDeleted", "RegQueryValueExA", ERROR_KEY_DELETED},
-                                         Obstacle{"encryption", "CryptUnprotectData", RPC_S_SERVER_UNAVAILABLE}),
-                         [](const auto& each) { return std::string(each.param.name); });
 
 // An exchange that failed for want of memory is over: a callback is waited for again, and not left behind like a
 // server.

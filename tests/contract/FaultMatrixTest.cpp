@@ -4,24 +4,17 @@
 
 #include "service/net/ProxySetting.h"
 #include "support/SessionTest.h"
-#include "support/SharedValues.h"
 
 namespace {
 
-using namespace std::chrono_literals;
 using namespace qsn::test;
-using qsn::service::Compression;
-using qsn::service::HeaderList;
-using qsn::service::PairFault;
-using qsn::service::ProxySetting;
-using qsn::service::ReplyChange;
-using qsn::service::TlsFault;
+using namespace qsn::service;
 
 // Where a fault strikes: a token renewal has replies of its own kind, and a fault of the way that every one meets.
-enum class Where { kWay, kHttp, kPair, kEnvelope };
+enum Where { kWay, kHttp, kPair, kEnvelope };
 
 struct Fault {
-    const char* name;
+    std::string name;
     Where where;
     int result;  // of the callback; renewals follow from `where`
     ReplyChange change = {};
@@ -31,12 +24,9 @@ struct Fault {
     bool checked = false;            // by the token check too, which takes a second and is armed by a request first
 };
 
-ReplyChange Result(int result) { return {.result = result}; }
 ReplyChange Body(std::string body) { return {.body = std::move(body)}; }
-ReplyChange Status(int status, const char* location = nullptr) {
-    ReplyChange change{.status = status};
-    if (location) change.headers = {{"Location", location}};
-    return change;
+ReplyChange Redirect(int status, const char* location) {
+    return {.status = status, .headers = {{"Location", location}}};
 }
 HeaderList Lines(std::size_t count, std::size_t size) {
     HeaderList lines;
@@ -45,13 +35,10 @@ HeaderList Lines(std::size_t count, std::size_t size) {
 }
 std::string Padded(std::size_t size) { return R"({"result":0,"data":null,"pad":")" + std::string(size, 'x') + R"("})"; }
 
-constexpr Where kWay = Where::kWay;
-constexpr Where kHttp = Where::kHttp;
-constexpr Where kPair = Where::kPair;
-constexpr Where kEnvelope = Where::kEnvelope;
 constexpr char kHome[] = "https://account.quillfern.example/qsn/service/request";
 
 constexpr char kSmallBody[] = R"({"result":0,"data":null})";
+constexpr std::size_t kSmallChunk = sizeof(kSmallBody) + 5;  // of all of it
 constexpr char kInterim[] =
     "HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 103 Early Hints\r\nX-token: 00\r\nX-digest: 00\r\n\r\n";
 
@@ -84,24 +71,21 @@ const Fault kFaults[] = {
     {"closedInHeader", kHttp, 1, {.closeAfterHeaderBytes = 20}},
     {"closedInBody", kHttp, 1, {.closeAfterBodyBytes = 8}, {}, 0, nullptr, true},
     {"closedInChunk", kHttp, 1, {.chunks = {10}, .closeAfterBodyBytes = 8}},
-    {"lastChunkMissing",
-     kHttp,
-     1,
-     {.body = kSmallBody, .chunks = {100}, .closeAfterBodyBytes = sizeof(kSmallBody) + 5}},
+    {"lastChunkMissing", kHttp, 1, {.body = kSmallBody, .chunks = {100}, .closeAfterBodyBytes = kSmallChunk}},
     {"brokenChunks", kHttp, 1, {.chunks = {10}, .breakChunking = true}},
     {"lengthTooLong", kHttp, 1, {.body = kSmallBody, .contentLength = 1000, .closeAfterBodyBytes = 1000}},
     {"lengthTooShort", kHttp, 1, {.contentLength = 5}},
     {"brokenGzip", kHttp, 1, {.compression = Compression::kBrokenGzip}},
     {"cutGzip", kHttp, 1, {.compression = Compression::kCutGzip}},
-    {"status201", kHttp, 1, Status(201)},
-    {"status204", kHttp, 1, Status(204)},
-    {"redirectHome", kHttp, 1, Status(302, kHome)},
-    {"redirectAway", kHttp, 1, Status(307, "https://example.com/")},
-    {"redirectPlain", kHttp, 1, Status(301, "http://account.quillfern.example/")},
-    {"redirectNowhere", kHttp, 1, Status(302)},
-    {"status401", kHttp, 1, Status(401)},
-    {"status403", kHttp, 1, Status(403)},
-    {"status500", kHttp, 1, Status(500), {}, 0, nullptr, true},
+    {"status201", kHttp, 1, {.status = 201}},
+    {"status204", kHttp, 1, {.status = 204}},
+    {"redirectHome", kHttp, 1, Redirect(302, kHome)},
+    {"redirectAway", kHttp, 1, Redirect(307, "https://example.com/")},
+    {"redirectPlain", kHttp, 1, Redirect(301, "http://account.quillfern.example/")},
+    {"redirectNowhere", kHttp, 1, {.status = 302}},
+    {"status401", kHttp, 1, {.status = 401}},
+    {"status403", kHttp, 1, {.status = 403}},
+    {"status500", kHttp, 1, {.status = 500}, {}, 0, nullptr, true},
     {"notJson", kHttp, 1, Body("<html>")},
     {"emptyBody", kHttp, 1, Body("")},
     {"nested", kHttp, 1, Body(std::string(100000, '['))},
@@ -115,22 +99,6 @@ const Fault kFaults[] = {
     {"hugeResult", kEnvelope, 5, Body(R"({"result":99999999999999999999})")},
     {"dataIsText", kEnvelope, 0, Body(R"({"result":0,"data":"x"})")},
     {"dataIsArray", kEnvelope, 0, Body(R"({"result":0,"data":[1,null,[]]})")},
-    {"result1", kEnvelope, 2, Result(1), {}, 0, nullptr, true},
-    {"result2", kEnvelope, 4, Result(2)},
-    {"result3", kEnvelope, 9, Result(3)},
-    {"result4", kEnvelope, 8, Result(4)},
-    {"result5", kEnvelope, 5, Result(5)},
-    {"result6", kEnvelope, 10, Result(6)},
-    {"result7", kEnvelope, 1, Result(7)},
-    {"result100", kEnvelope, 1, Result(100)},
-    {"result101", kEnvelope, 101, Result(101)},
-    {"result102", kEnvelope, 102, Result(102)},
-    {"result103", kEnvelope, 103, Result(103)},
-    {"result104", kEnvelope, 104, Result(104)},
-    {"result105", kEnvelope, 105, Result(105)},
-    {"result106", kEnvelope, 106, Result(106)},
-    {"result107", kEnvelope, 107, Result(107)},
-    {"negativeResult", kEnvelope, 1, Result(-1)},
     {"noToken", kPair, 8, {.token = PairFault::kOmitted}},
     {"emptyToken", kPair, 8, {.token = PairFault::kEmpty}},
     {"wrongToken", kPair, 8, {.token = PairFault::kWrong}},
@@ -145,13 +113,40 @@ const Fault kFaults[] = {
     {"failureWithoutPair", kPair, 9, {.result = 3, .token = PairFault::kOmitted}},
 };
 
+// What becomes of each result of the service.
+std::vector<Fault> ResultFaults() {
+    std::vector<Fault> faults;
+    for (const auto& [sent, told] : {std::pair(1, 2),
+                                     {2, 4},
+                                     {3, 9},
+                                     {4, 8},
+                                     {5, 5},
+                                     {6, 10},
+                                     {7, 1},
+                                     {100, 1},
+                                     {101, 101},
+                                     {102, 102},
+                                     {103, 103},
+                                     {104, 104},
+                                     {105, 105},
+                                     {106, 106},
+                                     {107, 107},
+                                     {-1, 1}}) {
+        faults.push_back(
+            {"result" + (sent < 0 ? "Negative" : std::to_string(sent)), kEnvelope, told, {.result = sent}});
+        faults.back().checked = sent == 1;
+    }
+    return faults;
+}
+
 bool EndsSession(int result) { return result == 2 || result == 3 || result == 101 || result == 107; }
 
+enum Kind { kUsual, kNeverEnds, kAlwaysEnds, kRenewal, kCheck };
 struct Operation {
     const char* name;
     int action;
     HRESULT (*start)(IPVSubscription2&);
-    enum { kUsual, kNeverEnds, kAlwaysEnds, kRenewal, kCheck } kind = kUsual;
+    Kind kind = kUsual;
 };
 
 // The request that arms the check is the user information, which the rules of a fault leave alone then.
@@ -160,14 +155,12 @@ const Operation kOperations[] = {
     {"product list", QSN_ACTION_GET_PRODUCTLIST_RESULT, [](auto& qsn) { return qsn.GetProductList(); }},
     {"product list V2", QSN_ACTION_GET_PRODUCTLIST_V2_RESULT, [](auto& qsn) { return qsn.GetProductListV2(); }},
     {"quota query", QSN_ACTION_GI_QUERY_RESULT, [](auto& qsn) { return qsn.Config(QSNCFG_GI_QUERY, nullptr, nullptr); },
-     Operation::kNeverEnds},
+     kNeverEnds},
     {"quota log", QSN_ACTION_GI_LOG_RESULT, [](auto& qsn) { return qsn.Config(QSNCFG_GI_LOG, nullptr, nullptr); },
-     Operation::kNeverEnds},
-    {"sign-out", QSN_ACTION_SIGNOUT_RESULT, [](auto& qsn) { return qsn.SignOut(); }, Operation::kAlwaysEnds},
-    {"renewal", QSN_ACTION_GET_PRODUCTLIST_V2_RESULT, [](auto& qsn) { return qsn.GetProductListV2(); },
-     Operation::kRenewal},
-    {"token check", QSN_ACTION_CHECK_TOKEN_ROUTINE_RESULT, [](auto& qsn) { return qsn.GetUserInfo(); },
-     Operation::kCheck},
+     kNeverEnds},
+    {"sign-out", QSN_ACTION_SIGNOUT_RESULT, [](auto& qsn) { return qsn.SignOut(); }, kAlwaysEnds},
+    {"renewal", QSN_ACTION_GET_PRODUCTLIST_V2_RESULT, [](auto& qsn) { return qsn.GetProductListV2(); }, kRenewal},
+    {"token check", QSN_ACTION_CHECK_TOKEN_ROUTINE_RESULT, [](auto& qsn) { return qsn.GetUserInfo(); }, kCheck},
 };
 
 class FaultMatrix : public SessionTest, public testing::WithParamInterface<Fault> {
@@ -182,18 +175,17 @@ protected:
             user.refreshTokens = {"r-1"};
             user.productsV2 = Json::Value(Json::arrayValue);
         });
-        uint32_t on = 1;
-        m_qsn->Config(QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE, &on, nullptr);
+        Switch(QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE);
     }
     // The access token is given again before each step, because what came before may have cost it.
     void Prepare(const Operation& operation) {
         SignIn();
         m_values.Clear();
-        if (operation.kind == Operation::kRenewal) {
+        if (operation.kind == kRenewal) {
             SharedValues::WriteToken("mTok", Server().IssueMemberToken("20417", 5s));
             SharedValues::WriteProtected("rTok", "r-1");
         }
-        if (operation.kind == Operation::kCheck) {
+        if (operation.kind == kCheck) {
             Json::Value data;
             data["nextVerifyTime"] = 1;
             Server().Rules().Once({.data = data}, {.requestType = "getUserInfo"});
@@ -208,47 +200,40 @@ protected:
     void Under(const Fault& fault, const Operation& operation, const std::function<void()>& work) {
         std::optional<ProxySetting> proxy;
         if (fault.proxy) proxy.emplace(fault.proxy);
-        if (operation.kind == Operation::kRenewal) {
-            Server().Rules().Always(fault.change, {.host = "member.quillfern.example"});
-        } else {
-            Server().Rules().Always(fault.change);
-        }
-        if (fault.where == kWay) Server().DropConnections();
-        if (fault.tls != TlsFault::kNone) Server().SetTlsFault(fault.tls);
+        const bool isRenewal = operation.kind == kRenewal;
+        Server().Rules().Always(fault.change, {.host = isRenewal ? "member.quillfern.example" : ""});
         Server().RefuseTunnels(fault.refusedTunnels);
+        if (fault.where == kWay) Server().SetTlsFault(fault.tls);  // ends the connections
         work();
         Server().Rules().Clear();
-        if (fault.tls != TlsFault::kNone) Server().SetTlsFault(TlsFault::kNone);
         Server().RefuseTunnels(0);
-        if (fault.where == kWay) Server().DropConnections();
+        if (fault.where == kWay) Server().SetTlsFault(TlsFault::kNone);
     }
     void ExpectTheFault(const Fault& fault, const Operation& operation) {
         // A list without its member token is the service's to refuse, and what a renewal brings no pair is asked for.
-        const bool spoiltRenewal = operation.kind == Operation::kRenewal && fault.where == kHttp && fault.result != 0;
+        const bool spoiltRenewal = operation.kind == kRenewal && fault.where == kHttp && fault.result != 0;
         const int expected = spoiltRenewal ? QSN_CALLBACK_OK : fault.result;
         EXPECT_EQ(Run(operation), expected);
-        const bool ends = operation.kind == Operation::kAlwaysEnds ||
-                          (operation.kind != Operation::kNeverEnds && EndsSession(expected));
+        const bool ends = operation.kind == kAlwaysEnds || (operation.kind != kNeverEnds && EndsSession(expected));
         EXPECT_EQ(AccessToken(), ends ? "" : kToken);
         const std::size_t requests = Server().TakeRequests().size();
         if (fault.where == kWay) {
             EXPECT_EQ(requests, 0u) << "something was sent";
-        } else if (operation.kind < Operation::kRenewal) {
+        } else if (operation.kind < kRenewal) {
             // A kept connection that closes without a word may have been given up before the request came.
             const std::size_t most = fault.change.closeBeforeReply ? 2 : 1;
             EXPECT_GE(requests, 1u);
             EXPECT_LE(requests, most) << "repeated or redirected";
         }
     }
-    SharedValues m_values;
 };
 
 TEST_P(FaultMatrix, EachOperationHasItsResultAndTheNextOneWorks) {
     const Fault& fault = GetParam();
     for (const Operation& operation : kOperations) {
-        if (operation.kind == Operation::kCheck && !fault.checked) continue;
+        if (operation.kind == kCheck && !fault.checked) continue;
         // The replies of a renewal have neither pair nor this envelope; their own faults have their own tests.
-        if (operation.kind == Operation::kRenewal && (fault.where == kPair || fault.where == kEnvelope)) continue;
+        if (operation.kind == kRenewal && (fault.where == kPair || fault.where == kEnvelope)) continue;
         SCOPED_TRACE(operation.name);
         Prepare(operation);
         Under(fault, operation, [&] { ExpectTheFault(fault, operation); });
@@ -260,7 +245,8 @@ TEST_P(FaultMatrix, EachOperationHasItsResultAndTheNextOneWorks) {
         EXPECT_TRUE(target.ends_with(".quillfern.example:443")) << "elsewhere, or without TLS: " << target;
 }
 
-INSTANTIATE_TEST_SUITE_P(All, FaultMatrix, testing::ValuesIn(kFaults),
-                         [](const auto& fault) { return std::string(fault.param.name); });
+constexpr auto kName = [](const auto& fault) { return fault.param.name; };
+INSTANTIATE_TEST_SUITE_P(All, FaultMatrix, testing::ValuesIn(kFaults), kName);
+INSTANTIATE_TEST_SUITE_P(Results, FaultMatrix, testing::ValuesIn(ResultFaults()), kName);
 
 }  // namespace

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <qsn/qsn.h>
 
-#include <array>
 #include <cstddef>
 #include <cstring>
 #include <type_traits>
@@ -72,27 +71,19 @@ static_assert(std::is_same_v<decltype(&CreateQSN), decltype(&CreateQSN2)>);
 static_assert(std::is_base_of_v<IPVSubscription, IPVSubscription2> && std::is_base_of_v<IQSNDataSet, IQSNUserInfo>);
 
 TEST(Interface, IdentifiersKeepTheirBytes) {
-    const struct {
-        const char* name;
-        const IID& id;
-        std::array<unsigned char, 16> bytes;
-    } rows[] = {
-        // clang-format off
-        {"IQSNDataSet", IID_IQSNDataSet, {0x4C, 0x8D, 0x0F, 0x6A, 0x53, 0x1B, 0x0B, 0x4E, 0x9C, 0x56, 0x2F, 0x7D, 0x3A, 0x8E, 0x4B, 0x11}},
-        {"IQSNList", IID_IQSNList, {0x4D, 0x8D, 0x0F, 0x6A, 0x53, 0x1B, 0x0B, 0x4E, 0x9C, 0x56, 0x2F, 0x7D, 0x3A, 0x8E, 0x4B, 0x11}},
-        {"IQSNUserInfo", IID_IQSNUserInfo, {0x4E, 0x8D, 0x0F, 0x6A, 0x53, 0x1B, 0x0B, 0x4E, 0x9C, 0x56, 0x2F, 0x7D, 0x3A, 0x8E, 0x4B, 0x11}},
-        {"IQSNCallbackFunc", IID_IQSNCallbackFunc, {0x4F, 0x8D, 0x0F, 0x6A, 0x53, 0x1B, 0x0B, 0x4E, 0x9C, 0x56, 0x2F, 0x7D, 0x3A, 0x8E, 0x4B, 0x11}},
-        {"IPVSubscription", IID_IPVSubscription, {0x3A, 0x2D, 0x88, 0xB2, 0x5D, 0x89, 0x44, 0x48, 0x85, 0x5B, 0xFC, 0xF1, 0x15, 0xF1, 0x81, 0xAF}},
-        // clang-format on
+    const std::pair<const IID*, const wchar_t*> rows[] = {
+        {&IID_IQSNDataSet, L"{6A0F8D4C-1B53-4E0B-9C56-2F7D3A8E4B11}"},
+        {&IID_IQSNList, L"{6A0F8D4D-1B53-4E0B-9C56-2F7D3A8E4B11}"},
+        {&IID_IQSNUserInfo, L"{6A0F8D4E-1B53-4E0B-9C56-2F7D3A8E4B11}"},
+        {&IID_IQSNCallbackFunc, L"{6A0F8D4F-1B53-4E0B-9C56-2F7D3A8E4B11}"},
+        {&IID_IPVSubscription, L"{B2882D3A-895D-4844-855B-FCF115F181AF}"},
     };
-    for (const auto& row : rows) EXPECT_EQ(0, std::memcmp(&row.id, row.bytes.data(), sizeof(IID))) << row.name;
+    for (const auto& [id, text] : rows) {
+        IID frozen = {};
+        ASSERT_EQ(IIDFromString(text, &frozen), S_OK);
+        EXPECT_TRUE(*id == frozen) << text;
+    }
 }
-
-struct SlotRow {
-    const char* name;
-    std::ptrdiff_t slot;
-    std::ptrdiff_t frozen;
-};
 
 // The very signature that hosts were compiled with: nothing of it is deduced.
 template <class Interface, class Result, class... Arguments>
@@ -100,49 +91,46 @@ using MethodOf = std::type_identity_t<Result (STDMETHODCALLTYPE Interface::*)(Ar
 
 // A pointer to a virtual method is 1 + its offset in the table of methods, followed by the adjustment of `this`.
 template <class Interface, class Result, class... Arguments>
-SlotRow Slot(const char* name, int frozen, MethodOf<Interface, Result, Arguments...> method) {
+std::ptrdiff_t SlotOf(MethodOf<Interface, Result, Arguments...> method) {
     std::ptrdiff_t parts[2];
     static_assert(sizeof(parts) == sizeof(method));
     std::memcpy(parts, &method, sizeof(parts));
-    return {name, (parts[0] - 1) / static_cast<std::ptrdiff_t>(sizeof(void*)) + parts[1], frozen};
+    return (parts[0] - 1) / static_cast<std::ptrdiff_t>(sizeof(void*)) + parts[1];
 }
 
-#define QSN_SLOT(slot, owner, method, ...) Slot<owner, __VA_ARGS__>(#owner "::" #method, slot, &owner::method)
+#define QSN_SLOT(slot, owner, method, ...) EXPECT_EQ((SlotOf<owner, __VA_ARGS__>(&owner::method)), slot) << #method
 
 TEST(Interface, MethodsKeepTheirSlotsAndSignatures) {
-    const SlotRow rows[] = {
-        QSN_SLOT(3, IPVSubscription, Init, HRESULT, const wchar_t*, IQSNCallbackFunc*),
-        QSN_SLOT(4, IPVSubscription, Uninit, HRESULT),
-        QSN_SLOT(5, IPVSubscription, Config, HRESULT, int32_t, void*, uint32_t*),
-        QSN_SLOT(6, IPVSubscription, Reserved6, HRESULT),
-        QSN_SLOT(7, IPVSubscription, GetAccessToken, HRESULT, char*, uint32_t, uint32_t*),
-        QSN_SLOT(8, IPVSubscription, Reserved8, HRESULT),
-        QSN_SLOT(9, IPVSubscription, Reserved9, HRESULT),
-        QSN_SLOT(10, IPVSubscription, GetSignInURL, HRESULT, char*, uint32_t, uint32_t*),
-        QSN_SLOT(11, IPVSubscription, Stop, HRESULT),
-        QSN_SLOT(12, IPVSubscription, Reserved12, HRESULT),
-        QSN_SLOT(13, IPVSubscription, SignIn, HRESULT, const char*),
-        QSN_SLOT(14, IPVSubscription, SignOut, HRESULT),
-        QSN_SLOT(15, IPVSubscription, GetUserInfo, HRESULT),
-        QSN_SLOT(16, IPVSubscription, GetProductList, HRESULT),
-        QSN_SLOT(17, IPVSubscription2, GetProductListV2, HRESULT),
-        QSN_SLOT(18, IPVSubscription2, Reserved18, HRESULT),
-        QSN_SLOT(19, IPVSubscription2, Reserved19, HRESULT),
-        QSN_SLOT(20, IPVSubscription2, Reserved20, HRESULT),
-        QSN_SLOT(21, IPVSubscription2, Reserved21, HRESULT),
-        QSN_SLOT(3, IQSNDataSet, GetString, HRESULT, int32_t, char*, uint32_t),
-        QSN_SLOT(4, IQSNDataSet, GetStringLength, HRESULT, int32_t, uint32_t*),
-        QSN_SLOT(5, IQSNDataSet, GetObject5, HRESULT, int32_t, void**),
-        QSN_SLOT(6, IQSNDataSet, GetObject6, HRESULT, int32_t, void**),
-        QSN_SLOT(7, IQSNDataSet, GetObject7, HRESULT, int32_t, void**),
-        QSN_SLOT(8, IQSNDataSet, GetInt, HRESULT, int32_t, int32_t*),
-        QSN_SLOT(9, IQSNDataSet, GetFieldType, HRESULT, int32_t, int32_t*),
-        QSN_SLOT(10, IQSNUserInfo, GetUserMenu, HRESULT, IQSNList**),
-        QSN_SLOT(3, IQSNList, GetItem, HRESULT, uint32_t, void**),
-        QSN_SLOT(4, IQSNList, GetCount, uint32_t),
-        QSN_SLOT(3, IQSNCallbackFunc, Callback, HRESULT, int32_t, int32_t, void*),
-    };
-    for (const SlotRow& row : rows) EXPECT_EQ(row.slot, row.frozen) << row.name;
+    QSN_SLOT(3, IPVSubscription, Init, HRESULT, const wchar_t*, IQSNCallbackFunc*);
+    QSN_SLOT(4, IPVSubscription, Uninit, HRESULT);
+    QSN_SLOT(5, IPVSubscription, Config, HRESULT, int32_t, void*, uint32_t*);
+    QSN_SLOT(6, IPVSubscription, Reserved6, HRESULT);
+    QSN_SLOT(7, IPVSubscription, GetAccessToken, HRESULT, char*, uint32_t, uint32_t*);
+    QSN_SLOT(8, IPVSubscription, Reserved8, HRESULT);
+    QSN_SLOT(9, IPVSubscription, Reserved9, HRESULT);
+    QSN_SLOT(10, IPVSubscription, GetSignInURL, HRESULT, char*, uint32_t, uint32_t*);
+    QSN_SLOT(11, IPVSubscription, Stop, HRESULT);
+    QSN_SLOT(12, IPVSubscription, Reserved12, HRESULT);
+    QSN_SLOT(13, IPVSubscription, SignIn, HRESULT, const char*);
+    QSN_SLOT(14, IPVSubscription, SignOut, HRESULT);
+    QSN_SLOT(15, IPVSubscription, GetUserInfo, HRESULT);
+    QSN_SLOT(16, IPVSubscription, GetProductList, HRESULT);
+    QSN_SLOT(17, IPVSubscription2, GetProductListV2, HRESULT);
+    QSN_SLOT(18, IPVSubscription2, Reserved18, HRESULT);
+    QSN_SLOT(19, IPVSubscription2, Reserved19, HRESULT);
+    QSN_SLOT(20, IPVSubscription2, Reserved20, HRESULT);
+    QSN_SLOT(21, IPVSubscription2, Reserved21, HRESULT);
+    QSN_SLOT(3, IQSNDataSet, GetString, HRESULT, int32_t, char*, uint32_t);
+    QSN_SLOT(4, IQSNDataSet, GetStringLength, HRESULT, int32_t, uint32_t*);
+    QSN_SLOT(5, IQSNDataSet, GetObject5, HRESULT, int32_t, void**);
+    QSN_SLOT(6, IQSNDataSet, GetObject6, HRESULT, int32_t, void**);
+    QSN_SLOT(7, IQSNDataSet, GetObject7, HRESULT, int32_t, void**);
+    QSN_SLOT(8, IQSNDataSet, GetInt, HRESULT, int32_t, int32_t*);
+    QSN_SLOT(9, IQSNDataSet, GetFieldType, HRESULT, int32_t, int32_t*);
+    QSN_SLOT(10, IQSNUserInfo, GetUserMenu, HRESULT, IQSNList**);
+    QSN_SLOT(3, IQSNList, GetItem, HRESULT, uint32_t, void**);
+    QSN_SLOT(4, IQSNList, GetCount, uint32_t);
+    QSN_SLOT(3, IQSNCallbackFunc, Callback, HRESULT, int32_t, int32_t, void*);
 }
 
 }  // namespace

@@ -4,19 +4,15 @@
 #include <set>
 
 #include "support/ImportTable.h"
-#include "support/Library.h"
 #include "support/ProcessState.h"
-#include "support/RecordingCallback.h"
+#include "support/SessionTest.h"
 
 namespace {
 
 using namespace qsn::test;
 
-class LibraryObjects : public testing::Test {
-protected:
-    RecordingCallback m_callback;
-    Library m_library;
-    LibraryObject m_qsn = Create(m_library);
+class LibraryObjects : public SessionTest {
+    void SetUp() override {}
 };
 
 TEST_F(LibraryObjects, AnswerForTwoIdentifiers) {
@@ -110,9 +106,7 @@ TEST_F(LibraryObjects, HoldTheHostUpForTwoMinutesAtMost) {
         return S_OK;
     };
     ASSERT_EQ(m_qsn->SignIn("12345"), S_OK);
-    char text[8] = {};
-    uint32_t length = 0;
-    EXPECT_EQ(m_qsn->GetAccessToken(text, 8, &length), S_OK);
+    EXPECT_EQ(AccessToken(), "12345");
 }
 
 TEST_F(LibraryObjects, WithoutATokenTheLoginPageIsHandedOut) {

@@ -5,16 +5,11 @@
 #include <regex>
 
 #include "support/SessionTest.h"
-#include "support/SharedValues.h"
 
 namespace {
 
-using namespace std::chrono_literals;
 using namespace qsn::test;
-using qsn::service::AccountServer;
-using qsn::service::RecordedRequest;
-using qsn::service::ReplyChange;
-using qsn::service::RequestMatch;
+using namespace qsn::service;
 
 struct TestUser {
     const char* id;
@@ -30,7 +25,7 @@ protected:
     void SetUp() override {
         Server().Accounts().Use([](auto& accounts) {
             accounts.users[0].refreshTokens = {kAda.refreshToken};
-            qsn::service::User& bo = accounts.users.emplace_back();
+            User& bo = accounts.users.emplace_back();
             bo.userId = kBo.id;
             bo.memberId = std::stoi(kBo.id);
             bo.accessTokens = {{kBo.accessToken}};
@@ -52,6 +47,10 @@ protected:
     int ListResult() {
         EXPECT_EQ(m_qsn->GetProductListV2(), S_OK);
         return m_callback.ResultOf(QSN_ACTION_GET_PRODUCTLIST_V2_RESULT);
+    }
+    int RenewingListResult() {
+        HoldTokenFor(1s);
+        return ListResult();
     }
     // The operations that reached the service since the last call, in order.
     std::vector<std::string> Requests() {
@@ -78,7 +77,6 @@ protected:
     bool IsRenewed() const { return SharedValues::Read("mTok")->data != SharedValues::Base64Lines(m_token); }
 
     using Types = std::vector<std::string>;
-    SharedValues m_values;
     std::string m_token;
     std::vector<RecordedRequest> m_requests;
 };
@@ -90,8 +88,7 @@ TEST_F(MemberToken, IsUsedAsItIsWhileItLasts) {
 }
 
 TEST_F(MemberToken, IsRenewedInItsLastMinute) {
-    HoldTokenFor(1s);
-    EXPECT_EQ(ListResult(), QSN_CALLBACK_OK);
+    EXPECT_EQ(RenewingListResult(), QSN_CALLBACK_OK);
     EXPECT_EQ(Requests(), (Types{"memberInit", "memberRefresh", "getProductListV2"})) << "no public key is held yet";
     EXPECT_TRUE(IsRenewed());
     const RecordedRequest& init = m_requests[0];
@@ -115,25 +112,21 @@ TEST_F(MemberToken, IsRenewedInItsLastMinute) {
 }
 
 TEST_F(MemberToken, SurvivesARotatedKeyPair) {
-    HoldTokenFor(1s);
-    ASSERT_EQ(ListResult(), QSN_CALLBACK_OK);
+    ASSERT_EQ(RenewingListResult(), QSN_CALLBACK_OK);
     Server().Members().RotateKey();
-    HoldTokenFor(1s);
     Requests();
-    EXPECT_EQ(ListResult(), QSN_CALLBACK_OK);
+    EXPECT_EQ(RenewingListResult(), QSN_CALLBACK_OK);
     const Types withANewKey = {"memberRefresh", "memberInit", "memberRefresh", "getProductListV2"};
     EXPECT_EQ(Requests(), withANewKey);
     EXPECT_TRUE(IsRenewed());
 
     SharedValues::Write("pubID", {"\1\0\0\0", 4}, REG_DWORD);
-    HoldTokenFor(1s);
-    EXPECT_EQ(ListResult(), QSN_CALLBACK_OK);
+    EXPECT_EQ(RenewingListResult(), QSN_CALLBACK_OK);
     EXPECT_EQ(Requests(), withANewKey) << "the number of an older pair is refused with any key";
 }
 
 TEST_F(MemberToken, TheKeysNumberGoesBackAsItCame) {
-    HoldTokenFor(1s);
-    ASSERT_EQ(ListResult(), QSN_CALLBACK_OK);
+    ASSERT_EQ(RenewingListResult(), QSN_CALLBACK_OK);
     Json::Value info;
     info["public_key"] = *SharedValues::Decrypt("pubK");
     // A number that no value can hold brings no key: then another is asked for.
@@ -141,24 +134,21 @@ TEST_F(MemberToken, TheKeysNumberGoesBackAsItCame) {
     for (const auto& [number, sent] : {std::pair(3000000000, std::string("3000000000")), {4294967296, next}}) {
         info["id"] = Json::UInt64(number);
         SharedValues::Delete("pubID");
-        HoldTokenFor(1s);
         Requests();
         Server().Rules().Once({.data = info}, {.requestType = "memberInit"});
-        EXPECT_EQ(ListResult(), QSN_CALLBACK_OK);
+        EXPECT_EQ(RenewingListResult(), QSN_CALLBACK_OK);
         Requests();
         EXPECT_TRUE(Refresh().body.ends_with(",\"k\":" + sent + "}\n")) << Refresh().body;
     }
 }
 
 TEST_F(MemberToken, GoesToTheSiteThatTheHostHasChosen) {
-    uint32_t staging = 1;
-    ASSERT_EQ(m_qsn->Config(QSNCFG_USE_TESTBED, &staging, nullptr), S_OK);
+    Switch(QSNCFG_USE_TESTBED);
     SignIn(kStagingToken);
     EXPECT_EQ(ListResult(), QSN_CALLBACK_SERVER_RESULT_102);
     EXPECT_EQ(Requests(), Types{"getProductListV2"}) << "without a member token the member service is not asked";
     EXPECT_NE(m_requests[0].body.find("\"memberToken\":\"\""), std::string::npos);
-    HoldTokenFor(1s);
-    ListResult();
+    RenewingListResult();
     Requests();
     EXPECT_EQ(m_requests[0].host, "member-staging.quillfern.example");
     EXPECT_EQ(m_requests.back().host, "account-staging.quillfern.example");
@@ -183,30 +173,25 @@ TEST_F(MemberToken, WithoutAnIdentifierTheUserIsAskedFor) {
 }
 
 TEST_F(MemberToken, IdentifiersAreNumbersOf64Bits) {
-    const struct {
-        const char* claims;
-        const char* userID;
-        const char* inPath;
-        const char* inBody;
-    } cases[] = {{"{}", "0020417", "0020417", "20417"},
-                 {"{}", "9007199254740993", "9007199254740993", "9007199254740993"},
-                 {"{}", "18446744073709551615", "18446744073709551615", "18446744073709551615"},
-                 {"{}", "118446744073709551615", "00000000", "0"},
-                 {"{}", "", "00000000", "0"},
-                 {"{}", "../init", "00000000", "0"},
-                 {"{}", "7?x=1", "00000000", "0"},
-                 {"{}", "7\r\nX-Evil: 1", "00000000", "0"},
-                 {R"({"memberId":9007199254740993})", "20417", "00000000", "9007199254740993"}};
-    for (const auto& each : cases) {
-        Server().Accounts().Use([&](auto& accounts) { accounts.users[0].userId = each.userID; });
+    const std::tuple<const char*, const char*, std::string, std::string> cases[] = {
+        {"{}", "0020417", "0020417", "20417"},
+        {"{}", "9007199254740993", "9007199254740993", "9007199254740993"},
+        {"{}", "18446744073709551615", "18446744073709551615", "18446744073709551615"},
+        {"{}", "118446744073709551615", "00000000", "0"},
+        {"{}", "", "00000000", "0"},
+        {"{}", "../init", "00000000", "0"},
+        {"{}", "7?x=1", "00000000", "0"},
+        {"{}", "7\r\nX-Evil: 1", "00000000", "0"},
+        {R"({"memberId":9007199254740993})", "20417", "00000000", "9007199254740993"}};
+    for (const auto& [claims, userId, inPath, inBody] : cases) {
+        Server().Accounts().Use([&, id = userId](auto& accounts) { accounts.users[0].userId = id; });
         SignInAs(kAda);
-        Hold(Server().Members().Issuer().Sign(each.claims));
+        Hold(Server().Members().Issuer().Sign(claims));
         Requests();
-        EXPECT_EQ(ListResult(), QSN_CALLBACK_OK) << each.userID;
+        EXPECT_EQ(ListResult(), QSN_CALLBACK_OK) << userId;
         Requests();
-        EXPECT_EQ(Refresh().target, std::string("/member-auth/v1/refresh/") + each.inPath);
-        EXPECT_EQ(Refresh().decryptedBody,
-                  std::string("{\"memberId\":") + each.inBody + R"(,"refreshToken":"refresh-ada"})" + "\n");
+        EXPECT_EQ(Refresh().target, "/member-auth/v1/refresh/" + inPath);
+        EXPECT_EQ(Refresh().decryptedBody, "{\"memberId\":" + inBody + R"(,"refreshToken":"refresh-ada"})" + "\n");
     }
 }
 
@@ -244,21 +229,19 @@ TEST_P(OvertakenRenewal, LeavesWhatOthersHaveWritten) {
     EXPECT_EQ(std::ranges::count(types, "memberRefresh"), meanwhile.held == std::string("memberRefresh"));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    All, OvertakenRenewal,
-    testing::Values(
-        Meanwhile{"signOut", "memberRefresh", [](auto& qsn, auto&) { EXPECT_EQ(qsn.SignOut(), S_OK); }, 102},
-        Meanwhile{"signInOfAnotherUser", "memberRefresh", SignInBo, 102},
-        Meanwhile{"signInBeforeTheTokenIsSent", "memberInit", SignInBo, 102},
-        Meanwhile{"firstHalfOfASignIn", "memberRefresh",
-                  [](auto&, auto&) { SharedValues::WriteProtected("rTok", kBo.refreshToken); }, 102},
-        Meanwhile{"renewalByANeighbour", "memberRefresh",
-                  [](auto&, auto& server) { SharedValues::WriteToken("mTok", server.IssueMemberToken(kAda.id, 2h)); },
-                  QSN_CALLBACK_OK},
-        Meanwhile{"sameTokenWrittenAgain", "memberRefresh",
-                  [](auto&, auto&) { SharedValues::WriteProtected("rTok", kAda.refreshToken); }, QSN_CALLBACK_OK,
-                  true}),
-    [](const auto& meanwhile) { return std::string(meanwhile.param.name); });
+constexpr auto kName = [](const auto& row) { return std::string(row.param.name); };
+const Meanwhile kMeanwhile[] = {
+    {"signOut", "memberRefresh", [](auto& qsn, auto&) { EXPECT_EQ(qsn.SignOut(), S_OK); }, 102},
+    {"signInOfAnotherUser", "memberRefresh", SignInBo, 102},
+    {"signInBeforeTheTokenIsSent", "memberInit", SignInBo, 102},
+    {"firstHalfOfASignIn", "memberRefresh",
+     [](auto&, auto&) { SharedValues::WriteProtected("rTok", kBo.refreshToken); }, 102},
+    {"renewalByANeighbour", "memberRefresh",
+     [](auto&, auto& server) { SharedValues::WriteToken("mTok", server.IssueMemberToken(kAda.id, 2h)); }, 0},
+    {"sameTokenWrittenAgain", "memberRefresh",
+     [](auto&, auto&) { SharedValues::WriteProtected("rTok", kAda.refreshToken); }, 0, true},
+};
+INSTANTIATE_TEST_SUITE_P(All, OvertakenRenewal, testing::ValuesIn(kMeanwhile), kName);
 
 struct RefreshFault {
     const char* name;
@@ -270,15 +253,13 @@ class RefusedRenewal : public MemberToken, public testing::WithParamInterface<Re
 
 TEST_P(RefusedRenewal, LeavesEverythingInPlace) {
     const bool isInit = GetParam().operation == std::string("memberInit");
-    HoldTokenFor(1s);
-    ASSERT_EQ(ListResult(), QSN_CALLBACK_OK);
+    ASSERT_EQ(RenewingListResult(), QSN_CALLBACK_OK);
     const auto key = SharedValues::Decrypt("pubK");
     if (isInit) SharedValues::Delete("pubID");
-    HoldTokenFor(1s);
     Requests();
     // The list is asked for with the empty text then, and refused.
     Server().Rules().Always(GetParam().change, RequestMatch{.requestType = GetParam().operation});
-    EXPECT_EQ(ListResult(), QSN_CALLBACK_SERVER_RESULT_102);
+    EXPECT_EQ(RenewingListResult(), QSN_CALLBACK_SERVER_RESULT_102);
     const Types types = Requests();
     EXPECT_EQ(std::count(types.begin(), types.end(), "memberRefresh"), isInit ? 0 : 2);
     EXPECT_LE(std::count(types.begin(), types.end(), "memberInit"), isInit ? 3 : 1);
@@ -291,29 +272,26 @@ TEST_P(RefusedRenewal, LeavesEverythingInPlace) {
 }
 
 ReplyChange Body(const char* body) { return {.body = body}; }
-ReplyChange Secret(const char* text) { return {.memberSecret = text}; }
 
-INSTANTIATE_TEST_SUITE_P(
-    All, RefusedRenewal,
-    testing::Values(RefreshFault{"result", "memberRefresh", {.result = 102}},
-                    RefreshFault{"noStatus", "memberRefresh", Body("{}")},
-                    RefreshFault{"refused", "memberRefresh", Body(R"({"status":"FAILED","info":"AAAA"})")},
-                    RefreshFault{"noText", "memberRefresh", Body(R"({"status":"SUCCESS","info":{}})")},
-                    RefreshFault{"shorterThanATag", "memberRefresh", Body(R"({"status":"SUCCESS","info":"AAAAAAAA"})")},
-                    RefreshFault{"noBase64", "memberRefresh", Body(R"({"status":"SUCCESS","info":"%%%%"})")},
-                    RefreshFault{"alteredTag", "memberRefresh", {.spoilMemberTag = true}},
-                    RefreshFault{"secretWithoutToken", "memberRefresh", Secret("{}")},
-                    RefreshFault{"garbageKey", "memberInit",
-                                 Body(R"({"status":"SUCCESS","info":{"public_key":"garbage","id":1}})")},
-                    RefreshFault{"initRefused", "memberInit", Body(R"({"status":"FAILED"})")}),
-    [](const auto& fault) { return std::string(fault.param.name); });
+const RefreshFault kRefusals[] = {
+    {"result", "memberRefresh", {.result = 102}},
+    {"noStatus", "memberRefresh", Body("{}")},
+    {"refused", "memberRefresh", Body(R"({"status":"FAILED","info":"AAAA"})")},
+    {"noText", "memberRefresh", Body(R"({"status":"SUCCESS","info":{}})")},
+    {"shorterThanATag", "memberRefresh", Body(R"({"status":"SUCCESS","info":"AAAAAAAA"})")},
+    {"noBase64", "memberRefresh", Body(R"({"status":"SUCCESS","info":"%%%%"})")},
+    {"alteredTag", "memberRefresh", {.spoilMemberTag = true}},
+    {"secretWithoutToken", "memberRefresh", {.memberSecret = "{}"}},
+    {"garbageKey", "memberInit", Body(R"({"status":"SUCCESS","info":{"public_key":"garbage","id":1}})")},
+    {"initRefused", "memberInit", Body(R"({"status":"FAILED"})")},
+};
+INSTANTIATE_TEST_SUITE_P(All, RefusedRenewal, testing::ValuesIn(kRefusals), kName);
 
 TEST_F(MemberToken, PassesTheServicesMessageOn) {
     for (const char* operation : {"memberInit", "memberRefresh"}) {
-        HoldTokenFor(1s);
         Server().Rules().Always({.body = R"({"status":"FAILED","result":102,"additionalMessage":"not today"})"},
                                 RequestMatch{.requestType = operation});
-        EXPECT_EQ(ListResult(), QSN_CALLBACK_SERVER_RESULT_102);
+        EXPECT_EQ(RenewingListResult(), QSN_CALLBACK_SERVER_RESULT_102);
         Server().Rules().Clear();
         const auto message = m_callback.WaitFor(QSN_ACTION_NOTIFY, 0s);
         ASSERT_TRUE(message) << operation;

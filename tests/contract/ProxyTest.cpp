@@ -17,16 +17,16 @@ public:
     std::string Address() const { return "http://127.0.0.1:" + std::to_string(m_listener.LocalPort()) + "/proxy.pac"; }
 
     Socket Accept() const {
-        fd_set waiting = {1, {m_listener.Get()}};
-        timeval bound{20, 0};
-        const bool isAsked = select(0, &waiting, nullptr, nullptr, &bound) == 1;
-        EXPECT_TRUE(isAsked) << "nobody wants the script";
-        if (!isAsked) return {};
-        return Socket(accept(m_listener.Get(), nullptr, nullptr));
+        Socket client;
+        const auto isAsked = [&] {
+            return static_cast<bool>(client = Socket(accept(m_listener.Get(), nullptr, nullptr)));
+        };
+        EXPECT_TRUE(Eventually(isAsked, 20000)) << "nobody wants the script";
+        return client;
     }
     static void Answer(const Socket& client, const std::string& script) {
         char request[2048];
-        EXPECT_GT(recv(client.Get(), request, sizeof(request), 0), 0);
+        EXPECT_TRUE(Eventually([&] { return recv(client.Get(), request, sizeof(request), 0) > 0; }));
         const std::string reply =
             "HTTP/1.1 200 OK\r\nContent-Type: application/x-ns-proxy-autoconfig\r\nContent-Length: " +
             std::to_string(script.size()) + "\r\nConnection: close\r\n\r\n" + script;
@@ -34,29 +34,15 @@ public:
     }
 
 private:
-    Socket m_listener = [] {
-        Socket listener = qsn::service::ListenOnLoopback(0);
-        u_long off = 0;
-        ioctlsocket(listener.Get(), FIONBIO, &off);
-        return listener;
-    }();
+    Socket m_listener = qsn::service::ListenOnLoopback(0);
 };
 
 // How often the DLL has loaded the system's HTTP library, which looks for scripts.
-class SearchCount {
-public:
-    SearchCount() { g_loads = 0; }
-    static int Now() { return g_loads; }
-
-private:
-    static HMODULE WINAPI Load(LPCWSTR name, HANDLE file, DWORD flags) {
-        if (std::wstring_view(name) == L"winhttp.dll") ++g_loads;
-        return LoadLibraryExW(name, file, flags);
-    }
-
-    static inline std::atomic<int> g_loads{0};
-    ImportHook m_load{"LoadLibraryExW", &Load};
-};
+std::atomic<int> g_searches{0};
+HMODULE WINAPI CountSearches(LPCWSTR name, HANDLE file, DWORD flags) {
+    if (std::wstring_view(name) == L"winhttp.dll") ++g_searches;
+    return LoadLibraryExW(name, file, flags);
+}
 
 // Each request goes the way that the user's settings name just then.
 class Proxy : public SessionTest {
@@ -109,7 +95,8 @@ protected:
 
     static constexpr char kKey[] = "Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings";
     static constexpr char kPolicy[] = "Software\\Policies\\Microsoft\\Windows\\CurrentVersion\\Internet Settings";
-    const SearchCount m_searches;
+    const ImportHook m_load{"LoadLibraryExW", &CountSearches};
+    const int m_searches = g_searches;
     const std::string m_service = "127.0.0.1:" + std::to_string(Server().Port());
 };
 
@@ -140,19 +127,14 @@ TEST_F(Proxy, ChangesAreSeenByTheNextRequest) {
     ExpectOfARequest(0);
     Write({}, HKEY_LOCAL_MACHINE);
     ExpectOfARequest(1);
-    EXPECT_EQ(SearchCount::Now(), 0);
+    EXPECT_EQ(g_searches, m_searches);
 }
 
 TEST_F(Proxy, AScriptComesFirstAndWhatIsNamedStandsInForIt) {
     const std::string straight = "function FindProxyForURL(url, host) { return 'DIRECT'; }";
     const std::string gone = "http://127.0.0.1:1/proxy.pac";
-    struct Row {
-        const char* name;
-        Settings settings;
-        std::string script;  // empty: nobody asks for one
-        int result;
-    };
-    const Row rows[] = {
+    // With the script, if anybody asks for one, and the result.
+    const std::tuple<const char*, Settings, std::string, int> rows[] = {
         {"to the service", {0, ""}, ToService(), 0},
         {"straight", {1, m_service}, straight, 1},
         {"broken", {1, m_service}, "function (((", 0},
@@ -168,12 +150,12 @@ TEST_F(Proxy, AScriptComesFirstAndWhatIsNamedStandsInForIt) {
         const ScriptServer server;
         if (!script.empty()) settings.script = server.Address();
         Write(settings);
-        const int searches = SearchCount::Now();
+        const int searches = g_searches;
         ASSERT_EQ(m_qsn->GetUserInfo(), S_OK);
         if (!script.empty()) ScriptServer::Answer(server.Accept(), script);
         ExpectOfTheRequest(result);
         ExpectOfARequest(result);  // the script is known by now, or known to fail
-        EXPECT_TRUE(!settings.detect || SearchCount::Now() > searches) << "nothing was asked";
+        EXPECT_TRUE(!settings.detect || g_searches > searches) << "nothing was asked";
     }
 }
 

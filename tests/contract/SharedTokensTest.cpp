@@ -8,26 +8,17 @@
 
 #include <atomic>
 #include <cstring>
-#include <optional>
-#include <string>
-#include <string_view>
 
 #include "support/Fakes.h"
 #include "support/ImportTable.h"
 #include "support/ProcessState.h"
 #include "support/SessionTest.h"
-#include "support/SharedValues.h"
 
 namespace {
 
 using namespace qsn::test;
 
-class SharedTokens : public SessionTest {
-protected:
-    HRESULT EnableSingleSignOn(uint32_t enable) { return m_qsn->Config(QSNCFG_ENABLE_SINGLE_SIGNON, &enable, nullptr); }
-
-    SharedValues m_values;
-};
+using SharedTokens = SessionTest;
 
 struct SignOutCase {
     const char* what;
@@ -39,8 +30,6 @@ struct SignOutCase {
     bool reachesTheService;
 };
 
-void PrintTo(const SignOutCase& each, std::ostream* output) { *output << each.what; }
-
 class SigningOut : public SharedTokens, public testing::WithParamInterface<SignOutCase> {};
 
 TEST_P(SigningOut, EndsTheSessionAndClearsTheStore) {
@@ -48,7 +37,7 @@ TEST_P(SigningOut, EndsTheSessionAndClearsTheStore) {
     const FakeOrb orb;
     FakeNetwork network;
     network.SetAlive(each.network);
-    ASSERT_EQ(EnableSingleSignOn(each.singleSignOn), S_OK);
+    Switch(QSNCFG_ENABLE_SINGLE_SIGNON, each.singleSignOn);
     if (each.signedIn) SignIn();
     SharedValues::WriteToken("SSO", kToken);
     SharedValues::WriteToken("mTok", "m-1");
@@ -86,25 +75,26 @@ TEST_P(SigningOut, EndsTheSessionAndClearsTheStore) {
 }
 
 INSTANTIATE_TEST_SUITE_P(All, SigningOut,
-                         testing::Values(SignOutCase{"in order", true, true, 0, 1, QSN_CALLBACK_OK, true},
-                                         SignOutCase{"no network", true, false, 0, 1, QSN_CALLBACK_NETWORK_OR_UNKNOWN,
+                         testing::Values(SignOutCase{"inOrder", true, true, 0, 1, QSN_CALLBACK_OK, true},
+                                         SignOutCase{"noNetwork", true, false, 0, 1, QSN_CALLBACK_NETWORK_OR_UNKNOWN,
                                                      false},
                                          SignOutCase{"refused", true, true, 2, 1, QSN_CALLBACK_SERVER_RESULT_2, true},
-                                         SignOutCase{"no token", false, true, 0, 1, QSN_CALLBACK_NOT_SIGNED_IN, false},
-                                         SignOutCase{"single sign-on off", true, true, 0, 0, QSN_CALLBACK_OK, true}));
+                                         SignOutCase{"noToken", false, true, 0, 1, QSN_CALLBACK_NOT_SIGNED_IN, false},
+                                         SignOutCase{"notShared", true, true, 0, 0, QSN_CALLBACK_OK, true}),
+                         [](const auto& each) { return std::string(each.param.what); });
 
 TEST_F(SharedTokens, SignInSharesTheTokenOnlyWhereItIsSwitchedOn) {
     SignIn();
     EXPECT_FALSE(SharedValues::Has("SSO"));
-    ASSERT_EQ(EnableSingleSignOn(1), S_OK);
+    Switch(QSNCFG_ENABLE_SINGLE_SIGNON);
     EXPECT_EQ(m_qsn->SignIn(""), QSN_RETURN_E_NO_TOKEN);
     EXPECT_FALSE(SharedValues::Has("SSO"));
     EXPECT_EQ(m_callback.ResultOf(QSN_ACTION_SIGNIN_RESULT), QSN_CALLBACK_OK) << "the session is held";
     SignIn("other");
     EXPECT_EQ(SharedValues::Read("SSO"), (SharedValues::Raw{REG_SZ, SharedValues::Base64Lines("other")}));
-    ASSERT_EQ(EnableSingleSignOn(0), S_OK);
+    Switch(QSNCFG_ENABLE_SINGLE_SIGNON, 0);
     SignIn("third");
-    ASSERT_EQ(EnableSingleSignOn(1), S_OK);
+    Switch(QSNCFG_ENABLE_SINGLE_SIGNON);
     ASSERT_EQ(m_qsn->Uninit(), S_OK);
     SetUp();
     SignIn("fourth");
@@ -118,19 +108,17 @@ TEST_F(SharedTokens, SignInWithoutATokenTakesTheSharedOne) {
     SharedValues::Write("SSO", asWritten);
     EXPECT_EQ(m_qsn->SignIn(nullptr), QSN_RETURN_E_NO_TOKEN) << "not where it is switched off";
     EXPECT_EQ(m_callback.ResultOf(QSN_ACTION_SIGNIN_RESULT), QSN_CALLBACK_NOT_SIGNED_IN);
-    ASSERT_EQ(EnableSingleSignOn(1), S_OK);
+    Switch(QSNCFG_ENABLE_SINGLE_SIGNON);
     SignIn(nullptr);
     EXPECT_EQ(AccessToken(), kToken);
     EXPECT_EQ(SharedValues::Read("SSO")->data, asWritten) << "it is not written back";
 }
 
 TEST_F(SharedTokens, ASignOutElsewhereTakesItsOwnTokensAlongAndNoLaterOnes) {
-    ASSERT_EQ(EnableSingleSignOn(1), S_OK);
+    Switch(QSNCFG_ENABLE_SINGLE_SIGNON);
     for (const bool signedInAnew : {false, true}) {
         SignIn();
-        char token[] = "former";
-        uint32_t length = sizeof(token) - 1;
-        for (int32_t item : {QSNCFG_SET_MEMBER_TOKEN, QSNCFG_SET_REFRESH_TOKEN}) m_qsn->Config(item, token, &length);
+        for (int32_t item : {QSNCFG_SET_MEMBER_TOKEN, QSNCFG_SET_REFRESH_TOKEN}) SetToken(*m_qsn, item, "former");
         SharedValues::Delete("SSO");
         if (signedInAnew) {  // before anybody has looked
             SharedValues::WriteToken("mTok", "later");
@@ -194,7 +182,7 @@ void FreeNoting(void* block) {
 
 TEST_F(SharedTokens, StayBehindInNoMemory) {
     Server().Accounts().Use([](auto& accounts) { accounts.users[0].accessTokens.push_back({kLongToken}); });
-    ASSERT_EQ(EnableSingleSignOn(1), S_OK);
+    Switch(QSNCFG_ENABLE_SINGLE_SIGNON);
     const ImportHook freeHook("free", &FreeNoting);
     const ImportHook protectionHook("CryptProtectData", &NoteProtection);
     const auto expectNone = [](const char* step) { EXPECT_EQ(g_tokensFreed.exchange(0), 0u) << step; };
@@ -221,60 +209,49 @@ TEST_F(SharedTokens, StayBehindInNoMemory) {
     expectNone("sign-out");
 }
 
-struct TokenItems {
-    QSN_CONFIG set;
-    QSN_CONFIG get;
-    const char* value;
-};
-
-class TokenConfiguration : public SharedTokens, public testing::WithParamInterface<TokenItems> {
-protected:
-    HRESULT Set(const char* text, uint32_t length) {
-        std::string copy = text ? text : "";
-        copy.resize(length);
-        return m_qsn->Config(GetParam().set, text ? copy.data() : nullptr, &length);
-    }
-    // Result, length and text in one line.
-    std::string Get(std::optional<uint32_t> size) {
-        char buffer[64] = "untouched";
-        uint32_t length = size.value_or(0);
-        const HRESULT hr = m_qsn->Config(GetParam().get, size ? buffer : nullptr, &length);
-        return (hr == S_OK           ? "ok "
-                : hr == E_INVALIDARG ? "invalid "
-                                     : "other ") +
-               std::to_string(length) + " " + buffer;
-    }
-};
-
-TEST_P(TokenConfiguration, SetsReadsAndClears) {
+TEST_F(SharedTokens, AreSetReadAndCleared) {
     ASSERT_EQ(m_qsn->Uninit(), S_OK) << "these items work at any time";
-    EXPECT_EQ(Get(std::nullopt), "ok 1 untouched");
-    EXPECT_EQ(Get(0), "invalid 0 untouched");
-    EXPECT_EQ(Get(1), "ok 0 ");
+    const std::tuple<const char*, int32_t, int32_t> rows[] = {
+        {"mTok", QSNCFG_SET_MEMBER_TOKEN, QSNCFG_GET_MEMBER_TOKEN},
+        {"rTok", QSNCFG_SET_REFRESH_TOKEN, QSNCFG_GET_REFRESH_TOKEN}};
+    for (const auto& [value, setItem, getItem] : rows) {
+        SCOPED_TRACE(value);
+        const auto set = [&, item = setItem](std::string text, uint32_t length) {
+            text.resize(length);
+            return m_qsn->Config(item, text.data(), &length);
+        };
+        // Result, length and text in one line.
+        const auto get = [&, item = getItem](std::optional<uint32_t> size) {
+            char buffer[64] = "untouched";
+            uint32_t length = size.value_or(0);
+            const HRESULT hr = m_qsn->Config(item, size ? buffer : nullptr, &length);
+            const char* const name = hr == S_OK ? "ok " : hr == E_INVALIDARG ? "invalid " : "other ";
+            return name + std::to_string(length) + " " + buffer;
+        };
+        EXPECT_EQ(get(std::nullopt), "ok 1 untouched");
+        EXPECT_EQ(get(0), "invalid 0 untouched");
+        EXPECT_EQ(get(1), "ok 0 ");
 
-    ASSERT_EQ(Set("0123456789", 10), S_OK);
-    EXPECT_EQ(Get(std::nullopt), "ok 11 untouched");
-    EXPECT_EQ(Get(10), "invalid 10 untouched");
-    EXPECT_EQ(Get(11), "ok 10 0123456789");
-    ASSERT_EQ(Set("0123456789", 4), S_OK) << "the length counts";
-    EXPECT_EQ(Get(64), "ok 4 0123");
-    ASSERT_EQ(Set("01234", 40), S_OK) << "and so does the terminator";
-    EXPECT_EQ(Get(64), "ok 5 01234");
-    EXPECT_EQ(Set(std::string(3000, 'x').c_str(), 3000), E_INVALIDARG);
-    EXPECT_EQ(Get(64), "ok 5 01234");
+        ASSERT_EQ(set("0123456789", 10), S_OK);
+        EXPECT_EQ(get(std::nullopt), "ok 11 untouched");
+        EXPECT_EQ(get(10), "invalid 10 untouched");
+        EXPECT_EQ(get(11), "ok 10 0123456789");
+        ASSERT_EQ(set("0123456789", 4), S_OK) << "the length counts";
+        EXPECT_EQ(get(64), "ok 4 0123");
+        ASSERT_EQ(set("01234", 40), S_OK) << "and so does the terminator";
+        EXPECT_EQ(get(64), "ok 5 01234");
+        EXPECT_EQ(set(std::string(3000, 'x'), 3000), E_INVALIDARG);
+        EXPECT_EQ(get(64), "ok 5 01234");
 
-    EXPECT_EQ(m_qsn->Config(GetParam().set, nullptr, nullptr), E_POINTER);
-    EXPECT_EQ(m_qsn->Config(GetParam().get, nullptr, nullptr), E_INVALIDARG);
-    EXPECT_TRUE(SharedValues::Has(GetParam().value));
-    ASSERT_EQ(Set(nullptr, 7), S_OK);
-    EXPECT_FALSE(SharedValues::Has(GetParam().value));
-    ASSERT_EQ(Set("x", 0), S_OK);
-    EXPECT_FALSE(SharedValues::Has(GetParam().value));
+        EXPECT_EQ(m_qsn->Config(setItem, nullptr, nullptr), E_POINTER);
+        EXPECT_EQ(m_qsn->Config(getItem, nullptr, nullptr), E_INVALIDARG);
+        EXPECT_TRUE(SharedValues::Has(value));
+        uint32_t anything = 7;
+        ASSERT_EQ(m_qsn->Config(setItem, nullptr, &anything), S_OK);
+        EXPECT_FALSE(SharedValues::Has(value));
+        ASSERT_EQ(set("x", 0), S_OK);
+        EXPECT_FALSE(SharedValues::Has(value));
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Both, TokenConfiguration,
-                         testing::Values(TokenItems{QSNCFG_SET_MEMBER_TOKEN, QSNCFG_GET_MEMBER_TOKEN, "mTok"},
-                                         TokenItems{QSNCFG_SET_REFRESH_TOKEN, QSNCFG_GET_REFRESH_TOKEN, "rTok"}),
-                         [](const auto& each) { return std::string(each.param.value); });
 
 }  // namespace

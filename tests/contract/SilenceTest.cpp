@@ -6,11 +6,8 @@
 
 namespace {
 
-using namespace std::chrono_literals;
 using namespace qsn::test;
-using qsn::service::AccountServer;
-using qsn::service::ProxySetting;
-using qsn::service::TlsFault;
+using namespace qsn::service;
 
 using Silence = SessionTest;
 

@@ -2,105 +2,76 @@
 
 #include <algorithm>
 #include <chrono>
-#include <memory>
 #include <sstream>
-#include <vector>
+#include <thread>
 
 #include "support/OtherApplication.h"
 #include "support/ProcessState.h"
 #include "support/Resources.h"
 #include "support/SessionTest.h"
-#include "support/SharedValues.h"
 
 namespace {
 
-using namespace std::chrono_literals;
 using namespace qsn::test;
 using Clock = std::chrono::steady_clock;
 
 constexpr wchar_t kApplication[] = L"SingleSignOnChild.DISABLED_Application";
 
 HRESULT EnableSingleSignOn(IPVSubscription2& qsn, uint32_t enable = 1) {
-    return qsn.Config(QSNCFG_ENABLE_SINGLE_SIGNON, &enable, nullptr);
+    return SetNumber(qsn, QSNCFG_ENABLE_SINGLE_SIGNON, enable);
 }
 
-// Null clears.
-HRESULT SetToken(IPVSubscription2& qsn, QSN_CONFIG item, const char* token) {
-    std::string copy = token ? token : "";
-    auto length = static_cast<uint32_t>(copy.size());
-    return qsn.Config(item, token ? copy.data() : nullptr, &length);
-}
-
-std::string GetToken(IPVSubscription2& qsn, QSN_CONFIG item) {
-    char buffer[2048] = {};
-    uint32_t length = sizeof(buffer);
-    return qsn.Config(item, buffer, &length) == S_OK ? std::string(buffer, length) : "(unreadable)";
+void WriteWithoutEnd(IPVSubscription2& qsn) {
+    for (unsigned round = 0;; ++round) {
+        const std::string token = "token-" + std::to_string(round);
+        SetToken(qsn, QSNCFG_SET_MEMBER_TOKEN, round % 3 == 2 ? nullptr : token.c_str());
+        SetToken(qsn, QSNCFG_SET_REFRESH_TOKEN, round % 5 == 4 ? nullptr : token.c_str());
+        if (round == 2) OtherApplication::Reply("writing");
+    }
 }
 
 // The library as another application of the suite has it, on command of the test's own process.
-class Application {
-public:
-    void Run() {
-        std::string line;
-        while (OtherApplication::NextCommand(&line)) {
-            std::istringstream words(line);
-            std::string command;
-            std::string text;
-            words >> command >> text;
-            OtherApplication::Reply(Do(command, text.empty() ? nullptr : text.c_str()));
-        }
-    }
+std::string Do(IPVSubscription2& qsn, RecordingCallback& callback, const std::string& command, const char* text) {
+    if (command == "init") return std::to_string(qsn.Init(L"OTHER", &callback));
+    if (command == "watch") return std::to_string(EnableSingleSignOn(qsn));
+    if (command == "signin") return std::to_string(qsn.SignIn(text));
+    if (command == "signout") return std::to_string(qsn.SignOut());
+    if (command == "member") return std::to_string(SetToken(qsn, QSNCFG_SET_MEMBER_TOKEN, text));
+    if (command == "refresh") return std::to_string(SetToken(qsn, QSNCFG_SET_REFRESH_TOKEN, text));
+    if (command == "pending") return std::to_string(callback.Pending());
+    if (command == "outcome") return std::to_string(callback.ResultOf(std::stoi(text)));
+    if (command == "write") WriteWithoutEnd(qsn);
+    if (command != "notified") return "unknown command";
+    const auto event = callback.WaitFor(QSN_ACTION_NOTIFY);
+    return event ? std::to_string(event->result) + " " + event->text : "none";
+}
 
-private:
-    std::string Do(const std::string& command, const char* text) {
-        if (command == "init") return Hr(m_qsn->Init(L"OTHER", &m_callback));
-        if (command == "watch") return Hr(EnableSingleSignOn(*m_qsn));
-        if (command == "signin") return Hr(m_qsn->SignIn(text));
-        if (command == "signout") return Hr(m_qsn->SignOut());
-        if (command == "member") return Hr(SetToken(*m_qsn, QSNCFG_SET_MEMBER_TOKEN, text));
-        if (command == "refresh") return Hr(SetToken(*m_qsn, QSNCFG_SET_REFRESH_TOKEN, text));
-        if (command == "notified") return NextNotification();
-        if (command == "pending") return std::to_string(m_callback.Pending());
-        if (command == "outcome") return std::to_string(m_callback.ResultOf(std::stoi(text)));
-        if (command == "write") WriteWithoutEnd();
-        if (command == "change") ChangeEvery20Milliseconds();
-        return "unknown command";
+TEST(SingleSignOnChild, DISABLED_Application) {
+    RecordingCallback callback;
+    const Library library;
+    const LibraryObject qsn = Create(library);
+    for (std::string line; OtherApplication::NextCommand(&line);) {
+        std::istringstream words(line);
+        std::string command, text;
+        words >> command >> text;
+        OtherApplication::Reply(Do(*qsn, callback, command, text.empty() ? nullptr : text.c_str()));
     }
-    std::string NextNotification() {
-        const auto event = m_callback.WaitFor(QSN_ACTION_NOTIFY);
-        return event ? std::to_string(event->result) + " " + event->text : "none";
-    }
-    void WriteWithoutEnd() {
-        for (unsigned round = 0;; ++round) {
-            const std::string token = "token-" + std::to_string(round);
-            SetToken(*m_qsn, QSNCFG_SET_MEMBER_TOKEN, round % 3 == 2 ? nullptr : token.c_str());
-            SetToken(*m_qsn, QSNCFG_SET_REFRESH_TOKEN, round % 5 == 4 ? nullptr : token.c_str());
-            if (round == 2) OtherApplication::Reply("writing");
-        }
-    }
-    void ChangeEvery20Milliseconds() {
-        OtherApplication::Reply("changing");
-        for (unsigned round = 0;; ++round) {
-            const std::string token = std::to_string(round) + "-token";
-            SharedValues::WriteToken("mTok", token);
-            if (round % 2) {
-                SharedValues::Delete("SSO");
-                SharedValues::Delete("rTok");
-            } else {
-                SharedValues::WriteToken("SSO", token);
-                SharedValues::WriteProtected("rTok", token);
-            }
-            Sleep(20);
-        }
-    }
-    static std::string Hr(HRESULT hr) { return std::to_string(hr); }
+}
 
-    RecordingCallback m_callback;
-    Library m_library;
-    LibraryObject m_qsn = Create(m_library);
-};
-
-TEST(SingleSignOnChild, DISABLED_Application) { Application().Run(); }
+// What other applications make of the values.
+void ChangeEvery20Milliseconds(const std::stop_token& end) {
+    for (unsigned round = 0; !end.stop_requested(); ++round) {
+        const std::string token = std::to_string(round) + "-token";
+        SharedValues::WriteToken("mTok", token);
+        if (round % 2) {
+            for (const char* name : {"SSO", "rTok"}) SharedValues::Delete(name);
+        } else {
+            SharedValues::WriteToken("SSO", token);
+            SharedValues::WriteProtected("rTok", token);
+        }
+        Sleep(20);
+    }
+}
 
 class SingleSignOn : public SessionTest {
 protected:
@@ -124,11 +95,12 @@ protected:
         EXPECT_EQ(event.text, text ? text : "");
     }
 
-    SharedValues m_values;
     std::vector<Clock::duration> m_latencies;
 };
 
 TEST_F(SingleSignOn, TwoApplicationsFollowEachOther) {
+    // At the end both sign out with the one token, in either order.
+    Server().Accounts().Use([](auto& accounts) { accounts.users[0].accessTokens[0].permanent = true; });
     OtherApplication other(kApplication);
     ASSERT_EQ(other.Do("init"), "0");
     ASSERT_EQ(other.Do("watch"), "0");
@@ -158,7 +130,7 @@ TEST_F(SingleSignOn, TwoApplicationsFollowEachOther) {
 
     start = Clock::now();
     ASSERT_EQ(other.Do("signout"), "0");
-    Await(QSN_ACTION_SSO_SIGNOUT_RESULT, start);
+    EXPECT_EQ(Await(QSN_ACTION_SSO_SIGNOUT_RESULT, start).result, QSN_CALLBACK_OK);
     EXPECT_EQ(AccessToken(), "");
     EXPECT_EQ(other.Do("outcome 2"), "0");
     for (const char* name : {"SSO", "mTok", "rTok"}) EXPECT_FALSE(SharedValues::Has(name)) << name;
@@ -194,8 +166,7 @@ TEST_F(SingleSignOn, IsSwitchedWhileAnotherApplicationChangesTheValues) {
     const LibraryObject watching = Create(m_library);
     ASSERT_EQ(watching->Init(L"WATCHING", &watchingCallback), S_OK);
     ASSERT_EQ(EnableSingleSignOn(*watching), S_OK);
-    OtherApplication other(kApplication);
-    ASSERT_EQ(other.Do("change"), "changing");
+    const std::jthread changing(ChangeEvery20Milliseconds);
     auto shortest = Clock::duration::max();
     const auto toggle = [&](int rounds) {
         for (int round = 0; round < rounds; ++round) {
@@ -215,27 +186,25 @@ TEST_F(SingleSignOn, IsSwitchedWhileAnotherApplicationChangesTheValues) {
 }
 
 TEST_F(SingleSignOn, UninitInTheMiddleOfEvents) {
-    OtherApplication other(kApplication);
-    ASSERT_EQ(other.Do("change"), "changing");
+    const std::jthread changing(ChangeEvery20Milliseconds);
     for (int round = 0; round < 2; ++round) {
-        HANDLE const told = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-        const Owned<HANDLE, CloseHandle> owner(told);
+        std::atomic<bool> told{false};
         m_callback.onEvent = [&](const Event&, void*) {
-            SetEvent(told);
+            told = true;
             SetToken(*m_qsn, QSNCFG_SET_REFRESH_TOKEN, "from-the-callback");
             EnableSingleSignOn(*m_qsn, 1);
             m_qsn->SignOut();
             return S_OK;
         };
         ASSERT_EQ(EnableSingleSignOn(*m_qsn), S_OK);
-        ASSERT_EQ(WaitForSingleObject(told, 10000), WAIT_OBJECT_0);
+        ASSERT_TRUE(Eventually([&] { return told.load(); }));
         ASSERT_EQ(m_qsn->Uninit(), S_OK);
         m_callback.onEvent = [](const Event&, void*) -> HRESULT {
             ADD_FAILURE() << "a callback after Uninit";
             return S_OK;
         };
         EXPECT_EQ(EnableSingleSignOn(*m_qsn), QSN_RETURN_E_NOT_INITIALIZED);
-        ASSERT_EQ(m_qsn->Init(L"SID", &m_callback), S_OK);
+        SetUp();
     }
 }
 

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <process.h>
 
 #include <cstdlib>
 #include <functional>
@@ -8,7 +7,6 @@
 #include "support/ProcessState.h"
 #include "support/Resources.h"
 #include "support/SessionTest.h"
-#include "support/SharedValues.h"
 
 namespace {
 
@@ -23,7 +21,7 @@ void OneSession(const Library& library) {
         ASSERT_EQ(qsn->GetUserInfo(), S_OK);
         ASSERT_EQ(callback.ResultOf(QSN_ACTION_GET_USERINFO_RESULT), QSN_CALLBACK_OK);
         // What reads this throws, beyond a depth.
-        TestService::Instance().Server().Rules().Once({.body = std::string(5000, '[')});
+        Server().Rules().Once({.body = std::string(5000, '[')});
         ASSERT_EQ(qsn->GetProductList(), S_OK);
         ASSERT_EQ(callback.ResultOf(QSN_ACTION_GET_PRODUCTLIST_RESULT), QSN_CALLBACK_NETWORK_OR_UNKNOWN);
         // The member token in the store is looked into, which takes libcrypto.
@@ -38,13 +36,12 @@ class Stability : public testing::Test {
 protected:
     Stability() {
         TestService::Instance().Reset();
-        const auto lifetime = std::chrono::hours(1);
-        SharedValues::WriteToken("mTok", TestService::Instance().Server().IssueMemberToken("20417", lifetime));
+        SharedValues::WriteToken("mTok", Server().IssueMemberToken("20417", 1h));
     }
     std::size_t BytesInUse() {
         // A session's connection ends at the service's end a moment later.
-        TestService::Instance().Server().DropConnections();
-        TestService::Instance().Server().TakeRequests();
+        Server().DropConnections();
+        Server().TakeRequests();
         m_orb.Reset();
         return HeapBytes();
     }
@@ -73,42 +70,32 @@ TEST_F(Stability, LoadingAndFreeingTheDllLeavesNothing) {
     EXPECT_EQ(GetModuleHandleW(L"qsn.dll"), nullptr) << "the rounds must really have freed it";
 }
 
-// Runs this program again with one disabled test in it, and gives its exit code.
-intptr_t RunChild(const std::wstring& test) {
-    wchar_t path[MAX_PATH];
-    GetModuleFileNameW(nullptr, path, MAX_PATH);
-    const std::wstring filter = L"--gtest_filter=StabilityChild.DISABLED_" + test;
-    return _wspawnl(_P_WAIT, path, L"child", L"--gtest_also_run_disabled_tests", filter.c_str(), nullptr);
-}
-
 constexpr int kCleanEnd = 42;
 
-TEST(StabilityChild, DISABLED_LeavesWithoutUninit) {
-    static RecordingCallback callback;
-    static Library* const library = new Library;
-    IPVSubscription2* const qsn = Create(*library).release();
-    ASSERT_EQ(qsn->Init(L"SID", &callback), S_OK);
-    qsn->SignIn("x");
-    callback.WaitFor(QSN_ACTION_SIGNIN_RESULT);
-    std::exit(kCleanEnd);
-}
-
-TEST(StabilityChild, DISABLED_LeavesAfterFreeingTheDll) {
-    for (int round = 0; round < 3; ++round) {
-        const Library library;
-        RecordingCallback callback;
-        const LibraryObject qsn = Create(library);
+TEST(StabilityDeathTest, AHostLeavesAsItLikes) {
+    const auto leaveWithoutUninit = [] {
+        static RecordingCallback callback;
+        static Library* const library = new Library;
+        IPVSubscription2* const qsn = Create(*library).release();
         ASSERT_EQ(qsn->Init(L"SID", &callback), S_OK);
-        ASSERT_EQ(qsn->Uninit(), S_OK);
-    }
-    std::exit(kCleanEnd);
-}
-
-TEST_F(Stability, AHostLeavesAsItLikes) {
+        qsn->SignIn("x");
+        callback.WaitFor(QSN_ACTION_SIGNIN_RESULT);
+        std::exit(kCleanEnd);
+    };
+    const auto leaveAfterFreeingTheDll = [] {
+        for (int round = 0; round < 3; ++round) {
+            const Library library;
+            RecordingCallback callback;
+            const LibraryObject qsn = Create(library);
+            ASSERT_EQ(qsn->Init(L"SID", &callback), S_OK);
+            ASSERT_EQ(qsn->Uninit(), S_OK);
+        }
+        std::exit(kCleanEnd);
+    };
     const ULONGLONG start = GetTickCount64();
-    EXPECT_EQ(RunChild(L"LeavesWithoutUninit"), kCleanEnd);
+    EXPECT_EXIT(leaveWithoutUninit(), testing::ExitedWithCode(kCleanEnd), "");
     EXPECT_LT(GetTickCount64() - start, 2000u + 5000u) << "start-up under load included";
-    EXPECT_EQ(RunChild(L"LeavesAfterFreeingTheDll"), kCleanEnd);
+    EXPECT_EXIT(leaveAfterFreeingTheDll(), testing::ExitedWithCode(kCleanEnd), "");
 }
 
 }  // namespace

@@ -7,16 +7,12 @@
 #include "support/Fakes.h"
 #include "support/ProcessState.h"
 #include "support/SessionTest.h"
-#include "support/SharedValues.h"
 #include "support/TraceCapture.h"
 
 namespace {
 
-using namespace std::chrono_literals;
 using namespace qsn::test;
-using qsn::service::PairFault;
-using qsn::service::ReplyChange;
-using qsn::service::RequestMatch;
+using namespace qsn::service;
 using Clock = std::chrono::steady_clock;
 
 const RequestMatch kCheck{.requestType = "verifyToken"};
@@ -26,10 +22,9 @@ class TokenCheck : public SessionTest {
 protected:
     void SetUp() override {
         SessionTest::SetUp();
-        Switch(QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE, 1);
+        Switch(QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE);
     }
     void TearDown() override { m_qsn->Uninit(); }
-    void Switch(int32_t item, uint32_t value) { ASSERT_EQ(m_qsn->Config(item, &value, nullptr), S_OK); }
     void VerifyEvery(std::optional<int> seconds) {
         Server().Accounts().Use([&](auto& accounts) { accounts.users[0].nextVerifyTime = seconds; });
     }
@@ -50,8 +45,6 @@ protected:
         const auto event = m_callback.WaitFor(QSN_ACTION_CHECK_TOKEN_ROUTINE_RESULT, timeout);
         return event ? event->result : -1;
     }
-
-    SharedValues m_values;
 };
 
 // A check that does not reach the service arms nothing, so that it is the timer that goes on.
@@ -102,7 +95,7 @@ TEST_F(TokenCheck, WithoutNetworkOrTokenNothingIsSent) {
 
 TEST_F(TokenCheck, WithSingleSignOnTheSharedTokenGoesAndEverybodyHears) {
     SwitchTracingOn();
-    Switch(QSNCFG_ENABLE_SINGLE_SIGNON, 1);
+    Switch(QSNCFG_ENABLE_SINGLE_SIGNON);
     VerifyEvery(1);
     SignInAndArm();
     ASSERT_TRUE(SharedValues::Has("SSO"));
@@ -121,31 +114,28 @@ TEST_F(TokenCheck, WithSingleSignOnTheSharedTokenGoesAndEverybodyHears) {
 // Whatever is between the library and the service, or wrong with the machine, signs nobody out.
 TEST_F(TokenCheck, WithoutAnAnswerNobodyLosesAToken) {
     FailingCalls calls;
-    const struct {
-        ReplyChange reply;
-        const char* failing;
-        int result;
-    } cases[] = {{{.token = PairFault::kOmitted, .digest = PairFault::kOmitted}, "", QSN_CALLBACK_REPLY_NOT_AUTHENTIC},
-                 {{.digest = PairFault::kWrong}, "", QSN_CALLBACK_REPLY_NOT_AUTHENTIC},
-                 {{.body = R"({"data":{}})"}, "", QSN_CALLBACK_REPLY_INCOMPLETE},
-                 {{}, "CryptDecrypt", QSN_CALLBACK_REPLY_NOT_AUTHENTIC},
-                 {{}, "CryptEncrypt", QSN_CALLBACK_REQUEST_NOT_SIGNED}};
-    Switch(QSNCFG_ENABLE_SINGLE_SIGNON, 1);
+    const std::tuple<ReplyChange, const char*, int> cases[] = {
+        {{.token = PairFault::kOmitted, .digest = PairFault::kOmitted}, "", QSN_CALLBACK_REPLY_NOT_AUTHENTIC},
+        {{.digest = PairFault::kWrong}, "", QSN_CALLBACK_REPLY_NOT_AUTHENTIC},
+        {{.body = R"({"data":{}})"}, "", QSN_CALLBACK_REPLY_INCOMPLETE},
+        {{}, "CryptDecrypt", QSN_CALLBACK_REPLY_NOT_AUTHENTIC},
+        {{}, "CryptEncrypt", QSN_CALLBACK_REQUEST_NOT_SIGNED}};
+    Switch(QSNCFG_ENABLE_SINGLE_SIGNON);
     VerifyEvery(1);
-    for (const auto& each : cases) {
+    for (const auto& [reply, failing, result] : cases) {
         SignInAndArm();
-        Server().Rules().Once(each.reply, kCheck);
-        calls.FailCallsOf(each.failing);
-        EXPECT_EQ(NextCheck(), each.result);
+        Server().Rules().Once(reply, kCheck);
+        calls.FailCallsOf(failing);
+        EXPECT_EQ(NextCheck(), result);
         calls.Stop();
         Server().Rules().Clear();
-        EXPECT_TRUE(SharedValues::Has("SSO")) << each.result << " " << each.failing;
-        EXPECT_EQ(AccessToken(), kToken) << each.result << " " << each.failing;
+        EXPECT_TRUE(SharedValues::Has("SSO")) << result << " " << failing;
+        EXPECT_EQ(AccessToken(), kToken) << result << " " << failing;
     }
 }
 
 TEST_F(TokenCheck, ARefusalIsForTheTokenThatWasChecked) {
-    Switch(QSNCFG_ENABLE_SINGLE_SIGNON, 1);
+    Switch(QSNCFG_ENABLE_SINGLE_SIGNON);
     VerifyEvery(1);
     SignInAndArm();
     Revoke();
@@ -171,7 +161,7 @@ TEST_F(TokenCheck, ARefusedTokenThatIsNotSharedEndsTheSession) {
         SignInAndArm();
         if (token) SharedValues::WriteToken("SSO", token);
         const auto shared = SharedValues::Read("SSO");
-        Switch(QSNCFG_ENABLE_SINGLE_SIGNON, 1);
+        Switch(QSNCFG_ENABLE_SINGLE_SIGNON);
         Server().Rules().Once({.result = 1}, kCheck);
         FailingCalls calls;
         calls.FailCallsOf(failing);
@@ -201,7 +191,7 @@ TEST_F(TokenCheck, DoesNotPileUpBehindASlowRequest) {
         EXPECT_EQ(NextCheck(), QSN_CALLBACK_OK) << slow;
         AccessToken();  // what has been posted is done
         const auto requests = Server().TakeRequests();
-        EXPECT_LE(std::ranges::count(requests, "verifyToken", &qsn::service::RecordedRequest::requestType), 1) << slow;
+        EXPECT_LE(std::ranges::count(requests, "verifyToken", &RecordedRequest::requestType), 1) << slow;
     }
 }
 

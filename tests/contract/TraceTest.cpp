@@ -6,12 +6,10 @@
 
 #include "support/DumpSwitch.h"
 #include "support/SessionTest.h"
-#include "support/SharedValues.h"
 #include "support/TraceCapture.h"
 
 namespace {
 
-using namespace std::chrono_literals;
 using namespace qsn::test;
 using namespace testing;
 using Lines = std::vector<std::string>;
@@ -43,9 +41,12 @@ protected:
         const DumpSwitch dump(1);
         // The timer's thread says its word at any moment.
         LinesOf([&] { Start(); }, "RoutineTimer thread: start");
+        Settle();
     }
+    // The last words of a task come after its callback.
+    void Settle() { LinesOf([&] { AccessToken(); }, "BaseTask::GetAccTokenTask Destroyed.\n"); }
     Lines UserInfoLines() {
-        LinesOf([&] { AccessToken(); }, "BaseTask::GetAccTokenTask Destroyed.\n");
+        Settle();
         return LinesOf([&] { m_qsn->GetUserInfo(); }, "BaseTask::GetUserInfoTask Destroyed.\n");
     }
 };
@@ -96,8 +97,7 @@ TEST_F(Trace, ShowsASignInAndATokenCheck) {
     Server().Rules().Times(2, {.data = soon});
     EXPECT_THAT(UserInfoLines(),
                 Contains("disable routine timer of checking token, due to AP disable this function\n"));
-    uint32_t on = 1;
-    ASSERT_EQ(m_qsn->Config(QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE, &on, nullptr), S_OK);
+    Switch(QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE);
     UserInfoLines();
     Server().Rules().Once({.result = 1});
     EXPECT_EQ(LinesOf([] {}, "BaseTask::CheckTokenValidTask Destroyed.\n"),
@@ -112,7 +112,6 @@ TEST_F(Trace, ShowsASignInAndATokenCheck) {
 
 TEST_F(Trace, ShowsARenewalThatTakesASecondKey) {
     StartWithTrace();
-    const SharedValues values;
     SharedValues::WriteToken("mTok", Server().IssueMemberToken("20417", 5s));
     SharedValues::WriteProtected("rTok", "r-1");
     Server().Accounts().Use([](auto& accounts) { accounts.users[0].refreshTokens = {"r-1"}; });
@@ -122,35 +121,22 @@ TEST_F(Trace, ShowsARenewalThatTakesASecondKey) {
                              "ServerResult2HRESULT return hr = 0\n", "OnlineInitMemberAuth return hr = 0\n"};
     const Lines refresh = {"GetRefreshTokenFromReg\n", "OnlineRefreshMemberToken: CommunicateToServer\n",
                            "Start to communicate to Server\n", "Send data to Server\n"};
-    const Lines expected =
-        Lines{"Get Product List V2\n",
-              "BaseTask::GetProductListTask Created.\n",
-              "GetProductListV2CmdProc: start online to get product list \n",
-              "GetMemberTokenTaskCmdProc",
-              "GetMemberTokenFromReg\n",
-              "IsMemberTokenValid\n",
-              "DecodeJWT\n",
-              "IsMemberTokenValid: the token is invalid ",
-              "OnlineRefreshMemberToken\n",
-              "GetPublicKeyAndIDFromReg\n",
-              "[ERR] GetPublicKey SS_STATUS_NOT_EXIST\n"} +
-        init + refresh +
-        Lines{
-            "FAILED: 0x80004005 @ Utility\\CryptoUtility:# AesDecrypt(byAESKey, byIV, encryptedData, decryptedData, "
-            "&plaintext_len)\n",
-            "FAILED: 0x80004005 @ QSNThreadContext:# DecryptByAESKey(aesKey, AUTH_IV_STRING, *strInfo, "
-            "&strDecryptResult)\n",
-            "[ERR]GetMemberTokenTaskCmdProc refresh member token failed, calls init API to get public key again."} +
-        init +
-        Lines{"OnlineRefreshMemberToken\n", "GetPublicKeyAndIDFromReg\n",
-              "OnlineRefreshMemberToken public key is exist.\n"} +
-        refresh +
-        Lines{"SetMemberToken\n",
-              "SetMemberToken: #",
-              "RefreshMemberToken, Server result = 0\n",
-              "ServerResult2HRESULT return hr = 0\n",
-              "OnlineRefreshMemberToken return hr = 0\n",
-              "GetMemberTokenFromReg\n"};
+    const Lines start = {"Get Product List V2\n", "BaseTask::GetProductListTask Created.\n",
+                         "GetProductListV2CmdProc: start online to get product list \n", "GetMemberTokenTaskCmdProc"};
+    const Lines look = {"GetMemberTokenFromReg\n", "IsMemberTokenValid\n", "DecodeJWT\n",
+                        "IsMemberTokenValid: the token is invalid "};
+    const Lines key = {"OnlineRefreshMemberToken\n", "GetPublicKeyAndIDFromReg\n"};
+    const Lines failure = {
+        "FAILED: 0x80004005 @ Utility\\CryptoUtility:# AesDecrypt(byAESKey, byIV, encryptedData, decryptedData, "
+        "&plaintext_len)\n",
+        "FAILED: 0x80004005 @ QSNThreadContext:# DecryptByAESKey(aesKey, AUTH_IV_STRING, *strInfo, "
+        "&strDecryptResult)\n",
+        "[ERR]GetMemberTokenTaskCmdProc refresh member token failed, calls init API to get public key again."};
+    const Lines stored = {"SetMemberToken\n", "SetMemberToken: #", "RefreshMemberToken, Server result = 0\n",
+                          "ServerResult2HRESULT return hr = 0\n", "OnlineRefreshMemberToken return hr = 0\n"};
+    const Lines expected = start + look + key + Lines{"[ERR] GetPublicKey SS_STATUS_NOT_EXIST\n"} + init + refresh +
+                           failure + init + key + Lines{"OnlineRefreshMemberToken public key is exist.\n"} + refresh +
+                           stored + Lines{"GetMemberTokenFromReg\n"};
     Lines lines = LinesOf([&] { m_qsn->GetProductListV2(); }, "BaseTask::GetProductListTask Destroyed.\n");
     std::erase(lines, "CheckSingleSignOn::Uninit");  // of each short look at the registry
     const std::regex varies("(FAILED: [^ ]+ @ [^:]+:)[0-9]+|(SetMemberToken: ).+");
@@ -170,32 +156,28 @@ TEST_F(Trace, NamesTheOtherOperations) {
     m_qsn->GetProductListV2();
     m_callback.ResultOf(QSN_ACTION_GET_PRODUCTLIST_V2_RESULT);
     for (int item : {QSNCFG_GI_QUERY, QSNCFG_GI_LOG}) EXPECT_EQ(m_qsn->Config(item, nullptr, nullptr), S_OK);
-    const Lines expected = {"Get Product List\n",
-                            "GetProductList, Server result = 0\n",
-                            "Get Product List V2\n",
-                            "GetProductList V2, Server result = 0\n",
-                            "OnlineQueryGIInfo: CommunicateToServer\n",
-                            "OnlineQueryGIInfo resetDate:20270101, remain_dl:2\n",
-                            "Callback: QSN_ACTION_GI_QUERY_RESULT, result = 0\n",
-                            "GILogProc: start OnlineGILog \n",
-                            "OnlineQueryGIInfo: CommunicateToServer\n",  // the wrong name, as ever
-                            "Callback: QSN_ACTION_GI_LOG_RESULT, result = 0\n"};
+    const Lines lists = {"Get Product List\n", "GetProductList, Server result = 0\n", "Get Product List V2\n",
+                         "GetProductList V2, Server result = 0\n"};
+    const Lines query = {"OnlineQueryGIInfo: CommunicateToServer\n",
+                         "OnlineQueryGIInfo resetDate:20270101, remain_dl:2\n",
+                         "Callback: QSN_ACTION_GI_QUERY_RESULT, result = 0\n"};
+    const Lines log = {"GILogProc: start OnlineGILog \n",
+                       "OnlineQueryGIInfo: CommunicateToServer\n",  // the wrong name, as ever
+                       "Callback: QSN_ACTION_GI_LOG_RESULT, result = 0\n"};
+    const Lines expected = lists + query + log;
     EXPECT_EQ(Traced(expected, trace), expected);
 }
 
 TEST_F(Trace, NamesWhatIsShared) {
-    const SharedValues values;
     StartWithTrace();
     const TraceCapture trace;
-    uint32_t onOff = 1;
-    char text[] = "m-1";
-    const auto config = [&](int item, char* data, uint32_t length) { m_qsn->Config(item, data, &length); };
-    m_qsn->Config(QSNCFG_ENABLE_SINGLE_SIGNON, &onOff, nullptr);
+    Switch(QSNCFG_ENABLE_SINGLE_SIGNON);
     SignIn("t-1");
     SignIn(nullptr);
-    config(QSNCFG_SET_MEMBER_TOKEN, text, 3);
-    config(QSNCFG_SET_REFRESH_TOKEN, text, 3);
-    config(QSNCFG_GET_MEMBER_TOKEN, text, 3);
+    for (int32_t item : {QSNCFG_SET_MEMBER_TOKEN, QSNCFG_SET_REFRESH_TOKEN}) SetToken(*m_qsn, item, "m-1");
+    char text[3];
+    uint32_t length = 3;
+    EXPECT_EQ(m_qsn->Config(QSNCFG_GET_MEMBER_TOKEN, text, &length), E_INVALIDARG);
     SharedValues::Delete("SSO");
     EXPECT_TRUE(trace.WaitForLine("SetRefreshToken: NULL", 5s));
     SharedValues::WriteToken("SSO", "t-2");
@@ -207,46 +189,29 @@ TEST_F(Trace, NamesWhatIsShared) {
     SharedValues::WriteToken("rTok", "damaged");
     EXPECT_EQ(m_callback.ResultOf(QSN_ACTION_NOTIFY), QSN_NOTIFY_MEMBER_TOKEN_CLEAR);
     EXPECT_EQ(m_callback.ResultOf(QSN_ACTION_NOTIFY), QSN_NOTIFY_REFRESH_TOKEN_CLEAR);
-    onOff = 0;
-    m_qsn->Config(QSNCFG_ENABLE_SINGLE_SIGNON, &onOff, nullptr);
-    config(QSNCFG_SET_MEMBER_TOKEN, nullptr, 0);
-    config(QSNCFG_SET_REFRESH_TOKEN, nullptr, 0);
+    Switch(QSNCFG_ENABLE_SINGLE_SIGNON, 0);
+    for (int32_t item : {QSNCFG_SET_MEMBER_TOKEN, QSNCFG_SET_REFRESH_TOKEN}) SetToken(*m_qsn, item, nullptr);
     m_qsn->SignOut();
-    const Lines expected = {"config QSNCFG_ENABLE_SINGLE_SIGNON = 1\n",
-                            "CheckSingleSignOn::Init",
-                            "Sign in: SET single signOn token: t-1\n",
-                            "SetSingleSignOnToken: t-1",
-                            "Sign in: try single signOn\n",
-                            "Sign in: GET from single signOn token: t-1\n",
-                            "QSNCFG_SET_MEMBER_TOKEN: m-1, length = 3\n",
-                            "SetMemberToken: m-1",
-                            "QSNCFG_SET_REFRESH_TOKEN: m-1, length = 3\n",
-                            "QSNCFG_GET_MEMBER_TOKEN: buffer length is too small = 3, at least: 3\n",
-                            "SSOCallbackEvent, ID = 2\n",
-                            "SSOCallbackEvent, SSO_EVENT_TOKEN_CLEAR \n",
-                            "SetMemberToken: NULL",
-                            "SetRefreshToken: NULL",
-                            "SSOCallbackEvent, ID = 1\n",
-                            "SSOCallbackEvent, SSO_EVENT_TOKEN_SET \n",
-                            "SSOCallbackEvent, ID = 3\n",
-                            "SSOCallbackEvent, SSO_EVENT_MEMBER_TOKEN_SET \n",
-                            "SSOCallbackEvent, ID = 5\n",
-                            "SSOCallbackEvent, SSO_EVENT_REFRESH_TOKEN_SET \n",
-                            "SSOCallbackEvent, ID = 4\n",
-                            "SSOCallbackEvent, SSO_EVENT_MEMBER_TOKEN_CLEAR \n",
-                            "[CheckSingleSignOn] CryptUnprotectData error!!\n",
-                            "SSOCallbackEvent, ID = 6\n",
-                            "SSOCallbackEvent, SSO_EVENT_REFRESH_TOKEN_CLEAR \n",
-                            "config QSNCFG_ENABLE_SINGLE_SIGNON = 0\n",
-                            "CheckSingleSignOn::Uninit",
-                            "CheckSingleSignOn thread: quit",
-                            "QSNCFG_SET_MEMBER_TOKEN: NULL, length = 0\n",
-                            "SetMemberToken: NULL",
-                            "QSNCFG_SET_REFRESH_TOKEN: NULL, length = 0\n",
-                            "SetRefreshToken: NULL",
-                            "Sign out: memtoken:\n",
-                            "SetMemberToken: NULL",
-                            "SetRefreshToken: NULL"};
+    const Lines sharing = {"config QSNCFG_ENABLE_SINGLE_SIGNON = 1\n", "CheckSingleSignOn::Init",
+                           "config QSNCFG_ENABLE_SINGLE_SIGNON = 0\n", "CheckSingleSignOn::Uninit",
+                           "CheckSingleSignOn thread: quit"};
+    const Lines signIn = {"Sign in: SET single signOn token: t-1\n", "SetSingleSignOnToken: t-1",
+                          "Sign in: try single signOn\n", "Sign in: GET from single signOn token: t-1\n"};
+    const Lines set = {"QSNCFG_SET_MEMBER_TOKEN: m-1, length = 3\n", "SetMemberToken: m-1",
+                       "QSNCFG_SET_REFRESH_TOKEN: m-1, length = 3\n",
+                       "QSNCFG_GET_MEMBER_TOKEN: buffer length is too small = 3, at least: 3\n"};
+    const Lines cleared = {"QSNCFG_SET_MEMBER_TOKEN: NULL, length = 0\n",
+                           "QSNCFG_SET_REFRESH_TOKEN: NULL, length = 0\n", "Sign out: memtoken:\n",
+                           "[CheckSingleSignOn] CryptUnprotectData error!!\n"};
+    const Lines gone = {"SetMemberToken: NULL", "SetRefreshToken: NULL"};
+    // The tokens go with the sign-out elsewhere, with the host's order and with the sign-out here.
+    Lines expected = sharing + signIn + set + cleared + gone + gone + gone;
+    for (int id = 0; const char* event : {"", "MEMBER_", "REFRESH_"}) {
+        for (const char* change : {"SET", "CLEAR"}) {
+            expected.push_back("SSOCallbackEvent, ID = " + std::to_string(++id) + "\n");
+            expected.push_back(std::string("SSOCallbackEvent, SSO_EVENT_") + event + "TOKEN_" + change + " \n");
+        }
+    }
     // A look that began before a value was written tells of it later than of the others.
     EXPECT_THAT(Traced(expected, trace), UnorderedElementsAreArray(expected));
     EXPECT_THAT(trace.Lines(),

@@ -37,4 +37,25 @@ inline LibraryObject Create(const Library& library) {
     return LibraryObject(static_cast<IPVSubscription2*>(object));
 }
 
+inline HRESULT SetNumber(IPVSubscription2& qsn, int32_t item, uint32_t value = 1) {
+    return qsn.Config(item, &value, nullptr);
+}
+// Null clears.
+inline HRESULT SetToken(IPVSubscription2& qsn, int32_t item, const char* token) {
+    std::string copy = token ? token : "";
+    auto length = static_cast<uint32_t>(copy.size());
+    return qsn.Config(item, token ? copy.data() : nullptr, &length);
+}
+inline std::string GetToken(IPVSubscription2& qsn, int32_t item) {
+    char buffer[2048] = {};
+    uint32_t length = sizeof(buffer);
+    return qsn.Config(item, buffer, &length) == S_OK ? std::string(buffer, length) : "(unreadable)";
+}
+// For those who want to know only what became of it.
+inline HRESULT GetSignInUrl(IPVSubscription2& qsn) {
+    char url[256];
+    uint32_t length = 0;
+    return qsn.GetSignInURL(url, sizeof(url), &length);
+}
+
 }  // namespace qsn::test

@@ -8,17 +8,21 @@
 #include "service/http/ReplyGate.h"
 #include "support/Library.h"
 #include "support/RecordingCallback.h"
+#include "support/SharedValues.h"
 #include "support/TestService.h"
 
 namespace qsn::test {
 
+using namespace std::chrono_literals;
+
 // A test with the service running and a library object, initialised, whose callbacks are recorded.
 class SessionTest : public testing::Test {
 protected:
-    SessionTest() { Service().Reset(); }
+    SessionTest() { TestService::Instance().Reset(); }
 
     void SetUp() override { ASSERT_EQ(m_qsn->Init(L"SID-TEST", &m_callback), S_OK); }
 
+    void Switch(int32_t item, uint32_t value = 1) { ASSERT_EQ(SetNumber(*m_qsn, item, value), S_OK); }
     void SignIn(const char* token = kToken) {
         ASSERT_EQ(m_qsn->SignIn(token), S_OK);
         ASSERT_EQ(m_callback.ResultOf(QSN_ACTION_SIGNIN_RESULT), QSN_CALLBACK_OK);
@@ -42,9 +46,7 @@ protected:
         return gate;
     }
 
-    static TestService& Service() { return TestService::Instance(); }
-    static service::AccountServer& Server() { return Service().Server(); }
-
+    SharedValues m_values;  // none of which the test finds or leaves
     RecordingCallback m_callback;
     Library m_library;
     LibraryObject m_qsn = Create(m_library);

@@ -23,6 +23,8 @@ private:
     std::unique_ptr<service::UserConfiguration> m_configuration;
 };
 
+inline service::AccountServer& Server() { return TestService::Instance().Server(); }
+
 inline constexpr char kToken[] = "token-ada";
 inline constexpr char kStagingToken[] = "token-ada-staging";
 
