@@ -46,7 +46,7 @@ protected:
         return gate;
     }
 
-    SharedValues m_values;  // none of which the test finds or leaves
+    SharedValues m_values;  // of the user: cleared before and after each test
     RecordingCallback m_callback;
     Library m_library;
     LibraryObject m_qsn = Create(m_library);
