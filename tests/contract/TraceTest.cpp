@@ -44,7 +44,9 @@ protected:
         Settle();
     }
     // The last words of a task come after its callback.
-    void Settle() { LinesOf([&] { AccessToken(); }, "BaseTask::GetAccTokenTask Destroyed.\n"); }
+    void Settle() {
+        LinesOf([&] { AccessToken(); }, "BaseTask::GetAccTokenTask Destroyed.\n");
+    }
     Lines UserInfoLines() {
         Settle();
         return LinesOf([&] { m_qsn->GetUserInfo(); }, "BaseTask::GetUserInfoTask Destroyed.\n");
