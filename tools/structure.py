@@ -129,7 +129,8 @@ def main():
         complaints += sizes
         for figure in figures:
             print(f"{top}: {figure}")
-    print(*complaints, sep="\n" if complaints else "")
+    for complaint in complaints:
+        print(complaint)
     return 1 if complaints else 0
 
 
