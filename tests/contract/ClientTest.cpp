@@ -281,7 +281,7 @@ TEST_F(ClientTest, HearsOfOtherApplications) {
     to.memberTokenSet = m_journal.Text("member");
     Client client = Open();
     ASSERT_TRUE(client.EnableSingleSignOn(true));
-    client.SignIn().get();  // whoever signs in after this is noticed
+    client.SignIn().get();  // a sign-in after this is noticed
     m_options.notifications = {};
     Client other = Open();
     ASSERT_TRUE(other.EnableSingleSignOn(true));

@@ -21,7 +21,7 @@ constexpr unsigned kStride = 7;
 constexpr char kRefreshToken[] = "refresh-ada";
 constexpr char kTokenToKeep[] = "a-token-to-keep";
 
-// What goes on while calls fail. `run` is true where all of it succeeded.
+// What goes on while calls fail. `run` is true if all of it succeeded.
 class FailingCallsTest : public SessionTest {
 public:
     using Held = std::map<std::string, long>;
@@ -101,7 +101,7 @@ public:
         return hr == S_OK && watched && signedIn;
     }
 
-    // The failing try, and the next one, which has to succeed. Gives the function that failed, null where none did.
+    // The failing try, and the next one, which has to succeed. Gives the function that failed, null if none did.
     const char* Round(const Scenario& scenario, Kind kind, unsigned n) {
         (this->*scenario.prepare)();
         m_kind = kind;
@@ -129,7 +129,7 @@ public:
             if (!failed) break;
             SCOPED_TRACE(testing::Message() << scenario.name << ", " << NameOf(kind) << " " << n << ", " << failed);
             if (HoldsNoMoreThan(before)) continue;
-            // What is kept once, for good, is no leak; what is kept again for the same failure is one.
+            // What is kept once, for good, is not a leak; what is kept again for the same failure is one.
             const Held once = m_held;
             Round(scenario, kind, n);
             EXPECT_TRUE(HoldsNoMoreThan(once))

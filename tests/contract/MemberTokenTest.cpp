@@ -59,7 +59,7 @@ protected:
         for (const RecordedRequest& request : m_requests) types.push_back(request.requestType);
         return types;
     }
-    // A list with a token that has just so long to live when it is looked at: again where a second went by in between.
+    // A list with a token that has just so long to live when it is looked at: again if a second went by in between.
     void ListWithin(std::chrono::seconds lifetime) {
         std::time_t second = 0;
         do {

@@ -26,7 +26,7 @@ protected:
         SessionTest::SetUp();
         SignIn();
     }
-    // Kept beyond the callback; null where that brought none.
+    // Kept beyond the callback; null if that brought none.
     ListPointer Fetch(bool second = false) {
         const int action = second ? QSN_ACTION_GET_PRODUCTLIST_V2_RESULT : QSN_ACTION_GET_PRODUCTLIST_RESULT;
         ListPointer list;

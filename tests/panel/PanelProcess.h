@@ -54,7 +54,7 @@ public:
     // To whichever control has the keyboard.
     void Type(WPARAM key) const { PostMessageW(FocusWindow(), WM_KEYDOWN, key, 0); }
     int Focus() const { return GetDlgCtrlID(FocusWindow()); }
-    // The exit code; STILL_ACTIVE where it has not ended in time.
+    // The exit code; STILL_ACTIVE if it has not ended in time.
     DWORD Close(DWORD milliseconds) const {
         PostMessageW(m_window, WM_CLOSE, 0, 0);
         WaitForSingleObject(m_process.hProcess, milliseconds);

@@ -44,7 +44,7 @@ public:
     std::wstring Record() const {
         const auto record = m_module.Find<std::size_t WINAPI(wchar_t*, std::size_t)>("FakeRecord");
         std::wstring text;
-        // Again where a call was recorded in between.
+        // Again if a call was recorded in between.
         for (std::size_t length = record(nullptr, 0); text.size() < length; length = record(text.data(), length + 1))
             text.resize(length);
         return text;

@@ -13,7 +13,7 @@ struct Holdings {
     int handles = 0;
     int threads = 0;
     int registryValues = 0;  // under the product's key
-    int windowObjects = 0;   // of USER and GDI; 0 where the process has not even loaded those
+    int windowObjects = 0;   // of USER and GDI; 0 if the process has not even loaded those
 
     static Holdings Now();
 };

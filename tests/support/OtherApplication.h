@@ -54,7 +54,7 @@ public:
         DWORD written = 0;
         WriteFile(m_commands, line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
     }
-    // The next answer; "(none)" where the application is gone or silent.
+    // The next answer; "(none)" if the application is gone or silent.
     std::string Answer() {
         for (std::string line = Line(); line != "(none)"; line = Line()) {
             if (line.starts_with(kMark)) return line.substr(1);

@@ -35,7 +35,7 @@ inline std::string ReadText(IQSNDataSet& record, int32_t id) {
 // A host's callback that keeps what it is told. Lives longer than the library object; counts its references.
 class RecordingCallback final : public IQSNCallbackFunc {
 public:
-    // Called inside the callback, before the event is recorded: whoever has waited for it finds this done.
+    // Called inside the callback, before the event is recorded: a thread that waits for it finds this done.
     std::function<HRESULT(const Event&, void* data)> onEvent;
 
     std::optional<Event> WaitFor(int action, std::chrono::milliseconds timeout = std::chrono::seconds(20)) {
@@ -50,7 +50,7 @@ public:
         m_events.erase(found);
         return event;
     }
-    // The result of the next event of `action`, or -1 where none comes.
+    // The result of the next event of `action`, or -1 if none comes.
     int ResultOf(int action) {
         const std::optional<Event> event = WaitFor(action);
         return event ? event->result : -1;

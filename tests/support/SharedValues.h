@@ -81,7 +81,7 @@ public:
         return text;
     }
 
-    // What a protected value holds; nothing where it cannot be decrypted or is not written in lines of 76.
+    // What a protected value holds; nothing if it cannot be decrypted or is not written in lines of 76.
     static std::optional<std::string> Decrypt(const char* name) {
         const std::optional<Raw> raw = Read(name);
         if (!raw || raw->type != REG_SZ) return std::nullopt;

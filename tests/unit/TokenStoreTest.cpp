@@ -110,7 +110,7 @@ TEST_F(TokenStore, ChangesWaitForWhoHoldsTheLockButNotForGood) {
     for (const char* name : {"SSO", "mTok", "rTok"}) EXPECT_FALSE(SharedValues::Has(name)) << name;
 }
 
-// Each event as in "3 text", or "4" where it brings none.
+// Each event as in "3 text", or "4" if it brings none.
 class RecordingSink final : public SSOCallback {
 public:
     HRESULT SSOCallbackEvent(int id, const char* data) override {

@@ -83,7 +83,7 @@ protected:
         }
     }
 
-    // Throws where the page has no such value.
+    // Throws if the page has no such value.
     const std::string& Text(const std::string& name) const { return m_values.at(name); }
     std::string Bytes(const std::string& name) const { return FromHex(Text(name)); }
     std::string Line(const std::string& name) const { return Text(name) + '\n'; }
