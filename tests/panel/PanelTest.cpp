@@ -65,7 +65,8 @@ std::string Browse(const std::wstring& address) {
     return text;
 }
 
-// The program that runs this with a display takes the picture: what to take is left in a file that goes when it is done.
+// The program that runs this with a display takes the picture: what to take is left in a file that goes when it is
+// done.
 void KeepPicture(HWND window) {
     wchar_t request[MAX_PATH];
     if (GetEnvironmentVariableW(L"PANEL_PICTURE", request, MAX_PATH) == 0) return;
