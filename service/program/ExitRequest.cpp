@@ -8,7 +8,8 @@
 namespace qsn::service {
 namespace {
 
-// The handler has no argument, and the reader of standard input may outlive main: both need events that are never closed.
+// The handler has no argument, and the reader of standard input may outlive main: both need events that are never
+// closed.
 const HANDLE g_asked = CreateEventW(nullptr, TRUE, FALSE, nullptr);
 const HANDLE g_finished = CreateEventW(nullptr, TRUE, FALSE, nullptr);
 
