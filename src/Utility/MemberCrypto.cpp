@@ -67,7 +67,7 @@ HRESULT EncryptGcm(EVP_CIPHER_CTX* context, const AesKey& key, const std::uint8_
     length += rest;
     if (!EVP_CIPHER_CTX_ctrl(context, EVP_CTRL_GCM_GET_TAG, kTagSize, output->data() + length))
         return Failed(L"Failed to call EVP_CIPHER_CTX_ctrl");
-    output->resize(static_cast<std::size_t>(length + kTagSize));
+    output->resize(static_cast<std::size_t>(length) + std::size_t{kTagSize});
     return S_OK;
 }
 
@@ -91,7 +91,7 @@ HRESULT DecryptGcm(EVP_CIPHER_CTX* context, const AesKey& key, const std::uint8_
     int rest = 0;
     if (!EVP_DecryptFinal_ex(context, output->data() + length, &rest))
         return Failed(L"Failed to call EVP_DecryptFinal_ex");
-    output->resize(static_cast<std::size_t>(length + rest));
+    output->resize(static_cast<std::size_t>(length) + static_cast<std::size_t>(rest));
     return S_OK;
 }
 

@@ -20,7 +20,7 @@ public:
     // One that watches nothing.
     RegistryWatch() noexcept = default;
     // Made ahead of the reading of what the keys hold, it misses no change.
-    explicit RegistryWatch(std::initializer_list<Key> keys);
+    RegistryWatch(std::initializer_list<Key> keys);
 
     // False also if one of the keys cannot be watched.
     bool IsUnchanged() const noexcept;
