@@ -18,14 +18,44 @@
  *  - Narrow texts are zero-terminated UTF-8, wide texts zero-terminated UTF-16. Lengths of narrow texts are in bytes.
  *  - COM need not be initialised by the caller.
  *
- * Plain C++11; no dependency beyond <unknwn.h>.
+ * C++11 or C11; no dependency beyond <objbase.h>. In C a method is called through lpVtbl. The methods that
+ * IPVSubscription2 and IQSNUserInfo have from the interface that they extend are then in a member of its name, and take
+ * a pointer to it:
+ *
+ *     IPVSubscription* base = (IPVSubscription*)qsn;
+ *     base->lpVtbl->Init(base, L"YOUR-PRODUCT-SID", callback);
  */
 #ifndef QSN_QSN_H
 #define QSN_QSN_H
 
-#include <unknwn.h>
+#include <objbase.h>
 
 #include <stdint.h>
+
+#ifdef __cplusplus
+#define QSN_INHERIT_UNKNOWN
+#define QSN_INHERIT(base)
+#else
+#define QSN_INHERIT_UNKNOWN                                     \
+    STDMETHOD(QueryInterface)(THIS_ REFIID iid, void** object); \
+    STDMETHOD_(ULONG, AddRef)(THIS);                            \
+    STDMETHOD_(ULONG, Release)(THIS);
+#define QSN_INHERIT(base) base##Vtbl base;
+#endif
+
+/* The identifier of an interface as IID_name, and for __uuidof if the compiler has that. */
+#if defined(__cplusplus) && defined(_MSC_VER)
+#define QSN_UUID(name, text, ...) struct __declspec(uuid(text)) name;
+#elif defined(__cplusplus) && defined(__CRT_UUID_DECL)
+#define QSN_UUID(name, text, ...) \
+    struct name;                  \
+    __CRT_UUID_DECL(name, __VA_ARGS__)
+#else
+#define QSN_UUID(name, text, ...)
+#endif
+#define QSN_DEFINE_IID(name, text, l, w1, w2, b1, b2, b3, b4, b5, b6, b7, b8)    \
+    static const IID IID_##name = {l, w1, w2, {b1, b2, b3, b4, b5, b6, b7, b8}}; \
+    QSN_UUID(name, text, l, w1, w2, b1, b2, b3, b4, b5, b6, b7, b8)
 
 #define QSN_VERSION_MAJOR 0
 #define QSN_VERSION_MINOR 1
@@ -38,11 +68,10 @@
  * E_POINTER (0x80004003), E_FAIL (0x80004005), E_OUTOFMEMORY (0x8007000E), E_UNEXPECTED (0x8000FFFF) and E_INVALIDARG
  * (0x80070057).
  */
-static const HRESULT QSN_RETURN_E_NO_TOKEN = static_cast<HRESULT>(0x86210002L);        /* no token held or given */
-static const HRESULT QSN_RETURN_E_NOT_INITIALIZED = static_cast<HRESULT>(0x86210004L); /* before Init, after Uninit */
-static const HRESULT QSN_RETURN_E_ALREADY_INITIALIZED = static_cast<HRESULT>(0x86210005L); /* Init while initialised */
-static const HRESULT QSN_RETURN_E_TIMEOUT =
-    static_cast<HRESULT>(0x86210006L); /* a task waited for was dropped or took 120 s */
+#define QSN_RETURN_E_NO_TOKEN _HRESULT_TYPEDEF_(0x86210002L)            /* no token held or given */
+#define QSN_RETURN_E_NOT_INITIALIZED _HRESULT_TYPEDEF_(0x86210004L)     /* before Init, after Uninit */
+#define QSN_RETURN_E_ALREADY_INITIALIZED _HRESULT_TYPEDEF_(0x86210005L) /* Init while initialised */
+#define QSN_RETURN_E_TIMEOUT _HRESULT_TYPEDEF_(0x86210006L) /* a task waited for was dropped or took 120 s */
 
 /*
  * What the callback gets as the result of every action except QSN_ACTION_NOTIFY. After 2, 3, 101 and 107 the session no
@@ -120,11 +149,11 @@ enum QSN_CONFIG {
 };
 
 /* Data of QSN_ACTION_GI_QUERY_RESULT. */
-struct QSN_GI_QUOTA {
+typedef struct QSN_GI_QUOTA {
     uint32_t size;         /* of this record in bytes: 64 */
     wchar_t resetDate[28]; /* as the service writes it, zero-terminated, cut to fit */
     uint32_t remainCount;  /* downloads left until then */
-};
+} QSN_GI_QUOTA;
 
 /* -------------------------------------------------------------------------------------------- result interfaces --- */
 
@@ -189,64 +218,73 @@ enum QSN_PRODUCT_FIELD {
 /* What GetFieldType reports. */
 enum QSN_FIELD_TYPE { QSN_FIELD_TEXT = 1, QSN_FIELD_INTEGER = 5 };
 
-/* {6A0F8D4C-1B53-4E0B-9C56-2F7D3A8E4B11} */
-static const IID IID_IQSNDataSet = {0x6a0f8d4c, 0x1b53, 0x4e0b, {0x9c, 0x56, 0x2f, 0x7d, 0x3a, 0x8e, 0x4b, 0x11}};
-/* {6A0F8D4D-1B53-4E0B-9C56-2F7D3A8E4B11} */
-static const IID IID_IQSNList = {0x6a0f8d4d, 0x1b53, 0x4e0b, {0x9c, 0x56, 0x2f, 0x7d, 0x3a, 0x8e, 0x4b, 0x11}};
-/* {6A0F8D4E-1B53-4E0B-9C56-2F7D3A8E4B11} */
-static const IID IID_IQSNUserInfo = {0x6a0f8d4e, 0x1b53, 0x4e0b, {0x9c, 0x56, 0x2f, 0x7d, 0x3a, 0x8e, 0x4b, 0x11}};
-/* {6A0F8D4F-1B53-4E0B-9C56-2F7D3A8E4B11} */
-static const IID IID_IQSNCallbackFunc = {0x6a0f8d4f, 0x1b53, 0x4e0b, {0x9c, 0x56, 0x2f, 0x7d, 0x3a, 0x8e, 0x4b, 0x11}};
-/* {B2882D3A-895D-4844-855B-FCF115F181AF} */
-static const IID IID_IPVSubscription = {0xb2882d3a, 0x895d, 0x4844, {0x85, 0x5b, 0xfc, 0xf1, 0x15, 0xf1, 0x81, 0xaf}};
+QSN_DEFINE_IID(IQSNDataSet, "6A0F8D4C-1B53-4E0B-9C56-2F7D3A8E4B11", 0x6a0f8d4c, 0x1b53, 0x4e0b, 0x9c, 0x56, 0x2f, 0x7d,
+               0x3a, 0x8e, 0x4b, 0x11)
+QSN_DEFINE_IID(IQSNList, "6A0F8D4D-1B53-4E0B-9C56-2F7D3A8E4B11", 0x6a0f8d4d, 0x1b53, 0x4e0b, 0x9c, 0x56, 0x2f, 0x7d,
+               0x3a, 0x8e, 0x4b, 0x11)
+QSN_DEFINE_IID(IQSNUserInfo, "6A0F8D4E-1B53-4E0B-9C56-2F7D3A8E4B11", 0x6a0f8d4e, 0x1b53, 0x4e0b, 0x9c, 0x56, 0x2f, 0x7d,
+               0x3a, 0x8e, 0x4b, 0x11)
+QSN_DEFINE_IID(IQSNCallbackFunc, "6A0F8D4F-1B53-4E0B-9C56-2F7D3A8E4B11", 0x6a0f8d4f, 0x1b53, 0x4e0b, 0x9c, 0x56, 0x2f,
+               0x7d, 0x3a, 0x8e, 0x4b, 0x11)
+QSN_DEFINE_IID(IPVSubscription, "B2882D3A-895D-4844-855B-FCF115F181AF", 0xb2882d3a, 0x895d, 0x4844, 0x85, 0x5b, 0xfc,
+               0xf1, 0x15, 0xf1, 0x81, 0xaf)
 
 /*
  * A record whose fields are addressed by number. It does not change once the host has it, so any thread may read it.
  * It does not depend on the library object: a host may keep it after Uninit and the library object's last Release, but
  * not after FreeLibrary.
  */
-struct IQSNDataSet : public IUnknown {
+#undef INTERFACE
+#define INTERFACE IQSNDataSet
+DECLARE_INTERFACE_(IQSNDataSet, IUnknown) {
+    QSN_INHERIT_UNKNOWN
     /*
      * Copies the text of field `id`, zero-terminated, into `buffer` of `bufferSize` bytes.
      * E_POINTER: null buffer. E_INVALIDARG: `id` is not a text field, or bufferSize is not greater than the text's
      * length; the buffer is then left as it was.
      */
-    virtual HRESULT STDMETHODCALLTYPE GetString(int32_t id, char* buffer, uint32_t bufferSize) = 0;
+    STDMETHOD(GetString)(THIS_ int32_t id, char* buffer, uint32_t bufferSize) PURE;
     /* The text's length in bytes, without terminator. E_POINTER: null `length`. E_INVALIDARG: not a text field. */
-    virtual HRESULT STDMETHODCALLTYPE GetStringLength(int32_t id, uint32_t* length) = 0;
+    STDMETHOD(GetStringLength)(THIS_ int32_t id, uint32_t * length) PURE;
     /* Reserved: E_POINTER for a null output, else E_INVALIDARG. */
-    virtual HRESULT STDMETHODCALLTYPE GetObject5(int32_t id, void** output) = 0;
+    STDMETHOD(GetObject5)(THIS_ int32_t id, void** output) PURE;
     /* Reserved: E_INVALIDARG. */
-    virtual HRESULT STDMETHODCALLTYPE GetObject6(int32_t id, void** output) = 0;
+    STDMETHOD(GetObject6)(THIS_ int32_t id, void** output) PURE;
     /* Reserved: E_INVALIDARG. */
-    virtual HRESULT STDMETHODCALLTYPE GetObject7(int32_t id, void** output) = 0;
+    STDMETHOD(GetObject7)(THIS_ int32_t id, void** output) PURE;
     /*
      * The value of an integer field. E_POINTER: null `value`. E_INVALIDARG: not an integer field. The elements of the
      * user menu have no integer fields and always return E_INVALIDARG.
      */
-    virtual HRESULT STDMETHODCALLTYPE GetInt(int32_t id, int32_t* value) = 0;
+    STDMETHOD(GetInt)(THIS_ int32_t id, int32_t * value) PURE;
     /* A QSN_FIELD_TYPE. E_POINTER: null `type`. E_INVALIDARG: no such field. */
-    virtual HRESULT STDMETHODCALLTYPE GetFieldType(int32_t id, int32_t* type) = 0;
+    STDMETHOD(GetFieldType)(THIS_ int32_t id, int32_t * type) PURE;
 };
 
 /* A list in the order of the service's reply. Threads and lifetime as for IQSNDataSet. */
-struct IQSNList : public IUnknown {
+#undef INTERFACE
+#define INTERFACE IQSNList
+DECLARE_INTERFACE_(IQSNList, IUnknown) {
+    QSN_INHERIT_UNKNOWN
     /*
      * Element `index`, counted from 0, as an IQSNDataSet with a reference for the caller to release.
      * E_INVALIDARG: index not below the count (tested first). E_POINTER: null `element`.
      */
-    virtual HRESULT STDMETHODCALLTYPE GetItem(uint32_t index, void** element) = 0;
+    STDMETHOD(GetItem)(THIS_ uint32_t index, void** element) PURE;
     /* The number of elements itself, not a result code. */
-    virtual uint32_t STDMETHODCALLTYPE GetCount() = 0;
+    STDMETHOD_(uint32_t, GetCount)(THIS) PURE;
 };
 
 /* The signed-in user: a record of QSN_USER_FIELD texts, and the menu that the service made for them. */
-struct IQSNUserInfo : public IQSNDataSet {
+#undef INTERFACE
+#define INTERFACE IQSNUserInfo
+DECLARE_INTERFACE_(IQSNUserInfo, IQSNDataSet) {
+    QSN_INHERIT(IQSNDataSet)
     /*
      * The user menu, whose elements have QSN_MENU_FIELD texts, with a reference for the caller to release.
      * E_POINTER: null `menu`. E_FAIL, with *menu null: the object has no menu.
      */
-    virtual HRESULT STDMETHODCALLTYPE GetUserMenu(IQSNList** menu) = 0;
+    STDMETHOD(GetUserMenu)(THIS_ IQSNList * *menu) PURE;
 };
 
 /* ---------------------------------------------------------------------------------------- the host's callback --- */
@@ -255,29 +293,35 @@ struct IQSNUserInfo : public IQSNDataSet {
  * Implemented by the host. The library takes a reference at Init and gives it back at Uninit, or with the last Release
  * of the library object.
  */
-struct IQSNCallbackFunc : public IUnknown {
+#undef INTERFACE
+#define INTERFACE IQSNCallbackFunc
+DECLARE_INTERFACE_(IQSNCallbackFunc, IUnknown) {
+    QSN_INHERIT_UNKNOWN
     /*
      * `action`: a QSN_ACTION; `result`: a QSN_CALLBACK_RESULT, or a QSN_NOTIFY for QSN_ACTION_NOTIFY; `data`: see
      * QSN_ACTION. Called on the worker thread. The library ignores the return value, except that it passes it on as the
      * result of a request made without a token. Must not throw.
      */
-    virtual HRESULT STDMETHODCALLTYPE Callback(int32_t action, int32_t result, void* data) = 0;
+    STDMETHOD(Callback)(THIS_ int32_t action, int32_t result, void* data) PURE;
 };
 
 /* ------------------------------------------------------------------------------------------- the library object --- */
 
 /*
  * Unless stated otherwise, a method returns QSN_RETURN_E_NOT_INITIALIZED before Init and after Uninit.
- * QueryInterface knows IID_IUnknown and IID_IPVSubscription; the pointer it gives for the latter is an
- * IPVSubscription2*. A null output: E_INVALIDARG for IID_IPVSubscription, E_POINTER for any other identifier.
+ * QueryInterface knows IID_IUnknown, IID_IPVSubscription and IID_IQSNRequests; the pointer it gives for the second is
+ * an IPVSubscription2*. A null output: E_INVALIDARG for IID_IPVSubscription, E_POINTER for any other identifier.
  */
-struct IPVSubscription : public IUnknown {
+#undef INTERFACE
+#define INTERFACE IPVSubscription
+DECLARE_INTERFACE_(IPVSubscription, IUnknown) {
+    QSN_INHERIT_UNKNOWN
     /*
      * Starts the library object and returns without waiting for anything. The worker thread begins with what takes
      * time, such as reading the machine's identity from WMI. `productSID` is copied, and `callback` is referenced.
      * E_POINTER: a null argument. QSN_RETURN_E_ALREADY_INITIALIZED. E_OUTOFMEMORY: no memory, or no thread.
      */
-    virtual HRESULT STDMETHODCALLTYPE Init(const wchar_t* productSID, IQSNCallbackFunc* callback) = 0;
+    STDMETHOD(Init)(THIS_ const wchar_t* productSID, IQSNCallbackFunc* callback) PURE;
     /*
      * Ends the session. Queued requests are dropped without a callback, and a call that waits for one returns
      * QSN_RETURN_E_TIMEOUT. The running request has a second to end by itself, and is then reported like any other.
@@ -285,7 +329,7 @@ struct IPVSubscription : public IUnknown {
      * running callback without limit, so the callback must not in turn wait for the thread that calls Uninit. Once
      * Uninit has returned, no callback comes and no thread of the session is left. Init may be called again.
      */
-    virtual HRESULT STDMETHODCALLTYPE Uninit() = 0;
+    STDMETHOD(Uninit)(THIS) PURE;
     /*
      * Sets or reads the item `id` (a QSN_CONFIG, which says what `data` and `length` are and what waits).
      * E_NOTIMPL: unknown or reserved id. E_POINTER: data missing for item 1, length missing for 12 and 13.
@@ -296,9 +340,9 @@ struct IPVSubscription : public IUnknown {
      * items 14 and 15 return its error as a failure, such as 0x80070005; only a missing token reads as an empty one.
      * QSN_RETURN_E_TIMEOUT: the worker did not get to it within 120 s, or dropped it.
      */
-    virtual HRESULT STDMETHODCALLTYPE Config(int32_t id, void* data, uint32_t* length) = 0;
+    STDMETHOD(Config)(THIS_ int32_t id, void* data, uint32_t* length) PURE;
     /* Reserved: E_NOTIMPL. */
-    virtual HRESULT STDMETHODCALLTYPE Reserved6() = 0;
+    STDMETHOD(Reserved6)(THIS) PURE;
     /*
      * Waits. Copies the session's access token, zero-terminated, into `buffer` of `bufferLength` bytes; *outLength
      * becomes its length without terminator.
@@ -306,24 +350,24 @@ struct IPVSubscription : public IUnknown {
      * E_INVALIDARG: bufferLength is not greater than the token's length (at most 63). QSN_RETURN_E_TIMEOUT.
      * On every failure after the pointer test *outLength is 0, or untouched if the object is not initialised.
      */
-    virtual HRESULT STDMETHODCALLTYPE GetAccessToken(char* buffer, uint32_t bufferLength, uint32_t* outLength) = 0;
+    STDMETHOD(GetAccessToken)(THIS_ char* buffer, uint32_t bufferLength, uint32_t* outLength) PURE;
     /* Reserved: E_NOTIMPL. */
-    virtual HRESULT STDMETHODCALLTYPE Reserved8() = 0;
+    STDMETHOD(Reserved8)(THIS) PURE;
     /* Reserved: E_NOTIMPL. */
-    virtual HRESULT STDMETHODCALLTYPE Reserved9() = 0;
+    STDMETHOD(Reserved9)(THIS) PURE;
     /*
      * Waits. Copies the address of the login page as GetAccessToken copies the token. The product SID in it is exactly
      * as given to Init (not escaped). *outLength is untouched on failure.
      * E_POINTER, E_INVALIDARG, QSN_RETURN_E_TIMEOUT as for GetAccessToken.
      */
-    virtual HRESULT STDMETHODCALLTYPE GetSignInURL(char* buffer, uint32_t bufferLength, uint32_t* outLength) = 0;
+    STDMETHOD(GetSignInURL)(THIS_ char* buffer, uint32_t bufferLength, uint32_t* outLength) PURE;
     /*
      * Drops the queued requests without a callback; a call that waits for one returns QSN_RETURN_E_TIMEOUT. The running
      * one ends normally. The worker goes on.
      */
-    virtual HRESULT STDMETHODCALLTYPE Stop() = 0;
+    STDMETHOD(Stop)(THIS) PURE;
     /* Reserved: E_NOTIMPL. */
-    virtual HRESULT STDMETHODCALLTYPE Reserved12() = 0;
+    STDMETHOD(Reserved12)(THIS) PURE;
     /*
      * Makes `token` (at most 63 bytes) the session's access token; null or "" if the host has none.
      * Reported as QSN_ACTION_SIGNIN_RESULT: 0 if the session now holds a token (nothing is sent to find out whether
@@ -332,31 +376,204 @@ struct IPVSubscription : public IUnknown {
      * QSN_RETURN_E_NO_TOKEN: no token was given or found; the callback comes all the same. Any other failure: nothing
      * was done, and no callback comes. With null and single sign-on this happens if the shared token cannot be read.
      */
-    virtual HRESULT STDMETHODCALLTYPE SignIn(const char* token) = 0;
+    STDMETHOD(SignIn)(THIS_ const char* token) PURE;
     /*
      * Ends the session, at the service too if it can be reached, and clears the shared member and refresh token.
      * Reported as QSN_ACTION_SIGNOUT_RESULT; the token is gone whatever the result.
      * A failure (E_OUTOFMEMORY, or the registry's or DPAPI's own): these two tokens could not be read, so the service
      * would not have heard of them. Nothing was done and no callback comes; call again.
      */
-    virtual HRESULT STDMETHODCALLTYPE SignOut() = 0;
+    STDMETHOD(SignOut)(THIS) PURE;
     /* Asks for the user's profile and menu; reported as QSN_ACTION_GET_USERINFO_RESULT. */
-    virtual HRESULT STDMETHODCALLTYPE GetUserInfo() = 0;
+    STDMETHOD(GetUserInfo)(THIS) PURE;
     /* Asks for the product list; reported as QSN_ACTION_GET_PRODUCTLIST_RESULT. */
-    virtual HRESULT STDMETHODCALLTYPE GetProductList() = 0;
+    STDMETHOD(GetProductList)(THIS) PURE;
 };
 
-struct IPVSubscription2 : public IPVSubscription {
+#undef INTERFACE
+#define INTERFACE IPVSubscription2
+DECLARE_INTERFACE_(IPVSubscription2, IPVSubscription) {
+    QSN_INHERIT(IPVSubscription)
     /* Asks for the second generation's product list; reported as QSN_ACTION_GET_PRODUCTLIST_V2_RESULT. */
-    virtual HRESULT STDMETHODCALLTYPE GetProductListV2() = 0;
+    STDMETHOD(GetProductListV2)(THIS) PURE;
     /* Reserved: E_NOTIMPL. */
-    virtual HRESULT STDMETHODCALLTYPE Reserved18() = 0;
+    STDMETHOD(Reserved18)(THIS) PURE;
     /* Reserved: E_NOTIMPL. */
-    virtual HRESULT STDMETHODCALLTYPE Reserved19() = 0;
+    STDMETHOD(Reserved19)(THIS) PURE;
     /* Reserved: E_NOTIMPL. */
-    virtual HRESULT STDMETHODCALLTYPE Reserved20() = 0;
+    STDMETHOD(Reserved20)(THIS) PURE;
     /* Reserved: E_NOTIMPL. */
-    virtual HRESULT STDMETHODCALLTYPE Reserved21() = 0;
+    STDMETHOD(Reserved21)(THIS) PURE;
+};
+
+/* ----------------------------------------------------------------------------------------- requests of their own ---
+ */
+
+/*
+ * IQSNRequests starts requests that can be told apart, cancelled and given a time limit, and that say in detail how
+ * they ended. They join the same queue as the requests of IPVSubscription, which go on as before beside them.
+ *
+ * Each request that Start has accepted is completed exactly once, on the worker thread, also if it is cancelled, out of
+ * time, dropped by Stop, or overtaken by Uninit or the last Release. No completion comes once Uninit has returned. A
+ * completion comes between the callbacks of IQSNCallbackFunc or while a request waits for the network, never inside
+ * another call to the host, with one exception: if the host calls Uninit or the last Release inside a callback or a
+ * completion, the requests that are left are completed before that returns.
+ *
+ * A request started here does not call IQSNCallbackFunc. What the service or another application has to say beside it
+ * (QSN_ACTION_NOTIFY and the like) still does.
+ */
+
+/* What a request asks for, and what its completion brings as `data` if it succeeds. */
+enum QSN_REQUEST_KIND {
+    QSN_REQUEST_GET_USERINFO = 1,       /* IQSNUserInfo* */
+    QSN_REQUEST_GET_PRODUCTLIST = 2,    /* IQSNList* of IQSNDataSet */
+    QSN_REQUEST_GET_PRODUCTLIST_V2 = 3, /* IQSNList* of IQSNDataSet, or null if the service has none */
+    QSN_REQUEST_GI_QUERY = 4,           /* const QSN_GI_QUOTA* */
+    QSN_REQUEST_GI_LOG = 5,             /* null */
+    QSN_REQUEST_SIGNIN = 6,           /* null. `text`: an access token of at most 63 bytes, or null for the one that the
+                                         suite shares. If there is none, the request fails with callbackResult
+                                         QSN_CALLBACK_NOT_SIGNED_IN, and data is the login page address (narrow text) */
+    QSN_REQUEST_SIGNOUT = 7,          /* null */
+    QSN_REQUEST_GET_SIGNIN_URL = 8,   /* narrow text: the login page address */
+    QSN_REQUEST_GET_ACCESS_TOKEN = 9, /* narrow text */
+    QSN_REQUEST_CONFIG = 10           /* narrow text for items 14 and 15, which may be empty; else null. `item`: any
+                                         QSN_CONFIG but 1, 10 and 11; `text` for 2, 7, 12 and 13 (null clears the
+                                         last two), `value` for 5, 6, 8 and 9 */
+};
+
+/* A request. The library copies it. */
+typedef struct QSN_REQUEST {
+    uint32_t size;      /* of this record in bytes, as the host was compiled */
+    uint32_t kind;      /* a QSN_REQUEST_KIND */
+    uint32_t timeLimit; /* ms from Start to completion; 0: none. A request that has been sent by then is broken off */
+    int32_t item;       /* a QSN_CONFIG, else 0 */
+    const char* text;   /* narrow text or null */
+    uint32_t value;
+    uint32_t reserved; /* 0 */
+} QSN_REQUEST;
+
+/* QSN_OUTCOME::result of requests that were not carried out to their end. */
+#define QSN_REQUEST_E_CANCELLED _HRESULT_TYPEDEF_(0x800704C7L)   /* by Cancel, Stop, Uninit or the last Release */
+#define QSN_REQUEST_E_OUT_OF_TIME _HRESULT_TYPEDEF_(0x800705B4L) /* its timeLimit is over */
+
+/* QSN_OUTCOME::serverResult if no reply of the service had one. */
+#define QSN_NO_SERVER_RESULT (-2147483647 - 1)
+
+/* How a request ended. It holds no token and no text of the user. */
+typedef struct QSN_OUTCOME {
+    uint32_t size;          /* of this record in bytes */
+    int32_t callbackResult; /* a QSN_CALLBACK_RESULT: what IQSNCallbackFunc is told in such a case */
+    HRESULT result;         /* S_OK; one of the two above; QSN_RETURN_E_NO_TOKEN; else the failure's own code */
+    int32_t serverResult;   /* "result" in the service's reply, or QSN_NO_SERVER_RESULT */
+    uint32_t httpStatus;    /* of the last reply; 0: there was none */
+    uint32_t systemError;   /* why there was no whole reply, as WinINet numbers it: 12002 time-out, 12007 name, 12029
+                               connection refused, 12030 connection lost, 12037, 12038, 12045 and 12170 certificate, 12152
+                               not HTTP, 12157 TLS, 12163 offline. 0: there was one, or nothing was to be sent */
+    uint32_t queuedTime;    /* ms in the queue */
+    uint32_t wireTime;      /* ms spent on exchanges with the service */
+    uint32_t canRetry;      /* 1: the same request may succeed later (offline, time-out, no connection, status 429 or
+                               from 500 on); 0: trying again does not help */
+} QSN_OUTCOME;
+
+QSN_DEFINE_IID(IQSNRequests, "6A0F8D50-1B53-4E0B-9C56-2F7D3A8E4B11",  //
+               0x6a0f8d50, 0x1b53, 0x4e0b, 0x9c, 0x56, 0x2f, 0x7d, 0x3a, 0x8e, 0x4b, 0x11)
+QSN_DEFINE_IID(IQSNRequest, "6A0F8D51-1B53-4E0B-9C56-2F7D3A8E4B11",  //
+               0x6a0f8d51, 0x1b53, 0x4e0b, 0x9c, 0x56, 0x2f, 0x7d, 0x3a, 0x8e, 0x4b, 0x11)
+QSN_DEFINE_IID(IQSNCompletion, "6A0F8D52-1B53-4E0B-9C56-2F7D3A8E4B11",  //
+               0x6a0f8d52, 0x1b53, 0x4e0b, 0x9c, 0x56, 0x2f, 0x7d, 0x3a, 0x8e, 0x4b, 0x11)
+QSN_DEFINE_IID(IQSNLog, "6A0F8D53-1B53-4E0B-9C56-2F7D3A8E4B11",  //
+               0x6a0f8d53, 0x1b53, 0x4e0b, 0x9c, 0x56, 0x2f, 0x7d, 0x3a, 0x8e, 0x4b, 0x11)
+
+/* A request under way or completed. It may outlive the library object, but not FreeLibrary. */
+#undef INTERFACE
+#define INTERFACE IQSNRequest
+DECLARE_INTERFACE_(IQSNRequest, IUnknown) {
+    QSN_INHERIT_UNKNOWN
+    /*
+     * Asks for the request to end, and returns at once; works inside any callback. One that waits in the queue is never
+     * carried out, one that waits for the network is broken off: its completion says QSN_REQUEST_E_CANCELLED. One whose
+     * reply is there already ends with that. A sign-out that has begun ends the sign-in here all the same.
+     * S_FALSE: it was completed, or has been asked to end, before.
+     */
+    STDMETHOD(Cancel)(THIS) PURE;
+    /*
+     * Copies how the request ended into `outcome`, whose `size` the caller has set; members beyond that are left out.
+     * E_POINTER: null. E_INVALIDARG: a size of less than 4. E_PENDING (0x8000000A): it has not ended.
+     */
+    STDMETHOD(GetOutcome)(THIS_ QSN_OUTCOME * outcome) PURE;
+    /* The number by which IQSNLog calls this request; unique within the library object. */
+    STDMETHOD_(uint32_t, GetNumber)(THIS) PURE;
+};
+
+/* Implemented by the host. The library holds a reference from Start until it has been called. */
+#undef INTERFACE
+#define INTERFACE IQSNCompletion
+DECLARE_INTERFACE_(IQSNCompletion, IUnknown) {
+    QSN_INHERIT_UNKNOWN
+    /*
+     * `data`: see QSN_REQUEST_KIND; null on failure. All arguments are valid only during the call, unless the host
+     * takes a reference to an object. Called on the worker thread; what holds inside IQSNCallbackFunc::Callback holds
+     * here. The return value is ignored. Must not throw.
+     */
+    STDMETHOD(Completed)(THIS_ IQSNRequest * request, const QSN_OUTCOME* outcome, void* data) PURE;
+};
+
+/* What IQSNLog is told. */
+enum QSN_LOG_EVENT {
+    QSN_LOG_SESSION_STARTED = 1,
+    QSN_LOG_SESSION_ENDED = 2,
+    QSN_LOG_REQUEST_QUEUED = 3,    /* action: its QSN_REQUEST_KIND */
+    QSN_LOG_REQUEST_BEGUN = 4,     /* the worker thread has taken it up */
+    QSN_LOG_REQUEST_COMPLETED = 5, /* outcome: how it ended */
+    QSN_LOG_EXCHANGE = 6, /* one exchange with the service has ended; outcome: result, HTTP status, system's error
+                             and time */
+    QSN_LOG_CALLBACK = 7  /* IQSNCallbackFunc is called. action: its QSN_ACTION; callbackResult: its result */
+};
+enum QSN_LOG_LEVEL { QSN_LOG_ERROR = 1, QSN_LOG_INFO = 2, QSN_LOG_DETAIL = 3 };
+
+/* One line of the log. It holds no token, no name and no address. */
+typedef struct QSN_LOG_RECORD {
+    uint32_t size;       /* of this record in bytes */
+    uint32_t level;      /* a QSN_LOG_LEVEL */
+    uint64_t time;       /* UTC, in units of 100 ns since 1601, like a FILETIME */
+    uint32_t thread;     /* the system's number of the thread on which it happened */
+    uint32_t event;      /* a QSN_LOG_EVENT */
+    uint32_t request;    /* the number of the request; 0: none, or one of IPVSubscription */
+    int32_t action;      /* see the event */
+    QSN_OUTCOME outcome; /* see the event; else zeros */
+} QSN_LOG_RECORD;
+
+/* Implemented by the host. */
+#undef INTERFACE
+#define INTERFACE IQSNLog
+DECLARE_INTERFACE_(IQSNLog, IUnknown) {
+    QSN_INHERIT_UNKNOWN
+    /*
+     * Called on any thread, several at a time, in the middle of the library's work. It must be quick, must not throw,
+     * and must not call the library. The return value is ignored.
+     */
+    STDMETHOD(Write)(THIS_ const QSN_LOG_RECORD* record) PURE;
+};
+
+/* From QueryInterface on the library object. */
+#undef INTERFACE
+#define INTERFACE IQSNRequests
+DECLARE_INTERFACE_(IQSNRequests, IUnknown) {
+    QSN_INHERIT_UNKNOWN
+    /*
+     * Queues `request` and returns. `completion` may be null for a host that needs no answer. *started, if `started` is
+     * not null, becomes the request with a reference for the caller to release; that may happen after its completion.
+     * A failure means that nothing was queued and no completion comes.
+     * E_POINTER: null request. E_INVALIDARG: a size that is too small, an unknown kind or item, a text that is
+     * missing, or too long for an access token. QSN_RETURN_E_NOT_INITIALIZED. E_OUTOFMEMORY.
+     */
+    STDMETHOD(Start)(THIS_ const QSN_REQUEST* request, IQSNCompletion* completion, IQSNRequest** started) PURE;
+    /*
+     * From now on tells `log` of events up to `level`, a QSN_LOG_LEVEL; null ends that. Before Init or later. The
+     * library keeps a reference until the next call or the last Release; a call that has begun by then may still be
+     * under way. E_INVALIDARG: not a level.
+     */
+    STDMETHOD(SetLog)(THIS_ IQSNLog * log, uint32_t level) PURE;
 };
 
 /* ------------------------------------------------------------------------------------------------- the factory --- */
@@ -370,7 +587,9 @@ struct IPVSubscription2 : public IPVSubscription {
  */
 typedef HRESULT(STDAPICALLTYPE* CreateQSNFunc)(void** ppObject);
 
-extern "C" HRESULT STDAPICALLTYPE CreateQSN(void** ppObject);
-extern "C" HRESULT STDAPICALLTYPE CreateQSN2(void** ppObject);
+EXTERN_C HRESULT STDAPICALLTYPE CreateQSN(void** ppObject);
+EXTERN_C HRESULT STDAPICALLTYPE CreateQSN2(void** ppObject);
+
+#undef INTERFACE
 
 #endif /* QSN_QSN_H */
