@@ -33,9 +33,11 @@
 #include <stdint.h>
 
 #ifdef __cplusplus
+#define QSN_HRESULT(code) static_cast<HRESULT>(code)
 #define QSN_INHERIT_UNKNOWN
 #define QSN_INHERIT(base)
 #else
+#define QSN_HRESULT(code) ((HRESULT)(code))
 #define QSN_INHERIT_UNKNOWN                                     \
     STDMETHOD(QueryInterface)(THIS_ REFIID iid, void** object); \
     STDMETHOD_(ULONG, AddRef)(THIS);                            \
@@ -68,10 +70,10 @@
  * E_POINTER (0x80004003), E_FAIL (0x80004005), E_OUTOFMEMORY (0x8007000E), E_UNEXPECTED (0x8000FFFF) and E_INVALIDARG
  * (0x80070057).
  */
-#define QSN_RETURN_E_NO_TOKEN _HRESULT_TYPEDEF_(0x86210002L)            /* no token held or given */
-#define QSN_RETURN_E_NOT_INITIALIZED _HRESULT_TYPEDEF_(0x86210004L)     /* before Init, after Uninit */
-#define QSN_RETURN_E_ALREADY_INITIALIZED _HRESULT_TYPEDEF_(0x86210005L) /* Init while initialised */
-#define QSN_RETURN_E_TIMEOUT _HRESULT_TYPEDEF_(0x86210006L) /* a task waited for was dropped or took 120 s */
+#define QSN_RETURN_E_NO_TOKEN QSN_HRESULT(0x86210002L)            /* no token held or given */
+#define QSN_RETURN_E_NOT_INITIALIZED QSN_HRESULT(0x86210004L)     /* before Init, after Uninit */
+#define QSN_RETURN_E_ALREADY_INITIALIZED QSN_HRESULT(0x86210005L) /* Init while initialised */
+#define QSN_RETURN_E_TIMEOUT QSN_HRESULT(0x86210006L)             /* a task waited for was dropped or took 120 s */
 
 /*
  * What the callback gets as the result of every action except QSN_ACTION_NOTIFY. After 2, 3, 101 and 107 the session no
@@ -453,8 +455,8 @@ typedef struct QSN_REQUEST {
 } QSN_REQUEST;
 
 /* QSN_OUTCOME::result of requests that were not carried out to their end. */
-#define QSN_REQUEST_E_CANCELLED _HRESULT_TYPEDEF_(0x800704C7L)   /* by Cancel, Stop, Uninit or the last Release */
-#define QSN_REQUEST_E_OUT_OF_TIME _HRESULT_TYPEDEF_(0x800705B4L) /* its timeLimit is over */
+#define QSN_REQUEST_E_CANCELLED QSN_HRESULT(0x800704C7L)   /* by Cancel, Stop, Uninit or the last Release */
+#define QSN_REQUEST_E_OUT_OF_TIME QSN_HRESULT(0x800705B4L) /* its timeLimit is over */
 
 /* QSN_OUTCOME::serverResult if no reply of the service had one. */
 #define QSN_NO_SERVER_RESULT (-2147483647 - 1)
