@@ -58,17 +58,18 @@ HRESULT Connect(UniqueCom<IWbemServices>& services) {
 }
 
 // WMI can be ill for minutes.
-HRESULT Next(IEnumWbemClassObject* instances, HANDLE giveUp, UniqueCom<IWbemClassObject>& instance) {
+HRESULT Next(IEnumWbemClassObject* instances, Interruption* giveUp, UniqueCom<IWbemClassObject>& instance) {
     for (int slice = 0; slice < kSlices; ++slice) {
         ULONG count = 0;
         const HRESULT hr = instances->Next(kSlice, 1, Out(instance), &count);
         if (hr != kTimedOut) return hr;
-        if (giveUp && WaitForSingleObject(giveUp, 0) == WAIT_OBJECT_0) break;
+        if (giveUp) giveUp->Tend();
+        if (giveUp && giveUp->IsBrokenOff()) break;
     }
     return E_ABORT;
 }
 
-HRESULT FirstInstance(IWbemServices* services, const wchar_t* className, HANDLE giveUp,
+HRESULT FirstInstance(IWbemServices* services, const wchar_t* className, Interruption* giveUp,
                       UniqueCom<IWbemClassObject>& instance) {
     const UniqueBstr language(SysAllocString(L"WQL"));
     const UniqueBstr query(SysAllocString((std::wstring(L"SELECT * FROM ") + className).c_str()));
@@ -110,7 +111,7 @@ std::wstring JoinedElements(SAFEARRAY* array) {
     return text;
 }
 
-HRESULT Query(const wchar_t* className, HANDLE giveUp, std::wstring* text) {
+HRESULT Query(const wchar_t* className, Interruption* giveUp, std::wstring* text) {
     const ComOnThread com;
     if (FAILED(com.Result())) return com.Result();
     HRESULT hr = InitialiseSecurity();
@@ -148,7 +149,7 @@ std::wstring WmiPropertyText(const VARIANT& value) {
     return value.vt == (VT_ARRAY | VT_BSTR) ? JoinedElements(value.parray) : std::wstring();
 }
 
-HRESULT QueryWmiProperty(const wchar_t* className, DeviceText* value, HANDLE giveUp) {
+HRESULT QueryWmiProperty(const wchar_t* className, DeviceText* value, Interruption* giveUp) {
     if (!value) return E_INVALIDARG;
     return Guarded([&] {
         std::wstring text;
@@ -158,7 +159,7 @@ HRESULT QueryWmiProperty(const wchar_t* className, DeviceText* value, HANDLE giv
     });
 }
 
-HRESULT GetDeviceId(DeviceText& identifier, DeviceText* rawUuid, HANDLE giveUp) {
+HRESULT GetDeviceId(DeviceText& identifier, DeviceText* rawUuid, Interruption* giveUp) {
     DeviceText uuid = {};
     const HRESULT hr = QueryWmiProperty(L"Win32_ComputerSystemProduct", &uuid, giveUp);
     if (FAILED(hr)) return hr;

@@ -196,6 +196,7 @@ Outcome<std::string> MemberTokens::CommunicateToMemberAuth(RequestType type, con
     TraceA("Start to communicate to Server\n");
     Outcome<SignedReply> reply =
         m_exchange.CommunicateToServer(serverapi, strJsonData, "Quillfern/" + m_state.productSID);
+    m_session.NoteExchange();
     HandOn(reply.result, kUnit,
            "CommunicateToServer(strJsonData, &strServerResponse, &strToken, &strDigest, serverapi, TRUE)");
     return {reply.result, std::move(reply.value.body)};

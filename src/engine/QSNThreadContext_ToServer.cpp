@@ -90,6 +90,7 @@ Outcome<ReplyPayload> QSNThreadContext::RunOnlineOperation(const OnlineOperation
     const ServerURL serverapi = GetServerURL(operation.type, m_state.useTestbed, m_state.memberId);
     TraceA("Start to communicate to Server\n");
     const Outcome<SignedReply> reply = m_exchange.CommunicateToServer(serverapi, body.value);
+    NoteExchange();
     const HRESULT sent = HandOn(
         reply.result, kUnit, "CommunicateToServer(strJsonData, &strServerResponse, &strToken, &strDigest, serverapi)");
     if (FAILED(sent)) return {sent};
@@ -138,7 +139,7 @@ Outcome<std::string> QSNThreadContext::GenerateJSONData(RequestType type, std::s
 std::wstring QSNThreadContext::MachineID() {
     if (!m_strDeviceId.empty()) return m_strDeviceId;
     DeviceText identifier = {};
-    const HRESULT hr = GetDeviceId(identifier, nullptr, m_exchange.Client().BreakOffEvent());
+    const HRESULT hr = GetDeviceId(identifier, nullptr, &m_book->Waits());
     return SUCCEEDED(hr) ? identifier : L"DefaultHWID";
 }
 
@@ -150,6 +151,7 @@ HRESULT QSNThreadContext::ParseJSONResult(RequestType type, const SignedReply& r
     const HRESULT read = ReadEnvelope(reply.body, &envelope);
     if (FAILED(read)) return read;
     payload->serverResult = envelope.result;
+    Report().serverResult = envelope.result;
     *additionalMessage = std::move(envelope.additionalMessage);
 
     TraceA("Verify digest from Server\n");
