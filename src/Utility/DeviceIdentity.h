@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <string>
 
+#include "Utility/Outcome.h"
+
 namespace qsn {
 
 inline constexpr std::size_t kDeviceTextSize = 260;
@@ -16,10 +18,10 @@ using DeviceText = wchar_t[kDeviceTextSize];
 // A failing WMI query is returned unchanged and leaves both outputs as they were. `giveUp`: as below.
 HRESULT GetDeviceId(DeviceText& identifier, DeviceText* rawUuid, HANDLE giveUp = nullptr);
 
-// The property "UUID" of the first instance of a WMI class in ROOT\CIMV2. E_INVALIDARG for a null output.
+// The property "UUID" of the first instance of a WMI class in ROOT\CIMV2.
 // WBEM_E_NOT_FOUND if the class has no instance or the instance no such property; E_ABORT if WMI has none to show
 // within 10 s or the event `giveUp`, which may be null, is signalled meanwhile.
-HRESULT QueryWmiProperty(const wchar_t* className, DeviceText* value, HANDLE giveUp = nullptr);
+Outcome<std::wstring> QueryWmiProperty(const wchar_t* className, HANDLE giveUp = nullptr);
 // A text property as it is, the elements of a text array joined, empty for any other type.
 std::wstring WmiPropertyText(const VARIANT& value);
 
