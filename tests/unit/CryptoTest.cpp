@@ -35,7 +35,7 @@ TEST(Md5, HmacVectorsOfRfc2202) {
     EXPECT_EQ("750c783e6ab0b503eaa86e310a5db738", HmacMD5Hex(provider, "what do ya want for nothing?", "Jefe"));
     const std::string longKey(80, '\xAA'), message = "Test Using Larger Than Block-Size Key - Hash Key First";
     EXPECT_EQ("6b1ab7fe4bd7bf8f0b62e6ce61b9d0cd", HmacMD5Hex(provider, message, longKey));
-    // Not of the RFC, but widely published.
+    // Not in the RFC, but widely published.
     EXPECT_EQ("74e6f7298a9c2d168935f58c001bad88", HmacMD5Hex(provider, "", ""));
 }
 
@@ -77,7 +77,7 @@ TEST(MemberKey, IsRefusedWhereItAsksForAPassPhrase) {
     ERR_clear_error();
 }
 
-// That the service can read the token and a reply is believed only with its own pair is in the tests of whole requests.
+// The tests of whole requests show that the service can read the token, and that a reply needs its own pair.
 TEST(MessageAuthentication, ARequestCarriesTheNonceOfItsSecond) {
     std::uint32_t second = 0;
     MessageAuthentication authentication;
