@@ -34,7 +34,7 @@ std::optional<std::int64_t> TimeOf(int year, int month, int day, int hour, int m
     }
 }
 
-// In UTC, against the calendar of the C++ library.
+// In UTC, compared with the calendar of the C++ library.
 void CheckTime(int year, int month, int day, int hour, int minute, int second) {
     using namespace std::chrono;
     const auto isWithin = [](int value, int first, int last) { return value >= first && value <= last; };
@@ -57,7 +57,7 @@ void CheckDays(const SYSTEMTIME& a, const SYSTEMTIME& b, int days) {
     if (!IsExpressible(a) || !IsExpressible(b)) return;
     REQUIRE(qsn::DaysBetween(a, b) == -qsn::DaysBetween(b, a));
     REQUIRE(qsn::DaysBetween(a, a) == 0);
-    // The earlier, the longer past.
+    // What is past for a limit is past for a shorter one.
     REQUIRE(!qsn::IsPastDays(a, days) || days == INT_MIN || qsn::IsPastDays(a, days - 1));
 }
 
