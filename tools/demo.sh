@@ -69,7 +69,7 @@ run_two_hosts() {
     return "$result"
 }
 
-# A host gets a member token that ends soon, and has to have it renewed before it takes a token.
+# A host gets a member token that ends soon, and has to have it renewed. Then a token is taken away from it.
 run_token_care() {
     local token
     token=$(in_prefix "$DEMO_DIR/wineprefix" wine "$BUILD_DIR/bin/qsn-account-service.exe" \
