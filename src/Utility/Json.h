@@ -13,7 +13,7 @@ namespace qsn {
 // The one place that talks to jsoncpp's reader and writer. Nothing that they throw leaves these functions, except if
 // memory runs out while reading: a text that could not be read must not pass for one that is not JSON.
 std::optional<Json::Value> ParseJson(std::string_view text);
-// Compact, members in ascending byte order, one line feed at the end. E_OUTOFMEMORY if the writer ran out of it.
+// Compact, members in ascending byte order, one line feed at the end. E_OUTOFMEMORY if memory ran out.
 Outcome<std::string> WriteJson(const Json::Value& root);
 
 // jsoncpp's conversions without its exceptions. A member of a wrong type reads like a missing one, and so does a member
