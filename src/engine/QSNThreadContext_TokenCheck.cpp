@@ -16,17 +16,13 @@ HRESULT QSNThreadContext::CheckTokenValidCmdProc(bool singleSignOn) {
         DoCallback(QSN_ACTION_CHECK_TOKEN_ROUTINE_RESULT, QSN_CALLBACK_NETWORK_OR_UNKNOWN, nullptr);
         return S_FALSE;
     }
-    Outcome<ReplyPayload> check;
-    const HRESULT hr = Guarded([&] {
-        check = OnlineCheckTokenValid();
-        return check.result;
-    });
-    const int code = HRESULT2CallbackResult(hr);
+    const Outcome<ReplyPayload> check = Guarded([this] { return OnlineCheckTokenValid(); });
+    const int code = HRESULT2CallbackResult(check.result);
     // Some codes also stand for local failures, which say nothing about the token.
     const bool isRefused = check.value.serverResult != 0 && code > QSN_CALLBACK_NETWORK_OR_UNKNOWN;
     if (isRefused) DropRefusedToken(singleSignOn, code);
     DoCallback(QSN_ACTION_CHECK_TOKEN_ROUTINE_RESULT, code, nullptr);
-    return hr;
+    return check.result;
 }
 
 void QSNThreadContext::DropRefusedToken(bool singleSignOn, int callbackResult) {

@@ -91,13 +91,8 @@ StoreReading<SecretText> ReadProtected(const char* name, const char* failedTrace
 // `read`, with the line `noneTrace` if there is nothing.
 template <class Value>
 StoreReading<Value> Reading(const char* noneTrace, StoreReading<Value> (*read)()) {
-    StoreReading<Value> reading;
-    const HRESULT hr = Guarded([&] {
-        reading = read();
-        return reading.result;
-    });
-    reading.result = hr;
-    if (hr == S_FALSE && noneTrace) TraceA("%s", noneTrace);
+    StoreReading<Value> reading = Guarded(read);
+    if (reading.result == S_FALSE && noneTrace) TraceA("%s", noneTrace);
     return reading;
 }
 
