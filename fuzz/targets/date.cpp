@@ -24,12 +24,22 @@ SYSTEMTIME CheckText(std::string_view text) {
     return *date;
 }
 
+bool IsWithin(int value, int first, int last) { return value >= first && value <= last; }
+
+bool IsSound(int year, int month, int day, int hour, int minute, int second) {
+    return year >= 1900 && IsWithin(month, 1, 12) && IsWithin(day, 1, 31) && IsWithin(hour, 0, 23) &&
+           IsWithin(minute, 0, 59) && IsWithin(second, 0, 59);
+}
+
 // Nothing for what MakeTime refuses.
 std::optional<std::int64_t> TimeOf(int year, int month, int day, int hour, int minute, int second) {
+    const bool isSound = IsSound(year, month, day, hour, minute, second);
     try {
-        return qsn::MakeTime(year, month, day, hour, minute, second);
+        const std::int64_t time = qsn::MakeTime(year, month, day, hour, minute, second);
+        REQUIRE(isSound);
+        return time;
     } catch (const qsn::DateError& error) {
-        REQUIRE(error.code == E_FAIL || error.code == E_INVALIDARG);
+        REQUIRE(error.code == (isSound ? E_INVALIDARG : E_FAIL));
         return std::nullopt;
     }
 }
@@ -37,12 +47,8 @@ std::optional<std::int64_t> TimeOf(int year, int month, int day, int hour, int m
 // In UTC, compared with the calendar of the C++ library.
 void CheckTime(int year, int month, int day, int hour, int minute, int second) {
     using namespace std::chrono;
-    const auto isWithin = [](int value, int first, int last) { return value >= first && value <= last; };
-    const bool isSound = year >= 1900 && isWithin(month, 1, 12) && isWithin(day, 1, 31) && isWithin(hour, 0, 23) &&
-                         isWithin(minute, 0, 59) && isWithin(second, 0, 59);
     const auto time = TimeOf(year, month, day, hour, minute, second);
-    REQUIRE(isSound || !time);
-    if (!isSound || year > 9999) return;
+    if (!IsSound(year, month, day, hour, minute, second) || year > 9999) return;
     const auto firstOfMonth = sys_days(std::chrono::year(year) / month / 1);
     const auto expected = sys_seconds(firstOfMonth + days(day - 1)) + hours(hour) + minutes(minute) + seconds(second);
     REQUIRE(time.has_value() == (expected.time_since_epoch().count() >= 0));
