@@ -16,6 +16,7 @@ using namespace qsn::bench;
 
 void AddAll() {
     AddTaskRows();
+    AddHandleRows();
     AddRequestRows();
     AddReplyRows();
     AddAuthenticationRows();

@@ -432,8 +432,9 @@ enum QSN_REQUEST_KIND {
     QSN_REQUEST_GET_PRODUCTLIST_V2 = 3, /* IQSNList* of IQSNDataSet, or null if the service has none */
     QSN_REQUEST_GI_QUERY = 4,           /* const QSN_GI_QUOTA* */
     QSN_REQUEST_GI_LOG = 5,             /* null */
-    QSN_REQUEST_SIGNIN = 6,           /* null. `text`: an access token of at most 63 bytes, or null for the one that the
-                                         suite shares. If there is none, the request fails with callbackResult
+    QSN_REQUEST_SIGNIN =
+        6,                            /* null. `text`: an access token of at most 63 bytes, or null for the one that the
+                                         suite shares (with single sign-on). If there is none, the request fails with callbackResult
                                          QSN_CALLBACK_NOT_SIGNED_IN, and data is the login page address (narrow text) */
     QSN_REQUEST_SIGNOUT = 7,          /* null */
     QSN_REQUEST_GET_SIGNIN_URL = 8,   /* narrow text: the login page address */
