@@ -259,7 +259,7 @@ TransferError HttpsClient::Perform(Exchange& exchange) {
             lastByte = GetTickCount64();
         }
         if (GetTickCount64() - lastByte >= kTimeWithoutByte) return TransferError::kTimeout;
-        const DWORD pause = INFINITE;
+        const DWORD pause = m_interruption.Tend();
         if (m_interruption.IsBrokenOff()) return TransferError::kBrokenOff;
         // Woken by an interruption, before this or during it.
         curl_multi_poll(m_multi.get(), nullptr, 0, static_cast<int>(std::min(pause, kLookAtTheClock)), nullptr);
