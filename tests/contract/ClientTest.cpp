@@ -266,7 +266,7 @@ TEST_F(ClientTest, TellsFailuresApart) {
         {"expired", tls(TlsFault::kExpiredCertificate), Network(12037), {kProtocol}},
         {"other host", tls(TlsFault::kOtherHostCertificate), Network(12038), {kProtocol}},
         {"unknown", tls(TlsFault::kUnknownAuthority), Network(12045), {kProtocol}},
-        {"no TLS", tls(TlsFault::kPlainText), Network(12157), {kProtocol}},
+        {"no TLS", tls(TlsFault::kPlainText), Network(12157), {kProtocol, kTransient}},
         {"503", Reply({.status = 503}), http(503), {kTransient}},
         {"429", Reply({.status = 429}), http(429), {kTransient}},
         {"404", Reply({.status = 404}), http(404), {kRefused}},
