@@ -37,29 +37,53 @@ lint_scripts() {
 lint_public_header() {
     local stand_in standard
     stand_in=$(mktemp -d)
-    cat >"$stand_in/unknwn.h" <<'HEADER'
+    cat >"$stand_in/objbase.h" <<'HEADER'
 typedef long HRESULT;
 typedef unsigned long ULONG;
 typedef struct _GUID { unsigned long Data1; unsigned short Data2; unsigned short Data3; unsigned char Data4[8]; } GUID;
 typedef GUID IID;
-#define REFIID const IID&
 #define STDMETHODCALLTYPE __stdcall
 #define STDAPICALLTYPE __stdcall
+#define _HRESULT_TYPEDEF_(code) ((HRESULT)code)
+#ifdef __cplusplus
+#define EXTERN_C extern "C"
+#define REFIID const IID&
+#define PURE = 0
+#define THIS void
+#define THIS_
+#define DECLARE_INTERFACE_(name, base) struct __declspec(novtable) name : public base
 struct __declspec(uuid("00000000-0000-0000-C000-000000000046")) __declspec(novtable) IUnknown {
     virtual HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** object) = 0;
     virtual ULONG STDMETHODCALLTYPE AddRef() = 0;
     virtual ULONG STDMETHODCALLTYPE Release() = 0;
 };
+#else
+#define EXTERN_C extern
+#define REFIID const IID*
+#define PURE
+#define THIS INTERFACE* This
+#define THIS_ INTERFACE *This,
+#define DECLARE_INTERFACE_(name, base)                   \
+    typedef struct name { struct name##Vtbl* lpVtbl; } name; \
+    typedef struct name##Vtbl name##Vtbl;                \
+    struct name##Vtbl
+typedef struct IUnknown IUnknown;
+typedef unsigned short wchar_t;
+#endif
 HEADER
     local result=0
-    for standard in c++14 c++20; do
-        echo '#include <qsn/qsn.h>' | clang++-14 --target=x86_64-pc-windows-msvc -std=$standard -ffreestanding \
-            -fsyntax-only -Wall -Wextra -Werror -isystem "$stand_in" -I "$QSN_ROOT/include" -x c++ - || result=1
+    for standard in c11 c++14 c++20; do
+        echo '#include <qsn/qsn.h>' | clang-14 --target=x86_64-pc-windows-msvc -std=$standard -ffreestanding \
+            -fsyntax-only -Wall -Wextra -Werror -isystem "$stand_in" -I "$QSN_ROOT/include" \
+            -x "$([[ $standard == c++* ]] && echo c++ || echo c)" - || result=1
     done
-    for standard in c++17 c++20; do
-        echo '#include <qsn/client.hpp>' | clang++-14 --target="$CROSS" -std=$standard -fms-extensions \
-            -fdelayed-template-parsing -fsyntax-only -Wall -Wextra -Werror -isystem "$CXX_HEADERS" \
-            -isystem "$CXX_HEADERS/$CROSS" -I "$QSN_ROOT/include" -x c++ - || result=1
+    # This version of the compiler has coroutines in C++20 but does not announce them.
+    for standard in c++17 "c++20 -D__cpp_impl_coroutine=201902L"; do
+        # shellcheck disable=SC2086
+        (cd "$QSN_ROOT/include" && printf '#include <%s>\n' qsn/client.hpp qsn/client/*.hpp) |
+            clang++-14 --target="$CROSS" -std=$standard -fms-extensions -fdelayed-template-parsing -fsyntax-only -Wall \
+                -Wextra -Werror -isystem "$CXX_HEADERS" -isystem "$CXX_HEADERS/$CROSS" -I "$QSN_ROOT/include" \
+                -x c++ - || result=1
     done
     rm -rf "$stand_in"
     return "$result"
