@@ -75,8 +75,7 @@ Pair<Step> Reply(std::size_t size) {
     const auto body = std::make_shared<const std::string>(size, 'x');
     const auto key = std::make_shared<const ProvidedKey>(KeySlot::kReply);
     const service::TokenAndDigest pair = service::Authenticator(QSN_TEST_KEY_DIR).Make(*body);
-    std::string block;
-    HexToBytes(pair.token, &block);
+    const std::string block = HexToBytes(pair.token).value();
     const auto authentication = std::make_shared<MessageAuthentication>();
     const auto crypto = std::make_shared<BareCrypto>();
     const auto ours = [=] {

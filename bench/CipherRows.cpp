@@ -114,10 +114,7 @@ Pair<Step> Wrapping() {
     const std::string pem = PemOfNewKey();
     const auto bareKey = std::make_shared<const std::string>(BareKey(pem));
     const AesKey aesKey{1, 2, 3};
-    const auto ours = [=] {
-        std::string text;
-        Require(EncryptAESKeyByRSAKey(*bareKey, aesKey, &text) == S_OK, "EncryptAESKeyByRSAKey");
-    };
+    const auto ours = [=] { Require(EncryptAESKeyByRSAKey(*bareKey, aesKey).result == S_OK, "EncryptAESKeyByRSAKey"); };
     return {ours, [=] { WrapBare(pem, aesKey); }};
 }
 
@@ -188,20 +185,14 @@ constexpr std::size_t kTextSize = 2048;
 Pair<Step> Sealing(Codec codec) {
     StartLibCrypto();
     const auto text = std::make_shared<const std::string>(kTextSize, 'x');
-    const auto ours = [=] {
-        std::string encoded;
-        Require(EncryptByAESKey(kKey, kIv, *text, &encoded) == S_OK, "EncryptByAESKey");
-    };
+    const auto ours = [=] { Require(EncryptByAESKey(kKey, kIv, *text).result == S_OK, "EncryptByAESKey"); };
     return {ours, [=] { EncryptBare(codec, kKey, *text); }};
 }
 
 Pair<Step> Opening(Codec codec) {
-    const auto encoded = std::make_shared<std::string>();
-    Require(EncryptByAESKey(kKey, kIv, std::string(kTextSize, 'x'), encoded.get()) == S_OK, "EncryptByAESKey");
-    const auto ours = [=] {
-        std::string text;
-        Require(DecryptByAESKey(kKey, kIv, *encoded, &text) == S_OK, "DecryptByAESKey");
-    };
+    const auto encoded =
+        std::make_shared<const std::string>(EncryptByAESKey(kKey, kIv, std::string(kTextSize, 'x')).value);
+    const auto ours = [=] { Require(DecryptByAESKey(kKey, kIv, *encoded).result == S_OK, "DecryptByAESKey"); };
     return {ours, [=] { DecryptBare(codec, kKey, *encoded, kTextSize); }};
 }
 

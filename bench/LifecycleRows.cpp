@@ -41,10 +41,7 @@ void QueryBare() {
     CoUninitialize();
 }
 
-void QueryOurs() {
-    DeviceText text = {};
-    QueryWmiProperty(L"Win32_ComputerSystemProduct", &text);
-}
+void QueryOurs() { QueryWmiProperty(L"Win32_ComputerSystemProduct"); }
 
 // Two threads started, like the worker and the timer; their ends are not timed.
 double StartTwoThreads() {

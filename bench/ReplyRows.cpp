@@ -39,13 +39,8 @@ std::string MakeBody(int products) {
 
 // To the list that the callback gets; what was parsed is freed after that.
 double TimeOfReading(const std::string& body) {
-    auto envelope = std::make_unique<ReplyEnvelope>();
-    ReplyPayload payload;
-    return TimeOf([&] {
-        ReadEnvelope(body, envelope.get());
-        payload.source = std::move(envelope->data);
-        ReadPayload(RequestType::kGetProductList, payload.source, &payload);
-    });
+    Outcome<ReplyPayload> payload;
+    return TimeOf([&] { payload = ReadPayload(RequestType::kGetProductList, ReadEnvelope(body).value.data); });
 }
 
 double TimeOfParsing(const std::string& body) {
@@ -77,13 +72,11 @@ double TextBytes(IQSNList& list) {
 // In a process in which nothing was freed yet, so that no block of something earlier is used again.
 Figures MemoryOfAProduct() {
     constexpr int kProducts = 50000;
-    ReplyEnvelope envelope;
-    ReadEnvelope(MakeBody(kProducts), &envelope);
-    ReplyPayload payload;
+    Outcome<ReplyEnvelope> envelope = ReadEnvelope(MakeBody(kProducts));
     const std::size_t before = test::PrivateBytes();
-    ReadPayload(RequestType::kGetProductList, envelope.data, &payload);
+    const auto payload = ReadPayload(RequestType::kGetProductList, std::move(envelope.value.data));
     return {static_cast<double>(test::PrivateBytes() - before) / kProducts,
-            TextBytes(*payload.productList) / kProducts};
+            TextBytes(*payload.value.productList) / kProducts};
 }
 
 }  // namespace

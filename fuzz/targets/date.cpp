@@ -13,22 +13,15 @@
 
 namespace {
 
-constexpr WORD kUntouched = 0xFFFF;
-
-SYSTEMTIME CheckText(const char* text, std::size_t size) {
-    SYSTEMTIME date{};
-    date.wYear = date.wHour = kUntouched;
-    qsn::ParseDate(text, size, &date);
-    const bool isDate =
-        size >= 8 && std::string_view(text, 8).find_first_not_of("0123456789") == std::string_view::npos;
-    if (!isDate) {
-        REQUIRE(date.wYear == kUntouched && date.wHour == kUntouched);
-        return {};
-    }
+SYSTEMTIME CheckText(std::string_view text) {
+    const std::optional<SYSTEMTIME> date = qsn::ParseDate(text);
+    const std::string_view digits = text.substr(0, 8);
+    REQUIRE(date.has_value() == (digits.size() == 8 && digits.find_first_not_of("0123456789") == digits.npos));
+    if (!date) return {};
     char again[32];
-    std::snprintf(again, sizeof(again), "%04d%02d%02d", date.wYear, date.wMonth, date.wDay);
-    REQUIRE(std::string_view(again) == std::string_view(text, 8) && date.wHour == 0);
-    return date;
+    std::snprintf(again, sizeof(again), "%04d%02d%02d", date->wYear, date->wMonth, date->wDay);
+    REQUIRE(again == digits && date->wHour == 0);
+    return *date;
 }
 
 // Nothing for what MakeTime refuses.
@@ -88,9 +81,9 @@ struct Numbers {
 extern "C" int LLVMFuzzerInitialize(int*, char***) { return setenv("TZ", "UTC0", 1); }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const SYSTEMTIME a = CheckText(reinterpret_cast<const char*>(data), size);
-    const std::size_t first = std::min<std::size_t>(size, 8);
-    const SYSTEMTIME b = CheckText(reinterpret_cast<const char*>(data + first), size - first);
+    const std::string_view text(reinterpret_cast<const char*>(data), size);
+    const SYSTEMTIME a = CheckText(text);
+    const SYSTEMTIME b = CheckText(text.substr(std::min<std::size_t>(size, 8)));
     const auto numbers = Take<Numbers>(data, size);
     for (const int year : {numbers.year, 1900 + numbers.year % 1000})
         CheckTime(year, numbers.month, numbers.day, numbers.hour, numbers.minute, numbers.second);

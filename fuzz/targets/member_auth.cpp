@@ -13,13 +13,8 @@ namespace {
 using qsn::JsonText;
 using qsn::RequestType;
 
-constexpr char kUntouched[] = "untouched";
-constexpr std::uint32_t kUntouchedNumber = 0xDEADBEEF;
-
 void CheckResponse(RequestType type, std::string_view reply, const Json::Value* root) {
-    std::string text = kUntouched;
-    std::uint32_t identifier = kUntouchedNumber;
-    const HRESULT hr = qsn::ParseMemberAuthResponse(type, reply, &identifier, &text);
+    const auto [hr, value] = qsn::ParseMemberAuthResponse(type, reply);
     const bool isReply = root && root->isObject() && root->isMember("status");
     const bool succeeds = isReply && JsonText(*root, "status") == "SUCCESS";
     const bool isKnown = type == RequestType::kInitMemberAuth || type == RequestType::kRefreshMemberToken;
@@ -31,20 +26,19 @@ void CheckResponse(RequestType type, std::string_view reply, const Json::Value* 
                    : succeeds && !isKnown ? E_NOTIMPL
                                           : S_OK));
     if (!succeeds || !isKnown || isUnfit) {
-        REQUIRE(text == kUntouched && identifier == kUntouchedNumber);
+        REQUIRE(value.text.empty() && value.id == 0);
     } else if (type == RequestType::kRefreshMemberToken) {
-        REQUIRE(text == JsonText(*root, "info") && identifier == kUntouchedNumber);
+        REQUIRE(value.text == JsonText(*root, "info") && value.id == 0);
     } else {
-        REQUIRE(text == JsonText(info, "public_key"));
-        REQUIRE(identifier == (id.isUInt() ? id.asUInt() : 0));
+        REQUIRE(value.text == JsonText(info, "public_key"));
+        REQUIRE(value.id == (id.isUInt() ? id.asUInt() : 0));
     }
 }
 
 void CheckClaims(std::string_view payload, const Json::Value* root) {
-    qsn::MemberTokenClaims claims{-1, kUntouchedNumber};
-    const HRESULT hr = qsn::ReadMemberTokenClaims(payload, &claims);
+    const auto [hr, claims] = qsn::ReadMemberTokenClaims(payload);
     if (!root || !root->isObject()) {
-        REQUIRE(hr == E_INVALIDARG && claims.expiry == -1 && claims.memberId == kUntouchedNumber);
+        REQUIRE(hr == E_INVALIDARG);
         return;
     }
     const Json::Value& expiry = qsn::JsonMember(*root, "exp");
@@ -55,13 +49,12 @@ void CheckClaims(std::string_view payload, const Json::Value* root) {
 
 // What the writer puts out for `token`, read back.
 std::string WrittenAndRead(const std::string& token, std::uint64_t memberId) {
-    std::string text;
-    REQUIRE(qsn::WriteMemberRefreshSecret(token, memberId, &text) == S_OK);
+    const std::string text = qsn::WriteMemberRefreshSecret(token, memberId).value;
     REQUIRE(std::ranges::count(text, '\n') == 1 && text.back() == '\n');
-    Json::Value root;
-    REQUIRE(qsn::ParseJson(text, &root) && root.size() == 2);
-    REQUIRE(qsn::JsonMember(root, "memberId").asUInt64() == memberId);
-    return JsonText(root, "refreshToken");
+    const std::optional<Json::Value> root = qsn::ParseJson(text);
+    REQUIRE(root && root->size() == 2);
+    REQUIRE(qsn::JsonMember(*root, "memberId").asUInt64() == memberId);
+    return JsonText(*root, "refreshToken");
 }
 
 // A text that is not UTF-8 cannot be sent as it is; what is sent for it is.
@@ -76,8 +69,8 @@ void CheckWriter(const std::string& token) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string_view text(reinterpret_cast<const char*>(data), size);
-    Json::Value parsed;
-    const Json::Value* const root = qsn::ParseJson(text, &parsed) ? &parsed : nullptr;
+    const std::optional<Json::Value> parsed = qsn::ParseJson(text);
+    const Json::Value* const root = parsed ? &*parsed : nullptr;
     for (const RequestType type :
          {RequestType::kInitMemberAuth, RequestType::kRefreshMemberToken, RequestType::kGetUserInfo})
         CheckResponse(type, text, root);
@@ -89,9 +82,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     REQUIRE(envelope.result == (isReadable ? qsn::JsonInt(*root, "result") : unreadable));
     REQUIRE(envelope.additionalMessage == (root ? JsonText(*root, "additionalMessage") : ""));
 
-    std::string token = kUntouched;
-    REQUIRE(qsn::ReadRenewedMemberToken(text, &token) == (root ? S_OK : E_INVALIDARG));
-    REQUIRE(token == (root ? JsonText(*root, "memberToken") : kUntouched));
+    const auto [hr, token] = qsn::ReadRenewedMemberToken(text);
+    REQUIRE(hr == (root ? S_OK : E_INVALIDARG));
+    REQUIRE(token == (root ? JsonText(*root, "memberToken") : ""));
 
     CheckWriter(std::string(text));
     return 0;

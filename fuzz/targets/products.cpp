@@ -37,13 +37,13 @@ void CheckItem(IQSNDataSet& item, const Json::Value& product) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    Json::Value products;
-    if (!qsn::ParseJson({reinterpret_cast<const char*>(data), size}, &products)) return 0;
-    const qsn::UniqueCom<IQSNList> list = qsn::ReadProductList(products);
-    const uint32_t count = products.isArray() ? products.size() : 0;
+    const auto products = qsn::ParseJson({reinterpret_cast<const char*>(data), size});
+    if (!products) return 0;
+    const qsn::UniqueCom<IQSNList> list = qsn::ReadProductList(*products);
+    const uint32_t count = products->isArray() ? products->size() : 0;
     REQUIRE(list->GetCount() == count);
     void* nothing = nullptr;
     REQUIRE(list->GetItem(count, &nothing) == E_INVALIDARG && nothing == nullptr);
-    for (uint32_t i = 0; i < count; ++i) CheckItem(*qsn::fuzz::Item(*list, i), products[i]);
+    for (uint32_t i = 0; i < count; ++i) CheckItem(*qsn::fuzz::Item(*list, i), (*products)[i]);
     return 0;
 }

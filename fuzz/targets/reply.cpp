@@ -44,8 +44,8 @@ void CheckQuota(const Json::Value& data, const QSN_GI_QUOTA& quota) {
 
 void CheckPayload(RequestType type, const Json::Value& data) {
     const bool hasPayload = type != RequestType::kInitMemberAuth && type != RequestType::kRefreshMemberToken;
-    qsn::ReplyPayload payload;
-    REQUIRE(qsn::ReadPayload(type, data, &payload) == (hasPayload ? S_OK : E_NOTIMPL));
+    const auto [hr, payload] = qsn::ReadPayload(type, data);
+    REQUIRE(hr == (hasPayload ? S_OK : E_NOTIMPL));
     REQUIRE(payload.nextVerifyTime.has_value() == (data.isObject() && data.isMember("nextVerifyTime")));
     const bool isList = type == RequestType::kGetProductList || type == RequestType::kGetProductListV2;
     const bool isNothing = type == RequestType::kGetProductListV2 && data.isNull();
@@ -60,21 +60,19 @@ void CheckPayload(RequestType type, const Json::Value& data) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string_view reply(reinterpret_cast<const char*>(data), size);
-    qsn::ReplyEnvelope envelope;
-    const HRESULT hr = qsn::ReadEnvelope(reply, &envelope);
-
-    Json::Value root;
-    if (!qsn::ParseJson(reply, &root)) {
+    const auto [hr, envelope] = qsn::ReadEnvelope(reply);
+    const std::optional<Json::Value> root = qsn::ParseJson(reply);
+    if (!root) {
         REQUIRE(hr == E_INVALIDARG);
         return 0;
     }
-    const bool complete =
-        qsn::JsonMember(root, "result").isConvertibleTo(Json::intValue) && root.isObject() && root.isMember("result");
+    const bool complete = qsn::JsonMember(*root, "result").isConvertibleTo(Json::intValue) && root->isObject() &&
+                          root->isMember("result");
     REQUIRE(hr == (complete ? S_OK : qsn::kReplyWithoutResult));
     if (!complete) return 0;
-    REQUIRE(envelope.result == qsn::JsonInt(root, "result"));
-    REQUIRE(envelope.additionalMessage == JsonText(root, "additionalMessage"));
-    REQUIRE(envelope.data == qsn::JsonMember(root, "data"));
+    REQUIRE(envelope.result == qsn::JsonInt(*root, "result"));
+    REQUIRE(envelope.additionalMessage == JsonText(*root, "additionalMessage"));
+    REQUIRE(envelope.data == qsn::JsonMember(*root, "data"));
     for (const RequestType type :
          {RequestType::kSignOut, RequestType::kGetUserInfo, RequestType::kGetProductList, RequestType::kVerifyToken,
           RequestType::kQueryGIQuota, RequestType::kLogGIQuota, RequestType::kGetProductListV2,

@@ -49,7 +49,7 @@ struct User {
 
 struct Accounts {
     std::vector<User> users = {};
-    std::optional<std::vector<std::string>> productSids = {};  // those that the login page knows; nothing: any
+    std::optional<std::vector<std::string>> productSids = {};  // that the login page knows; nothing: any
 
     User* FindByAccessToken(std::string_view token);
     User* FindByMemberToken(std::string_view token);

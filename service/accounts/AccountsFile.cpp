@@ -94,7 +94,7 @@ constexpr std::string_view kUserMembers[] = {
     "productsV2", "quotas",   "messages",  "nextVerifyTime", "refreshTokens", "memberId", "memberTokenLifetime",
     "password"};
 
-// The library takes access tokens of at most so many characters.
+// The longest access token that the library takes, in characters.
 constexpr std::size_t kLongestToken = 63;
 
 Site ReadSite(const Node& node) {

@@ -8,7 +8,7 @@
 
 namespace qsn::service {
 
-// what() is one line that names the place in the document and what is wrong there.
+// what() is one line: the place in the document, and what is wrong there.
 class AccountsError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

@@ -25,7 +25,7 @@ std::string ToBase64(std::span<const std::uint8_t> bytes) {
 std::string ToBase64(std::string_view bytes) { return ToBase64(std::span(DataOf(bytes), bytes.size())); }
 
 std::optional<Bytes> FromBase64(std::string_view text) {
-    // OpenSSL's decoder passes over blanks, and counts the padding as bytes.
+    // OpenSSL's decoder skips blanks and counts the padding as bytes.
     const std::size_t digits = std::min(text.find_first_not_of(kAlphabet), text.size());
     const std::string_view padding = text.substr(digits);
     if (text.size() % 4 != 0 || padding.size() > kMostPadding || padding.find_first_not_of('=') != padding.npos) {

@@ -8,14 +8,14 @@
 namespace qsn::service {
 
 // Makes member tokens: JWTs whose three parts are Base64 of the standard alphabet without padding, because the library
-// decodes that alphabet only. Signed with a key that lives as long as the issuer. Any thread may call.
+// decodes that alphabet only. The key that signs them lives as long as the issuer. Any thread may call.
 class JwtIssuer {
 public:
     JwtIssuer();
 
-    // Issued now; a lifetime that is not positive makes a token that has expired.
+    // Issued now. If the lifetime is not positive, the token has expired already.
     std::string Issue(int memberId, std::chrono::seconds lifetime) const;
-    // Any payload, for what no honest issuer would say.
+    // Any payload, even one that no honest issuer would sign.
     std::string Sign(const std::string& payload) const;
 
 private:

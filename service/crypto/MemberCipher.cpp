@@ -10,7 +10,7 @@ namespace qsn::service {
 namespace {
 
 constexpr std::size_t kMemberTagSize = 16;
-// 12 bytes are this mode's default length, so OpenSSL is not told it.
+// 12 bytes are this mode's default, so OpenSSL need not be told.
 constexpr std::string_view kInitialisationVector = "ZTHarborKeys";
 
 using CipherContextPtr = std::unique_ptr<EVP_CIPHER_CTX, OpenSslDeleter<EVP_CIPHER_CTX_free>>;

@@ -16,7 +16,7 @@ using MemberCipherKey = std::span<const std::uint8_t, kMemberKeySize>;
 
 // AES-128-GCM under the protocol's fixed initialisation vector: the ciphertext, then the tag.
 Bytes EncryptMemberText(MemberCipherKey key, std::string_view plainText);
-// Nothing when the tag is not that of the ciphertext.
+// Nothing if the tag does not belong to the ciphertext.
 std::optional<std::string> DecryptMemberText(MemberCipherKey key, std::span<const std::uint8_t> sealed);
 
 }  // namespace qsn::service

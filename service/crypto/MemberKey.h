@@ -16,7 +16,7 @@ public:
 
     // Base64 of the SubjectPublicKeyInfo, as one line without markers.
     std::string PublicBody() const;
-    // By OAEP with SHA-256 for both of its digests.
+    // OAEP with SHA-256 for both of its digests.
     std::optional<Bytes> Unwrap(std::span<const std::uint8_t> wrapped) const;
 
 private:

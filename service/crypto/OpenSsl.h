@@ -27,7 +27,7 @@ using BioPtr = std::unique_ptr<BIO, OpenSslDeleter<BIO_free_all>>;
 using SslContextPtr = std::unique_ptr<SSL_CTX, OpenSslDeleter<SSL_CTX_free>>;
 using SslPtr = std::unique_ptr<SSL, OpenSslDeleter<SSL_free>>;
 
-// Unless `done`, throws std::runtime_error that names the call, with OpenSSL's reason.
+// Throws std::runtime_error unless `done`: it names the call and OpenSSL's reason.
 void RequireOpenSsl(bool done, const char* call);
 
 }  // namespace qsn::service

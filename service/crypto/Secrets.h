@@ -8,12 +8,12 @@
 
 namespace qsn::service {
 
-// So many random bytes, as lower-case hexadecimal.
+// That many random bytes, as lower-case hexadecimal.
 std::string RandomHex(std::size_t bytes);
 
 Bytes Sha256(std::string_view bytes);
 
-// In a time that tells nothing about `expected`, not even its length.
+// The time that it takes tells nothing about `expected`, not even its length.
 bool EqualSecrets(std::string_view given, std::string_view expected);
 
 }  // namespace qsn::service

@@ -10,7 +10,7 @@ namespace qsn::service {
 namespace {
 
 constexpr int kZlibWindow = 15;
-// zlib writes the gzip frame in place of its own when 16 is added to the window size.
+// zlib writes the gzip frame in place of its own if 16 is added to the window size.
 constexpr int kGzipWindow = kZlibWindow + 16;
 constexpr int kMemoryLevel = 8;
 
@@ -26,7 +26,7 @@ public:
     Deflater& operator=(const Deflater&) = delete;
 
     std::string Finish(std::string_view text) { return Run(text, Z_FINISH, Z_STREAM_END); }
-    // What follows does not refer to what went before.
+    // What follows does not refer back.
     std::string Flush(std::string_view text) { return Run(text, Z_FULL_FLUSH, Z_OK); }
 
 private:

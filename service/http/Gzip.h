@@ -10,7 +10,7 @@ std::string Gzip(std::string_view text);
 std::string Deflate(std::string_view text);
 std::string BareDeflate(std::string_view text);
 
-// The start of a gzip frame that holds `text`, and bytes that add `more` to it each time that they follow.
+// The start of a gzip frame that holds `text`, and bytes that add `more` to it as often as they are sent.
 struct OpenGzip {
     std::string text;
     std::string more;

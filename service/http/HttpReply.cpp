@@ -51,7 +51,7 @@ WireReply Compose(const HttpReply& reply, const ReplyChange& change, bool keepAl
     http::fields headers = reply.headers;
     if (!keepAlive) headers.set(http::field::connection, "close");
     if (!reply.more.empty()) {
-        // It has no length.
+        // Its length is not known.
     } else if (!change.chunks.empty()) {
         headers.set(http::field::transfer_encoding, "chunked");
         body = Chunked(reply.body, change);

@@ -12,7 +12,7 @@ struct HttpReply {
     int status = 200;
     boost::beast::http::fields headers = {};
     std::string body = {};
-    std::string more = {};  // not empty: follows the body over and over
+    std::string more = {};  // not empty: sent behind the body again and again
 
     static HttpReply Of(int status, std::string_view type, std::string body);
     static HttpReply Text(int status, std::string text) {
@@ -20,7 +20,7 @@ struct HttpReply {
     }
 };
 
-// With the changes, and in the pace that they ask for. False: the connection is to be closed.
+// With the changes, and at the pace that they ask for. False: the connection is to be closed.
 bool Send(const HttpReply& reply, const ReplyChange& change, bool keepAlive, ByteStream& stream,
           const StopSignal& stop);
 

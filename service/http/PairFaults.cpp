@@ -5,7 +5,7 @@
 namespace qsn::service {
 namespace {
 
-// More than clients keep of a token, less than makes a header line that an HTTP client refuses.
+// More than clients keep of a token, but not so much that an HTTP client refuses the header line.
 constexpr std::size_t kTooLongSize = 600;
 
 std::string WithOtherDigit(std::string value) {

@@ -26,8 +26,8 @@ struct RecordedRequest {
     std::string requestType;  // the operation: "getUserInfo", "memberRefresh", …; empty if there is none
     RequestCheck check = RequestCheck::kNotNeeded;
     std::string checkReason;  // why the check refused it
-    std::string nonce;        // the digits inside "X-token", when they could be read
-    std::string refusal;      // why the service refused it; empty when it did not
+    std::string nonce;        // the digits inside "X-token", if they could be read
+    std::string refusal;      // why the service refused it; empty if it did not
 
     // Of a member token's refresh: the plain text inside the envelope that is the body; empty if it did not decrypt.
     std::string decryptedBody;

@@ -35,7 +35,7 @@ struct RequestMatch {
 enum class PairFault { kNone, kOmitted, kEmpty, kWrong, kUpperCase, kOddLength, kNoHex, kTooLong };
 
 enum class Compression {
-    kWhenAccepted,  // gzip when the request takes it and the body is worth it
+    kWhenAccepted,  // gzip if the request takes it and the body is worth it
     kNone,
     kGzip,
     kTwoGzips,  // one after the other, each with its own head and checksum
@@ -45,7 +45,7 @@ enum class Compression {
     kCutGzip       // all of the body, but neither checksum nor length behind it
 };
 
-// What to change in the reply that the service would give. Each member left alone keeps the service's own behaviour.
+// What to change in the reply that the service would give. A member that is left alone changes nothing.
 struct ReplyChange {
     // The envelope; the pair is made for whatever text results.
     std::optional<int> result = {};
@@ -72,7 +72,7 @@ struct ReplyChange {
     std::string before = {};  // these very bytes ahead of the reply, for instance replies of status 1xx
     bool endless = false;     // blanks follow the body for as long as the client reads
 
-    // The way.
+    // The transfer.
     std::shared_ptr<const ReplyGate> gate = {};  // holds the reply back, before any delay
     std::chrono::milliseconds delay{0};          // before the first byte
     std::size_t pieceSize = 0;                   // not 0: header and body leave in pieces of this size …
@@ -83,8 +83,8 @@ struct ReplyChange {
     bool neverReply = false;  // holds the connection until the client or the server ends it
 };
 
-// The rules of a test. Of the rules that match a request one applies: the oldest of those with a count that is not used
-// up yet, otherwise the newest without a count. Any thread may call any member.
+// The rules of a test. One of those that match a request applies: the oldest with a count that is not used up yet, else
+// the newest without a count. Any thread may call any member.
 class Script {
 public:
     void Once(ReplyChange change, RequestMatch match = {}) { Times(1, std::move(change), std::move(match)); }

@@ -16,7 +16,7 @@ struct LeafTraits {
 };
 
 // A development authority with a name and key identifiers of its own, and the key pair that its leaf certificates
-// share. Making one costs two key generations. Windows reads the trusted roots once a process (so does Wine), so a
+// share. Making one costs two key generations. Windows and Wine read the trusted roots once in a process, so a
 // process with several servers gives them all the same authority.
 class CertificateAuthority {
 public:

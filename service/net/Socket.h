@@ -46,14 +46,14 @@ private:
 Socket ListenOnLoopback(std::uint16_t port);
 [[noreturn]] void ThrowSocketError(const char* call);
 
-// Ends waits on sockets from another thread, for good. An unread datagram keeps its socket readable: every
-// wait selects on it besides its own socket. Closing a socket under its reader would end the wait too, but the handle
-// may by then belong to somebody else in the process.
+// Ends waits on sockets from another thread, for good. An unread datagram keeps its socket readable, and every wait
+// selects on it besides its own socket. Closing a socket under its reader would end the wait too, but by then the
+// handle may belong to somebody else in the process.
 class StopSignal {
 public:
     StopSignal();
     void Raise() const;
-    // True when it was raised within `time`.
+    // True if it was raised within `time`.
     bool WaitFor(std::chrono::milliseconds time) const;
     void Wait() const;
 
@@ -63,7 +63,7 @@ private:
     Socket socket_;
 };
 
-// False when the signal was raised first, or the wait failed.
+// False if the signal was raised first, or the wait failed.
 bool WaitReadable(SOCKET socket, const StopSignal& stop);
 bool WaitWritable(SOCKET socket, const StopSignal& stop);
 

@@ -18,10 +18,10 @@ SslContextPtr MakeTlsContext(const CertificateAuthority& authority, const HostNa
     const bool old = fault == TlsFault::kOldProtocolOnly;
     // TLS 1.1 signs with SHA-1, which the usual security level forbids.
     if (old) SSL_CTX_set_security_level(context.get(), 0);
-    // A maximum is set because this OpenSSL has no key exchange of TLS 1.3: a client that offers it would get an alert.
+    // This OpenSSL has no key exchange of TLS 1.3. Without a maximum, a client that offers it would get an alert.
     SSL_CTX_set_min_proto_version(context.get(), old ? TLS1_VERSION : TLS1_2_VERSION);
     SSL_CTX_set_max_proto_version(context.get(), old ? TLS1_1_VERSION : TLS1_2_VERSION);
-    // A resumed session would skip the certificate of the fault.
+    // In a resumed session the client would not see the certificate of the fault.
     SSL_CTX_set_session_cache_mode(context.get(), SSL_SESS_CACHE_OFF);
     SSL_CTX_set_options(context.get(), SSL_OP_NO_TICKET);
     SSL_CTX_set_mode(context.get(), SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER);

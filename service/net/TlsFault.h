@@ -12,7 +12,7 @@ enum class TlsFault {
     // What the client's first message meets:
     kCloseInHandshake,
     kSilenceInHandshake,
-    kPlainText  // a refusal in clear, as from a server without TLS
+    kPlainText  // a refusal in plain text, as from a server without TLS
 };
 
 }  // namespace qsn::service

@@ -7,7 +7,7 @@
 namespace qsn::service {
 namespace {
 
-// Above a TLS record nothing is gained.
+// More than a TLS record gains nothing.
 constexpr std::size_t kMostAtOnce = 16384;
 
 int Portion(std::size_t size) { return static_cast<int>(std::min(size, kMostAtOnce)); }

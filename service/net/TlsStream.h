@@ -16,7 +16,7 @@ public:
     void SendCloseNotify();
 
 private:
-    // Waits for what the last call of `ssl_` needs before it can be repeated; false when it cannot be.
+    // Waits for what the last call of `ssl_` needs before it can be repeated. False if it cannot be.
     bool WaitToRepeat(int result);
 
     SslPtr ssl_;

@@ -22,7 +22,7 @@ CertificateStore OpenRoots() {
     return CertificateStore(CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0, CERT_SYSTEM_STORE_CURRENT_USER, L"Root"));
 }
 
-// Closing alone does not write a deletion under Wine.
+// Under Wine closing alone does not write a deletion.
 bool Commit(HCERTSTORE store) { return CertControlStore(store, 0, CERT_STORE_CTRL_COMMIT, nullptr) != FALSE; }
 
 void Trust(std::span<const std::uint8_t> der) {

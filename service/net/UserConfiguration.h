@@ -10,7 +10,7 @@ namespace qsn::service {
 
 // Sends the current user's HTTPS through the proxy on `port` and trusts `authorityDer`, until destruction puts both
 // back. Meant for a throw-away Wine prefix or a test account. Create it before the process's first HTTPS request: the
-// trusted roots are read once a process. Throws std::system_error.
+// trusted roots are read once in a process. Throws std::system_error.
 class UserConfiguration {
 public:
     UserConfiguration(std::uint16_t port, std::span<const std::uint8_t> authorityDer);

@@ -27,7 +27,7 @@ KeyContextPtr ContextOf(EVP_PKEY* key, int (*start)(EVP_PKEY_CTX*)) {
 
 bool IsDigit(std::uint8_t c) { return c >= '0' && c <= '9'; }
 
-// The digits at the start of a block that holds digits, then NULs; empty when it does not.
+// The digits at the start of a block that holds digits, then NULs. Empty if it holds anything else.
 std::string NonceIn(std::span<const std::uint8_t> block) {
     if (block.size() != kNonceBlockSize) return {};
     const auto end = std::find_if_not(block.begin(), block.end(), IsDigit);

@@ -15,8 +15,8 @@ struct TokenAndDigest {
     std::string digest;
 };
 
-// The server's ends of the two key pairs: checks the pair of a request, makes that of a reply. On the wire numbers are
-// little-endian, as the Windows cryptography of the clients writes them. Any thread may call.
+// The server's ends of the two key pairs: checks the pair of a request and makes that of a reply. Numbers on the wire
+// are little-endian, as the Windows cryptography of the clients writes them. Any thread may call.
 class Authenticator {
 public:
     // Reads request_private.pem and reply_public.pem; throws std::runtime_error that names the file.

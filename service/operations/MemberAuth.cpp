@@ -14,7 +14,7 @@ constexpr std::string_view kInitPath = "/member-auth/v1/init";
 constexpr std::string_view kRefreshPath = "/member-auth/v1/refresh/";
 constexpr char kFailed[] = "FAILED";
 
-// what() says why, for the service's own records; the client learns of the refusal alone.
+// what() says why, for the service's own records. The client learns of the refusal only.
 class Refused : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -51,7 +51,7 @@ std::string DecryptData(const Bytes& key, const Json::Value& body) {
     return std::move(*plain);
 }
 
-// The member identifier is the client's view of itself; the refresh token alone says who it is.
+// The member identifier is what the client says of itself. Only the refresh token says who it is.
 std::string RefreshTokenIn(const std::string& plainText) {
     const Json::Value secret = ParseObject(plainText);
     if (!secret.isObject() || !secret["refreshToken"].isString() || !secret["memberId"].isIntegral()) {
@@ -91,7 +91,7 @@ void MemberAuth::Accept() {
 
 std::string MemberAuth::IssueToken(User& user, std::chrono::seconds lifetime) const {
     std::string token = issuer_.Issue(user.memberId, lifetime);
-    // Two of the same second and lifetime are the same text.
+    // Two tokens of the same second and lifetime are the same text.
     auto& held = user.memberTokens;
     if (std::find(held.begin(), held.end(), token) == held.end()) held.push_back(token);
     return token;

@@ -27,17 +27,17 @@ public:
     // With the key pair of member_private.pem, or a new one if that file is missing. Throws std::runtime_error.
     explicit MemberAuth(const std::filesystem::path& keyFolder);
 
-    // A new key pair under the next identifier, which it returns; what was wrapped for the old one is refused.
+    // Makes a new key pair and returns its identifier. What was wrapped for the old one is refused.
     int RotateKey();
     int KeyId() const;
 
-    // Every request is answered with the refusal until Accept.
+    // Every request is refused like this until Accept.
     void Refuse(MemberRefusal refusal = {});
     void Accept();
 
     // A token for the user, valid for the product list of the second generation.
     std::string IssueToken(User& user, std::chrono::seconds lifetime) const;
-    // Signs what no operation would issue.
+    // A token that no operation would issue.
     const JwtIssuer& Issuer() const { return issuer_; }
 
     // `body` is an object. Completes the request's record.
@@ -57,7 +57,7 @@ private:
     State state_;
 };
 
-// "memberInit" or "memberRefresh"; empty when the member hosts have nothing at the path.
+// "memberInit" or "memberRefresh"; empty if the member hosts have nothing at the path.
 std::string_view MemberOperationAt(std::string_view path);
 
 }  // namespace qsn::service

@@ -17,7 +17,7 @@ struct MemberReply {
     std::optional<int> result = {};
     std::string additionalMessage = {};
     Json::Value info = {};          // null: none
-    std::string secret = {};        // with a key: leaves encrypted as "info"
+    std::string secret = {};        // with a key: sent encrypted as "info"
     std::optional<Bytes> key = {};  // the client's
     bool spoilTag = false;          // of the encrypted text
 

@@ -37,7 +37,7 @@ void AddNextVerifyTime(Json::Value& data, const User& user) {
     if (user.nextVerifyTime) data["nextVerifyTime"] = *user.nextVerifyTime;
 }
 
-// What every operation under an access token has in common: who it is, and what the account has to say about it.
+// What every operation under an access token has in common: whose it is, and what the account has to say about it.
 template <typename Answer>
 Envelope AsUser(const OperationRequest& request, const char* requestType, Answer answer) {
     const std::string text = TextOf(request.body, "accessToken");

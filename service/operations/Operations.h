@@ -30,9 +30,9 @@ struct Operation {
     Envelope (*run)(const OperationRequest&);
 };
 
-// Whether some operation lives at the path.
+// Whether the path has any operation.
 bool IsOperationPath(std::string_view path);
-// Null when the path has no operation of that type. An operation that is not named in the body takes any type.
+// Null if the path has no operation of that type. An operation that is not named in the body takes any type.
 const Operation* FindOperation(std::string_view path, std::string_view requestType);
 
 }  // namespace qsn::service

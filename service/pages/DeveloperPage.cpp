@@ -11,7 +11,7 @@ constexpr std::string_view kScript = R"("use strict";
 const list = document.getElementById("requests");
 const live = document.getElementById("live");
 
-// What was opened, and where the keyboard is, stays so when the list changes.
+// What is open stays open when the list changes, and the keyboard stays where it is.
 function show(html) {
     const open = [...list.querySelectorAll("details[open]")].map((row) => row.id);
     const active = list.contains(document.activeElement) ? document.activeElement.parentElement.id : "";
@@ -39,7 +39,7 @@ async function update() {
 update();
 )";
 
-// Controls of a terminal or a browser have no business in a text that came from outside.
+// A text from outside must not control a terminal or a browser.
 std::string Shown(std::string_view text) {
     std::string result(text);
     for (char& c : result) {

@@ -53,7 +53,7 @@ std::string FaultBoard::State() const {
 }
 
 void FaultBoard::RefuseNext() {
-    // Operations only: a page that is just being loaded is not what is meant.
+    // Operations only: the page that is just being loaded is not meant.
     parts_.script.Once({.memberStatus = "FAILED", .status = kRefusedStatus},
                        {.where = [](const RecordedRequest& request) { return !request.requestType.empty(); }});
 }

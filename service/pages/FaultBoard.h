@@ -14,8 +14,8 @@
 
 namespace qsn::service {
 
-// What a developer switches on by hand to see how a host copes. Slow and down replace every rule of the script. Any
-// thread may call; the parts outlive it.
+// What a developer switches on by hand to see how a host copes. "Slow" and "down" replace every rule of the script. Any
+// thread may call. The parts outlive it.
 class FaultBoard {
 public:
     struct Parts {

@@ -31,7 +31,7 @@ HttpReply LoginFormPage(const LoginForm& form) {
 </form>
 )";
     Page page{.title = failed ? "Not signed in - Sign in" : "Sign in", .main = Narrow(main)};
-    // The policy of the page with the form covers where its answer redirects to.
+    // The policy of the page with the form also covers the place that the answer redirects to.
     if (form.attempt.handOver) page.formTargets = ListenerOrigin(*form.attempt.handOver);
     return MakePage(page);
 }

@@ -9,9 +9,9 @@ namespace qsn::service {
 namespace {
 
 constexpr std::size_t kLongestForm = 8192;
-// 48 characters, of the 63 that the library takes.
+// 48 characters. The library takes 63.
 constexpr std::size_t kTokenBytes = 24;
-// In an alphabet of 64 letters, fewer characters cannot hold 128 bits.
+// Fewer characters of 6 bits cannot hold 128 bits.
 constexpr std::size_t kShortestState = 22;
 constexpr std::size_t kLongestState = 256;
 

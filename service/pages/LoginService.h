@@ -8,13 +8,13 @@
 
 namespace qsn::service {
 
-// Behind the login page: shows the form, looks at what was submitted, and hands out a new access token. Any thread may
-// call; the parts outlive it.
+// Behind the login page: shows the form, checks what was submitted and hands out a new access token. Any thread may
+// call. The parts outlive it.
 class LoginService {
 public:
     LoginService(AccountStore& accounts, LoginTickets& tickets) : accounts_(accounts), tickets_(tickets) {}
 
-    // `site` is what a token handed out is valid at; nothing: both. `origin` is that of the page itself.
+    // `site`: where the token will be valid; nothing: both. `origin`: that of the page itself.
     HttpReply Answer(const RecordedRequest& request, std::optional<Site> site, std::string_view origin) const;
 
 private:

@@ -8,7 +8,7 @@ namespace qsn::service {
 namespace {
 
 constexpr std::size_t kTicketBytes = 16;
-// A page that is loaded over and over must not fill the memory.
+// A page that is loaded again and again must not fill the memory.
 constexpr std::size_t kMostOpen = 1000;
 
 }  // namespace

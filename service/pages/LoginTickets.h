@@ -14,16 +14,16 @@
 
 namespace qsn::service {
 
-// Where a host on this machine awaits the outcome of a login.
+// Where a host on this machine waits for the outcome of a login.
 struct LoginReturn {
     std::uint16_t port = 0;
     std::string state;
 };
 
-// What a login form is for. The form itself carries a ticket only, so nothing of this can be changed in it.
+// What a login form is for. The form itself holds only a ticket, so none of this can be changed there.
 struct LoginAttempt {
     std::string productSid;
-    std::optional<Site> site = {};             // that the token will be valid at; nothing: both
+    std::optional<Site> site = {};             // where the token will be valid; nothing: both
     std::optional<LoginReturn> handOver = {};  // nothing: the token is shown
 };
 
@@ -36,9 +36,9 @@ public:
     explicit LoginTickets(std::function<Clock::time_point()> now = Clock::now) : now_(std::move(now)) {}
 
     std::string Issue(LoginAttempt attempt);
-    // Nothing when the ticket is unknown, used or too old.
+    // Nothing if the ticket is unknown, used or too old.
     std::optional<LoginAttempt> Take(std::string_view ticket);
-    // As if all of them had been left for too long.
+    // As if all of them had become too old.
     void ExpireAll();
 
 private:

@@ -25,7 +25,7 @@ dd { margin: 0 0 .5rem; }
 pre { margin: 0; max-height: 24rem; overflow: auto; white-space: pre-wrap; overflow-wrap: anywhere; }
 )";
 
-// Lets the page's own style in without letting in any other.
+// Allows the page's own style and no other.
 const std::string& StyleSource() {
     static const std::string source = "'sha256-" + ToBase64(Sha256(kStyle)) + '\'';
     return source;

@@ -22,7 +22,7 @@ bool NamesToken(std::string_view name) {
            EqualIgnoringCase(name.substr(name.size() - kTokenName.size()), kTokenName);
 }
 
-// The parser allows so few levels that calling itself does no harm.
+// The parser allows few levels, so the recursion does no harm.
 void ShortenTokens(Json::Value& value) {
     if (value.isObject()) {
         for (const std::string& name : value.getMemberNames()) {

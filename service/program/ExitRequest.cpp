@@ -36,7 +36,7 @@ void ReadToTheEnd() {
 
 ExitRequest::ExitRequest(bool alsoAtEndOfInput) {
     SetConsoleCtrlHandler(OnConsoleEvent, TRUE);
-    // A blocked read cannot be ended reliably from outside; the thread ends with the process.
+    // A blocked read cannot be ended reliably from outside. The thread ends with the process.
     if (alsoAtEndOfInput) std::thread(ReadToTheEnd).detach();
 }
 

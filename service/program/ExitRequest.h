@@ -2,7 +2,7 @@
 
 namespace qsn::service {
 
-// Ctrl+C, Ctrl+Break, the closing of the console and, when asked for, the end of standard input. One per process.
+// Ctrl+C, Ctrl+Break, the closing of the console and, if asked for, the end of standard input. One per process.
 class ExitRequest {
 public:
     explicit ExitRequest(bool alsoAtEndOfInput);

@@ -31,7 +31,8 @@ std::vector<std::wstring> CommandLine() {
     return texts ? std::vector<std::wstring>(texts.get() + 1, texts.get() + count) : std::vector<std::wstring>{};
 }
 
-// One call a line: connections print from their own threads. A client's texts must not reach the terminal's controls.
+// One call for each line, because connections print from their own threads. A client's text must not control the
+// terminal.
 void PrintLine(std::string line) {
     std::replace_if(
         line.begin(), line.end(), [](char c) { return (c >= 0 && c < ' ') || c == 0x7f; }, '?');

@@ -12,9 +12,9 @@ namespace qsn::service {
 struct ProgramOptions {
     std::filesystem::path accounts;
     std::filesystem::path keys;
-    std::filesystem::path state;  // empty: the authority is not written anywhere
+    std::filesystem::path state;  // empty: the authority is not written to disk
     std::uint16_t port = 0;
-    std::string memberTokenFor;    // a user's identifier: print a member token of theirs instead of serving
+    std::string memberTokenFor;    // a user's identifier: prints a member token of theirs and ends
     std::optional<int> expiresIn;  // seconds
     bool configureUser = false;
     bool exitWithStdin = false;

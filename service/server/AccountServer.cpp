@@ -13,7 +13,7 @@ constexpr std::chrono::milliseconds kPauseAfterFailure{100};
 
 }  // namespace
 
-// Members in the order that their destruction needs, from the last to the first.
+// The members are destroyed from the last to the first, so their order matters.
 struct AccountServer::Impl {
     explicit Impl(ServerOptions given);
     ~Impl();
@@ -81,7 +81,7 @@ TlsFault AccountServer::Impl::CurrentFault() {
 
 void AccountServer::Impl::Renew(TlsFault fault) {
     auto next = MakeGeneration(fault);
-    // Joined outside the lock, which a connection that is just being accepted needs.
+    // Joined outside the lock: a connection that is just being accepted needs it.
     std::list<ConnectionThread> ending;
     {
         const std::lock_guard guard(connectionsLock);
@@ -97,7 +97,7 @@ void AccountServer::Impl::StartConnection(Socket client) {
     try {
         connections.emplace_back(context, generation, std::move(client));
     } catch (const std::system_error&) {
-        // No thread to be had: this client is turned away.
+        // There is no thread for this client: it is turned away.
     }
 }
 

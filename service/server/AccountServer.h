@@ -33,8 +33,8 @@ struct ServerOptions {
 
 // The account service on one port of 127.0.0.1: a proxy that accepts CONNECT for its own hosts only and speaks TLS and
 // HTTP/1.1 on the same socket. To a browser that asks the port itself it shows the login page and, at "/", the page for
-// developers. It runs from construction to destruction; destruction ends every connection at once,
-// delayed and silent replies included. Every member may be called from any thread.
+// developers. It runs from construction to destruction. Destruction ends every connection at once,
+// even those with a delayed or silent reply. Any thread may call any member.
 class AccountServer {
 public:
     // Throws std::runtime_error: keys unreadable, port taken.
@@ -48,22 +48,22 @@ public:
     AccountStore& Accounts();
     Script& Rules();
     MemberAuth& Members();
-    // A member token of the user, from now on valid; throws std::invalid_argument when there is no such user.
+    // A member token of the user, valid from now on. Throws std::invalid_argument if there is no such user.
     std::string IssueMemberToken(std::string_view userId, std::chrono::seconds lifetime);
 
-    // Both end the connections that exist before they return, because a client keeps using those that it has. Not to be
+    // Both end the existing connections before they return, because a client keeps using those that it has. Not to be
     // called from the callbacks of the options.
     void SetTlsFault(TlsFault fault);
     void DropConnections();
 
     static constexpr int kNoAnswer = -1;
-    // The status that the next tunnels are refused with; 407 asks for a login, kNoAnswer keeps the client waiting, and
+    // The status that the next tunnels are refused with. 407 asks for a login, kNoAnswer keeps the client waiting, and
     // 0 accepts them again.
     void RefuseTunnels(int status);
 
     // All requests since the last call, in order of arrival. A request is listed before its reply is sent.
     std::vector<RecordedRequest> TakeRequests();
-    // Waits until at least `count` requests are there to take; false when `timeout` comes first.
+    // Waits until there are at least `count` requests to take. False if `timeout` comes first.
     bool WaitForRequests(std::size_t count, std::chrono::milliseconds timeout);
     Counters Count() const;
 

@@ -60,7 +60,7 @@ void Connection::RefuseTunnel(PlainStream& stream, const RecordedRequest& reques
     if (silent) status = 0;
     context_.log.AddRefused(request.target);
     if (context_.options.onRefused) context_.options.onRefused(request.target, status);
-    // A browser behind this proxy asks for many hosts by itself; the developer's host does not.
+    // A browser behind this proxy asks for many hosts by itself. The developer's host does not.
     if (context_.options.hosts.Contains(HostIn(request.target))) {
         RecordedRequest refused = request;
         refused.status = status;
@@ -78,7 +78,7 @@ bool Connection::SpoilHandshake(PlainStream& stream) const {
     const TlsFault fault = generation_->fault;
     if (fault != TlsFault::kCloseInHandshake && fault != TlsFault::kSilenceInHandshake && fault != TlsFault::kPlainText)
         return false;
-    // Closing with the client's first message unread would reset the connection instead of ending it.
+    // To close with the client's first message unread would reset the connection instead of ending it.
     std::array<char, 4096> hello;
     stream.ReadSome(hello);
     if (fault == TlsFault::kSilenceInHandshake) WaitForTheEnd(stream);

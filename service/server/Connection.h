@@ -13,14 +13,14 @@
 
 namespace qsn::service {
 
-// What the connections accepted between two changes of the TLS behaviour share; raising `ended` ends them all.
+// What the connections accepted between two changes of the TLS behaviour share. Raising `ended` ends them all.
 struct Generation {
     TlsFault fault;
     SslContextPtr tls;
     StopSignal ended;
 };
 
-// The parts of the server that a connection uses; they outlive it.
+// The parts of the server that a connection uses. They outlive it.
 struct ConnectionContext {
     const ServerOptions& options;
     const Dispatcher& dispatcher;
@@ -30,8 +30,8 @@ struct ConnectionContext {
     std::atomic<int>& tunnelRefusal;
 };
 
-// One client: CONNECT and TLS, or a browser that asks the port itself; then requests until either side ends it. Runs on
-// its own thread.
+// One client: CONNECT and TLS, or a browser that asks the port itself. Then come requests until either side ends it.
+// Runs on its own thread.
 class Connection {
 public:
     Connection(const ConnectionContext& context, std::shared_ptr<const Generation> generation, Socket socket)
@@ -43,7 +43,7 @@ private:
     bool OpenTunnel(PlainStream& stream, const RecordedRequest& request, const std::string& host);
     void RefuseTunnel(PlainStream& stream, const RecordedRequest& request, int status);
     void ServeTunnel(PlainStream& plain, const std::string& host);
-    // True when the fault took the handshake's place.
+    // True if the fault took the handshake's place.
     bool SpoilHandshake(PlainStream& stream) const;
     void ServeLocal(PlainStream& stream, HttpRequestReader& reader, ReceivedRequest first);
     bool Serve(ByteStream& stream, const ReceivedRequest& received, const Answer& answer);

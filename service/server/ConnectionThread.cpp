@@ -9,7 +9,7 @@ void RunToItsEnd(Connection connection) {
     try {
         connection.Run();
     } catch (const std::exception&) {
-        // The client sees a closed socket; the other connections go on.
+        // The client sees a closed socket. The other connections go on.
     }
 }
 
@@ -17,7 +17,7 @@ void RunToItsEnd(Connection connection) {
 
 void ConnectionThread::Run(Connection connection) {
     RunToItsEnd(std::move(connection));
-    // A static OpenSSL frees its state of a thread only when told to.
+    // A static OpenSSL frees a thread's state only when told to.
     OPENSSL_thread_stop();
     done_ = true;
 }

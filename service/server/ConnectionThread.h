@@ -8,7 +8,7 @@
 
 namespace qsn::service {
 
-// Runs a connection; destruction waits for its end, which the owner brings about through the generation.
+// Runs a connection. Destruction waits for its end, which the owner brings about through the generation.
 class ConnectionThread {
 public:
     ConnectionThread(const ConnectionContext& context, std::shared_ptr<const Generation> generation, Socket socket)

@@ -42,7 +42,7 @@ void Compress(HttpReply& reply, const RecordedRequest& request, Compression how)
     reply.body = Compressed(reply.body, how);
     if (how == Compression::kCutGzip) reply.body.resize(reply.body.size() - kGzipEnd);
     if (how == Compression::kBrokenGzip) {
-        // The frame's head stays good, so that decoding starts before it fails.
+        // The frame's head stays intact, so that decoding starts before it fails.
         std::fill(reply.body.begin() + static_cast<std::ptrdiff_t>(std::min<std::size_t>(12, reply.body.size())),
                   reply.body.end(), '\xff');
     }
@@ -75,7 +75,7 @@ HttpReply NothingThere(const RecordedRequest& request) {
 }  // namespace
 
 Answer Dispatcher::Run(RecordedRequest& request) const {
-    // The type is known before the check, so that a script can be for it whatever the check says.
+    // The type comes before the check, so that a script can match it whatever the check says.
     const std::string path = request.Path();
     const bool member = hosts_.IsMemberHost(request.host);
     request.requestType = member ? MemberOperationAt(path) : TextOf(ParseObject(request.body), "requestType");
@@ -86,7 +86,7 @@ Answer Dispatcher::Run(RecordedRequest& request) const {
     request.scripted = scripted.has_value();
     Answer answer{{}, scripted.value_or(ReplyChange{})};
     answer.reply = Respond(request, answer.change);
-    // A page of the login may hold a token to copy.
+    // A login page may hold a token to copy.
     if (path != kLoginPagePath) request.replyBody = answer.reply.body;
     if (answer.change.status) answer.reply.status = *answer.change.status;
     if (answer.change.endless) answer.reply.more.assign(kEndlessPiece, ' ');
@@ -108,7 +108,7 @@ HttpReply Dispatcher::Respond(RecordedRequest& request, const ReplyChange& chang
     return RunOperation(request, change);
 }
 
-// Tokens of a page outside the service's hosts, on the service's own port, are for either site.
+// A token of the page on the service's own port is for either site.
 HttpReply Dispatcher::RespondAsPage(const RecordedRequest& request) const {
     const bool hosted = hosts_.Contains(request.host);
     return login_.Answer(request, hosted ? std::optional(hosts_.SiteOf(request.host)) : std::nullopt,

@@ -14,8 +14,8 @@ struct Answer {
     ReplyChange change;
 };
 
-// From a received request to the reply: the service's own behaviour, then the script's changes. Any thread may call;
-// the parts outlive it.
+// From a received request to the reply: the service's own behaviour, then the script's changes. Any thread may call.
+// The parts outlive it.
 class Dispatcher {
 public:
     Dispatcher(const HostNames& hosts, const Authenticator& authenticator, const MemberAuth& member,

@@ -9,7 +9,7 @@ namespace qsn::service {
 
 bool LocalSite::IsService(const RecordedRequest& request) { return request.Path() == kLoginPagePath; }
 
-// A page elsewhere may have its own name lead to this machine; its browser still says that name here.
+// A foreign page may make its own name lead to this machine. Its browser still says that name here.
 bool LocalSite::IsOwnHost(std::string_view host) const {
     const std::string port = ':' + std::to_string(port_);
     return EqualIgnoringCase(host, "127.0.0.1" + port) || EqualIgnoringCase(host, "localhost" + port);

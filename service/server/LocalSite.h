@@ -12,13 +12,13 @@
 namespace qsn::service {
 
 // What the port answers to a browser that asks it directly, without TLS: the login page, and the page for developers of
-// hosts. Any thread may call; the parts outlive it.
+// hosts. Any thread may call. The parts outlive it.
 class LocalSite {
 public:
     LocalSite(std::uint16_t port, const Dispatcher& dispatcher, FaultBoard& faults, const RequestHistory& history)
         : port_(port), dispatcher_(dispatcher), faults_(faults), history_(history) {}
 
-    // Whether the request belongs to the service rather than to the developer's looking at it.
+    // Whether the request is for the service and not for the developer page.
     static bool IsService(const RecordedRequest& request);
     // Completes the request's record if it belongs to the service.
     Answer Run(RecordedRequest& request) const;

@@ -33,8 +33,8 @@ std::optional<Bytes> FromHex(std::string_view text);
 std::string EscapeHtml(std::string_view text);
 // All but unreserved characters as %XX.
 std::string EncodeQueryValue(std::string_view text);
-// The value of `name` in the body of a submitted form, without %XX and '+'; nothing if it is not there. A malformed
-// escape stays as it is.
+// The value of `name` in the body of a submitted form, with %XX and '+' decoded; nothing if it is not there. A
+// malformed escape stays as it is.
 std::optional<std::string> FormValue(std::string_view form, std::string_view name);
 // The same in a request target's query.
 std::optional<std::string> QueryValue(std::string_view target, std::string_view name);

@@ -1,12 +1,12 @@
 #pragma once
 
-#include <windows.h>
-
 #include <cstdint>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "Utility/Outcome.h"
 
 namespace qsn {
 
@@ -19,7 +19,7 @@ int Base64EncodeLines(std::span<const std::uint8_t> bytes, char* text, std::uint
 int Base64DecodeLines(std::string_view text, std::uint8_t* bytes, std::uint32_t* capacity);
 
 // Base64 on a single line, the form of the member-auth exchange.
-HRESULT Base64Encode(std::span<const std::uint8_t> bytes, std::string* text);
-HRESULT Base64Decode(std::string_view text, std::vector<std::uint8_t>* bytes);
+Outcome<std::string> Base64Encode(std::span<const std::uint8_t> bytes);
+Outcome<std::vector<std::uint8_t>> Base64Decode(std::string_view text);
 
 }  // namespace qsn

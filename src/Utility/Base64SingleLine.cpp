@@ -17,44 +17,42 @@ HRESULT Failed(const wchar_t* text) {
     return E_FAIL;
 }
 
-HRESULT Encode(std::span<const std::uint8_t> bytes, std::string* text) {
+Outcome<std::string> Encode(std::span<const std::uint8_t> bytes) {
     // CryptoAPI refuses a null pointer even for no bytes.
     const BYTE* const data = bytes.empty() ? reinterpret_cast<const BYTE*>("") : bytes.data();
     const DWORD size = static_cast<DWORD>(bytes.size());
     DWORD length = 0;
     if (!CryptBinaryToStringA(data, size, kSingleLine, nullptr, &length))
-        return Failed(L"Failed to calculate buffer size for Base64 encode\n");
+        return {Failed(L"Failed to calculate buffer size for Base64 encode\n")};
     std::string encoded(length, '\0');
     if (!CryptBinaryToStringA(data, size, kSingleLine, encoded.data(), &length))
-        return Failed(L"Failed to encode data to Base64\n");
+        return {Failed(L"Failed to encode data to Base64\n")};
     encoded.resize(length);
-    *text = std::move(encoded);
-    return S_OK;
+    return {S_OK, std::move(encoded)};
 }
 
-HRESULT Decode(std::string_view text, std::vector<std::uint8_t>* bytes) {
+Outcome<std::vector<std::uint8_t>> Decode(std::string_view text) {
     // To CryptoAPI a length of 0 means "up to the NUL".
     const char* const data = text.empty() ? "" : text.data();
     const DWORD length = static_cast<DWORD>(text.size());
     DWORD size = 0;
     if (!CryptStringToBinaryA(data, length, CRYPT_STRING_BASE64, nullptr, &size, nullptr, nullptr))
-        return Failed(L"Failed to calculate buffer size for Base64 decode\n");
+        return {Failed(L"Failed to calculate buffer size for Base64 decode\n")};
     std::vector<std::uint8_t> decoded(size);
     if (!CryptStringToBinaryA(data, length, CRYPT_STRING_BASE64, decoded.data(), &size, nullptr, nullptr))
-        return Failed(L"Failed to decode data from Base64\n");
+        return {Failed(L"Failed to decode data from Base64\n")};
     decoded.resize(size);
-    *bytes = std::move(decoded);
-    return S_OK;
+    return {S_OK, std::move(decoded)};
 }
 
 }  // namespace
 
-HRESULT Base64Encode(std::span<const std::uint8_t> bytes, std::string* text) {
-    return Guarded([&] { return Encode(bytes, text); });
+Outcome<std::string> Base64Encode(std::span<const std::uint8_t> bytes) {
+    return Guarded([&] { return Encode(bytes); });
 }
 
-HRESULT Base64Decode(std::string_view text, std::vector<std::uint8_t>* bytes) {
-    return Guarded([&] { return Decode(text, bytes); });
+Outcome<std::vector<std::uint8_t>> Base64Decode(std::string_view text) {
+    return Guarded([&] { return Decode(text); });
 }
 
 }  // namespace qsn

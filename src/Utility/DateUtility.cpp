@@ -12,9 +12,9 @@ constexpr std::int64_t kSecondsPerDay = 86400;
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
-WORD Number(const char* digits, int count) {
+WORD Number(std::string_view digits) {
     int number = 0;
-    for (int i = 0; i < count; ++i) number = 10 * number + (digits[i] - '0');
+    for (const char digit : digits) number = 10 * number + (digit - '0');
     return static_cast<WORD>(number);
 }
 
@@ -27,12 +27,14 @@ std::int64_t TimeOf(const SYSTEMTIME& date) {
 
 }  // namespace
 
-void ParseDate(const char* text, std::size_t length, SYSTEMTIME* date) {
-    if (!text || !date || length < kDateLength || !std::all_of(text, text + kDateLength, IsDigit)) return;
-    *date = {};
-    date->wYear = Number(text, 4);
-    date->wMonth = Number(text + 4, 2);
-    date->wDay = Number(text + 6, 2);
+std::optional<SYSTEMTIME> ParseDate(std::string_view text) {
+    text = text.substr(0, kDateLength);
+    if (text.size() < kDateLength || !std::ranges::all_of(text, IsDigit)) return std::nullopt;
+    SYSTEMTIME date{};
+    date.wYear = Number(text.substr(0, 4));
+    date.wMonth = Number(text.substr(4, 2));
+    date.wDay = Number(text.substr(6));
+    return date;
 }
 
 std::int64_t MakeTime(int year, int month, int day, int hour, int minute, int second) {

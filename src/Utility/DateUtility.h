@@ -2,8 +2,9 @@
 
 #include <windows.h>
 
-#include <cstddef>
 #include <cstdint>
+#include <optional>
+#include <string_view>
 
 namespace qsn {
 
@@ -14,8 +15,8 @@ struct DateError {
     HRESULT code;
 };
 
-// Fills `date` from a text of the form YYYYMMDD; anything else leaves it as it was.
-void ParseDate(const char* text, std::size_t length, SYSTEMTIME* date);
+// The date at the beginning of a text, in the form YYYYMMDD.
+std::optional<SYSTEMTIME> ParseDate(std::string_view text);
 
 // Seconds since 1970 of a local time. Throws DateError with E_FAIL for a field out of range and with E_INVALIDARG for
 // a time that the C runtime cannot express.

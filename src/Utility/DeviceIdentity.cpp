@@ -3,9 +3,10 @@
 #include <objbase.h>
 #include <wbemidl.h>
 
-#include <algorithm>
 #include <cwchar>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include "Utility/AutomationOwners.h"
 #include "Utility/ComOwners.h"
@@ -45,44 +46,46 @@ HRESULT InitialiseSecurity() {
     return hr == RPC_E_TOO_LATE ? S_OK : hr;
 }
 
-HRESULT Connect(UniqueCom<IWbemServices>& services) {
+Outcome<UniqueCom<IWbemServices>> Connect() {
     UniqueCom<IWbemLocator> locator;
     HRESULT hr = CoCreateInstance(CLSID_WbemLocator, nullptr, CLSCTX_INPROC_SERVER, IID_IWbemLocator, Out(locator));
-    if (FAILED(hr)) return hr;
+    if (FAILED(hr)) return {hr};
     const UniqueBstr name(SysAllocString(L"ROOT\\CIMV2"));
-    if (!name) return E_OUTOFMEMORY;
+    if (!name) return {E_OUTOFMEMORY};
+    UniqueCom<IWbemServices> services;
     hr = locator->ConnectServer(name.get(), nullptr, nullptr, nullptr, 0, nullptr, nullptr, Out(services));
-    if (FAILED(hr)) return hr;
-    return CoSetProxyBlanket(services.get(), RPC_C_AUTHN_WINNT, RPC_C_AUTHZ_NONE, nullptr, RPC_C_AUTHN_LEVEL_CALL,
-                             RPC_C_IMP_LEVEL_IMPERSONATE, nullptr, EOAC_NONE);
+    if (FAILED(hr)) return {hr};
+    hr = CoSetProxyBlanket(services.get(), RPC_C_AUTHN_WINNT, RPC_C_AUTHZ_NONE, nullptr, RPC_C_AUTHN_LEVEL_CALL,
+                           RPC_C_IMP_LEVEL_IMPERSONATE, nullptr, EOAC_NONE);
+    return {hr, std::move(services)};
 }
 
 // WMI can be ill for minutes.
-HRESULT Next(IEnumWbemClassObject* instances, HANDLE giveUp, UniqueCom<IWbemClassObject>& instance) {
+Outcome<UniqueCom<IWbemClassObject>> Next(IEnumWbemClassObject* instances, Interruption* giveUp) {
     for (int slice = 0; slice < kSlices; ++slice) {
+        UniqueCom<IWbemClassObject> instance;
         ULONG count = 0;
         const HRESULT hr = instances->Next(kSlice, 1, Out(instance), &count);
-        if (hr != kTimedOut) return hr;
-        if (giveUp && WaitForSingleObject(giveUp, 0) == WAIT_OBJECT_0) break;
+        if (hr != kTimedOut) return {SUCCEEDED(hr) && !instance ? kNotFound : hr, std::move(instance)};
+        if (giveUp) giveUp->Tend();
+        if (giveUp && giveUp->IsBrokenOff()) break;
     }
-    return E_ABORT;
+    return {E_ABORT};
 }
 
-HRESULT FirstInstance(IWbemServices* services, const wchar_t* className, HANDLE giveUp,
-                      UniqueCom<IWbemClassObject>& instance) {
+Outcome<UniqueCom<IWbemClassObject>> FirstInstance(IWbemServices* services, const wchar_t* className,
+                                                   Interruption* giveUp) {
     const UniqueBstr language(SysAllocString(L"WQL"));
     const UniqueBstr query(SysAllocString((std::wstring(L"SELECT * FROM ") + className).c_str()));
-    if (!language || !query) return E_OUTOFMEMORY;
+    if (!language || !query) return {E_OUTOFMEMORY};
     UniqueCom<IEnumWbemClassObject> instances;
-    HRESULT hr = services->ExecQuery(language.get(), query.get(), WBEM_FLAG_FORWARD_ONLY | WBEM_FLAG_RETURN_IMMEDIATELY,
-                                     nullptr, Out(instances));
-    if (FAILED(hr)) return hr;
-    hr = Next(instances.get(), giveUp, instance);
-    if (FAILED(hr)) return hr;
-    return instance ? S_OK : kNotFound;
+    const HRESULT hr = services->ExecQuery(
+        language.get(), query.get(), WBEM_FLAG_FORWARD_ONLY | WBEM_FLAG_RETURN_IMMEDIATELY, nullptr, Out(instances));
+    if (FAILED(hr)) return {hr};
+    return Next(instances.get(), giveUp);
 }
 
-HRESULT ReadProperty(IWbemClassObject* instance, std::wstring* text) {
+Outcome<std::wstring> ReadProperty(IWbemClassObject* instance) {
     HRESULT hr = instance->BeginEnumeration(0);
     while (SUCCEEDED(hr)) {
         UniqueBstr name;
@@ -90,11 +93,11 @@ HRESULT ReadProperty(IWbemClassObject* instance, std::wstring* text) {
         hr = instance->Next(0, Out(name), value.Receive(), nullptr, nullptr);
         if (hr != WBEM_S_NO_ERROR) break;
         if (_wcsicmp(name.get(), kPropertyName) != 0) continue;
-        *text = WmiPropertyText(value.Get());
+        std::wstring text = WmiPropertyText(value.Get());
         instance->EndEnumeration();
-        return S_OK;
+        return {S_OK, std::move(text)};
     }
-    return FAILED(hr) ? hr : kNotFound;
+    return {FAILED(hr) ? hr : kNotFound};
 }
 
 std::wstring JoinedElements(SAFEARRAY* array) {
@@ -110,27 +113,23 @@ std::wstring JoinedElements(SAFEARRAY* array) {
     return text;
 }
 
-HRESULT Query(const wchar_t* className, HANDLE giveUp, std::wstring* text) {
+Outcome<std::wstring> Query(const wchar_t* className, Interruption* giveUp) {
     const ComOnThread com;
-    if (FAILED(com.Result())) return com.Result();
-    HRESULT hr = InitialiseSecurity();
-    if (FAILED(hr)) return hr;
-    UniqueCom<IWbemServices> services;
-    hr = Connect(services);
-    if (FAILED(hr)) return hr;
-    UniqueCom<IWbemClassObject> instance;
-    hr = FirstInstance(services.get(), className, giveUp, instance);
-    return FAILED(hr) ? hr : ReadProperty(instance.get(), text);
+    if (FAILED(com.Result())) return {com.Result()};
+    const HRESULT hr = InitialiseSecurity();
+    if (FAILED(hr)) return {hr};
+    const Outcome<UniqueCom<IWbemServices>> services = Connect();
+    if (FAILED(services.result)) return {services.result};
+    const auto instance = FirstInstance(services.value.get(), className, giveUp);
+    if (FAILED(instance.result)) return {instance.result};
+    return ReadProperty(instance.value.get());
 }
 
-void Place(std::wstring_view text, DeviceText& buffer) {
-    const std::size_t length = std::min(text.size(), kDeviceTextSize - 1);
-    *std::copy_n(text.begin(), length, buffer) = L'\0';
-}
+void Place(std::wstring_view text, DeviceText& buffer) { buffer[text.copy(buffer, kDeviceTextSize - 1)] = L'\0'; }
 
-std::string NarrowByCodeUnit(const wchar_t* text) {
+std::string NarrowByCodeUnit(std::wstring_view text) {
     std::string narrow;
-    while (*text) narrow += static_cast<char>(*text++);
+    for (const wchar_t unit : text) narrow += static_cast<char>(unit);
     return narrow;
 }
 
@@ -148,20 +147,14 @@ std::wstring WmiPropertyText(const VARIANT& value) {
     return value.vt == (VT_ARRAY | VT_BSTR) ? JoinedElements(value.parray) : std::wstring();
 }
 
-HRESULT QueryWmiProperty(const wchar_t* className, DeviceText* value, HANDLE giveUp) {
-    if (!value) return E_INVALIDARG;
-    return Guarded([&] {
-        std::wstring text;
-        const HRESULT hr = Query(className, giveUp, &text);
-        if (SUCCEEDED(hr)) Place(text, *value);
-        return hr;
-    });
+Outcome<std::wstring> QueryWmiProperty(const wchar_t* className, Interruption* giveUp) {
+    return Guarded([&] { return Query(className, giveUp); });
 }
 
-HRESULT GetDeviceId(DeviceText& identifier, DeviceText* rawUuid, HANDLE giveUp) {
-    DeviceText uuid = {};
-    const HRESULT hr = QueryWmiProperty(L"Win32_ComputerSystemProduct", &uuid, giveUp);
-    if (FAILED(hr)) return hr;
+HRESULT GetDeviceId(DeviceText& identifier, DeviceText* rawUuid, Interruption* giveUp) {
+    const Outcome<std::wstring> property = QueryWmiProperty(L"Win32_ComputerSystemProduct", giveUp);
+    if (FAILED(property.result)) return property.result;
+    const auto uuid = std::wstring_view(property.value).substr(0, kDeviceTextSize - 1);
     return Guarded([&] {
         const std::string hash = MD5HexOfString(NarrowByCodeUnit(uuid));
         if (!IsMD5Hex(hash)) return E_FAIL;

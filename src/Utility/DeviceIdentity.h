@@ -7,6 +7,9 @@
 #include <cstddef>
 #include <string>
 
+#include "Utility/Interruption.h"
+#include "Utility/Outcome.h"
+
 namespace qsn {
 
 inline constexpr std::size_t kDeviceTextSize = 260;
@@ -14,12 +17,12 @@ using DeviceText = wchar_t[kDeviceTextSize];
 
 // The device identifier: the MD5 of the machine's UUID as 32 upper-case hexadecimal digits. `rawUuid` may be null.
 // A failing WMI query is returned unchanged and leaves both outputs as they were. `giveUp`: as below.
-HRESULT GetDeviceId(DeviceText& identifier, DeviceText* rawUuid, HANDLE giveUp = nullptr);
+HRESULT GetDeviceId(DeviceText& identifier, DeviceText* rawUuid, Interruption* giveUp = nullptr);
 
-// The property "UUID" of the first instance of a WMI class in ROOT\CIMV2. E_INVALIDARG for a null output.
+// The property "UUID" of the first instance of a WMI class in ROOT\CIMV2.
 // WBEM_E_NOT_FOUND if the class has no instance or the instance no such property; E_ABORT if WMI has none to show
-// within 10 s or the event `giveUp`, which may be null, is signalled meanwhile.
-HRESULT QueryWmiProperty(const wchar_t* className, DeviceText* value, HANDLE giveUp = nullptr);
+// within 10 s or `giveUp`, which may be null, breaks it off.
+Outcome<std::wstring> QueryWmiProperty(const wchar_t* className, Interruption* giveUp = nullptr);
 // A text property as it is, the elements of a text array joined, empty for any other type.
 std::wstring WmiPropertyText(const VARIANT& value);
 

@@ -4,18 +4,20 @@
 
 #include <exception>
 #include <new>
+#include <type_traits>
 
 namespace qsn {
 
-// Runs `work` and turns what it throws into a result code: the last line of defence at each border that promises codes.
+// Runs `work` and turns what it throws into a result code, or into an outcome with one: the last line of defence at
+// each border that promises codes.
 template <class Work>
-HRESULT Guarded(Work&& work) noexcept {
+std::invoke_result_t<Work> Guarded(Work&& work) noexcept {
     try {
         return work();
     } catch (const std::bad_alloc&) {
-        return E_OUTOFMEMORY;
+        return {E_OUTOFMEMORY};
     } catch (...) {
-        return E_FAIL;
+        return {E_FAIL};
     }
 }
 

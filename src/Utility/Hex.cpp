@@ -1,7 +1,5 @@
 #include "Utility/Hex.h"
 
-#include <utility>
-
 namespace qsn {
 namespace {
 
@@ -26,18 +24,17 @@ std::string BytesToHex(std::span<const std::uint8_t> bytes) {
     return hex;
 }
 
-bool HexToBytes(std::string_view hex, std::string* bytes) {
-    if (hex.size() % 2 != 0) return false;
-    std::string decoded;
-    decoded.reserve(hex.size() / 2);
+std::optional<std::string> HexToBytes(std::string_view hex) {
+    if (hex.size() % 2 != 0) return std::nullopt;
+    std::string bytes;
+    bytes.reserve(hex.size() / 2);
     for (std::size_t i = 0; i < hex.size(); i += 2) {
         const int high = DigitValue(hex[i]);
         const int low = DigitValue(hex[i + 1]);
-        if (high < 0 || low < 0) return false;
-        decoded += static_cast<char>(high << 4 | low);
+        if (high < 0 || low < 0) return std::nullopt;
+        bytes += static_cast<char>(high << 4 | low);
     }
-    *bytes = std::move(decoded);
-    return true;
+    return bytes;
 }
 
 }  // namespace qsn

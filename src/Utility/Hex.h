@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -9,8 +10,7 @@ namespace qsn {
 
 // The bytes as pairs of lower-case hexadecimal digits.
 std::string BytesToHex(std::span<const std::uint8_t> bytes);
-// Takes digits of either case. False, with `bytes` untouched, if `hex` has an odd length or a character that is not
-// a hexadecimal digit.
-bool HexToBytes(std::string_view hex, std::string* bytes);
+// Takes digits of either case. Nothing if `hex` has an odd length or a character that is not a hexadecimal digit.
+std::optional<std::string> HexToBytes(std::string_view hex);
 
 }  // namespace qsn

@@ -21,26 +21,27 @@ const Json::Value* Find(const Json::Value& object, const char* member) {
 
 }  // namespace
 
-bool ParseJson(std::string_view text, Json::Value* root) {
+std::optional<Json::Value> ParseJson(std::string_view text) {
     try {
+        Json::Value root;
         Json::Reader reader;
-        return reader.parse(text.data(), text.data() + text.size(), *root, false);
+        if (!reader.parse(text.data(), text.data() + text.size(), root, false)) return std::nullopt;
+        return root;
     } catch (const std::bad_alloc&) {
         throw;
     } catch (const std::exception& failure) {
         // What its own calls of malloc did not get is reported like a fault of the text.
         if (std::strstr(failure.what(), "Failed to allocate")) throw std::bad_alloc();
-        return false;
+        return std::nullopt;
     }
 }
 
-bool WriteJson(const Json::Value& root, std::string* text) {
+Outcome<std::string> WriteJson(const Json::Value& root) {
     try {
         Json::FastWriter writer;
-        *text = writer.write(root);
-        return true;
+        return {S_OK, writer.write(root)};
     } catch (const std::exception&) {
-        return false;
+        return {E_OUTOFMEMORY};
     }
 }
 
@@ -72,9 +73,9 @@ std::string_view JsonTextOf(const Json::Value& value, std::string* converted) {
 
 int JsonIntOf(const Json::Value& value) { return value.isConvertibleTo(Json::intValue) ? value.asInt() : 0; }
 
-Json::Value TakeJsonMember(Json::Value* object, const char* member) {
+Json::Value TakeJsonMember(Json::Value& object, const char* member) {
     Json::Value taken;
-    if (object->isObject()) object->removeMember(member, &taken);
+    if (object.isObject()) object.removeMember(member, &taken);
     return taken;
 }
 

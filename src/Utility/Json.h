@@ -2,16 +2,19 @@
 
 #include <json/value.h>
 
+#include <optional>
 #include <string>
 #include <string_view>
+
+#include "Utility/Outcome.h"
 
 namespace qsn {
 
 // The one place that talks to jsoncpp's reader and writer: nothing that they throw leaves these functions, except for
 // want of memory while reading: a text that could not be read must not pass for one that is not JSON.
-bool ParseJson(std::string_view text, Json::Value* root);
-// Compact, members in ascending byte order, one line feed at the end.
-bool WriteJson(const Json::Value& root, std::string* text);
+std::optional<Json::Value> ParseJson(std::string_view text);
+// Compact, members in ascending byte order, one line feed at the end. E_OUTOFMEMORY if the writer ran out of it.
+Outcome<std::string> WriteJson(const Json::Value& root);
 
 // jsoncpp's conversions without its exceptions: a member of a wrong type, or of an object that is none, reads like a
 // missing one.
@@ -24,6 +27,6 @@ const Json::Value& JsonMember(const Json::Value& object, const char* member);
 std::string_view JsonTextOf(const Json::Value& value, std::string* converted);
 int JsonIntOf(const Json::Value& value);
 // JsonMember out of an object that is not needed any more: a large member is not copied.
-Json::Value TakeJsonMember(Json::Value* object, const char* member);
+Json::Value TakeJsonMember(Json::Value& object, const char* member);
 
 }  // namespace qsn

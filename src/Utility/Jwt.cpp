@@ -34,17 +34,16 @@ std::string DecodeJWTPayload(std::string_view text) {
     return ReadAll(decoder.get());
 }
 
-HRESULT DecodeJWT(std::string_view token, std::string* payload) {
+Outcome<std::string> DecodeJWT(std::string_view token) {
     TraceW(L"DecodeJWT\n");
     const std::size_t first = token.find('.');
     const std::size_t second = first == std::string_view::npos ? first : token.find('.', first + 1);
     if (second == std::string_view::npos) {
         TraceW(L"[ERR] Invalid JWT format");
-        return E_FAIL;
+        return {E_FAIL};
     }
-    return Guarded([&] {
-        *payload = DecodeJWTPayload(token.substr(first + 1, second - first - 1));
-        return S_OK;
+    return Guarded([&]() -> Outcome<std::string> {
+        return {S_OK, DecodeJWTPayload(token.substr(first + 1, second - first - 1))};
     });
 }
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <windows.h>
-
 #include <string>
 #include <string_view>
+
+#include "Utility/Outcome.h"
 
 namespace qsn {
 
@@ -12,6 +12,6 @@ namespace qsn {
 std::string DecodeJWTPayload(std::string_view text);
 // The payload (second part) of `token`; E_FAIL if it has fewer than two dots. The signature is never checked: the
 // token is only a hint about its own expiry here, the member service judges it.
-HRESULT DecodeJWT(std::string_view token, std::string* payload);
+Outcome<std::string> DecodeJWT(std::string_view token);
 
 }  // namespace qsn

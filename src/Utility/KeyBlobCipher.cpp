@@ -1,6 +1,7 @@
 #include "Utility/KeyBlobCipher.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "Utility/CryptoApiOwners.h"
 
@@ -22,13 +23,13 @@ std::size_t BlockSize(HCRYPTKEY key) {
 }
 
 // What both directions begin with: the key, and the input in the output buffer with zeroes behind it.
-HRESULT Prepare(const UniqueCryptProvider& provider, const KeyBlob& blob, std::span<const std::uint8_t> input,
-                std::span<std::uint8_t> output, UniqueCryptKey* key) {
-    if (output.size() < input.size()) return E_INVALIDARG;
-    if (!provider) return E_UNEXPECTED;
+Outcome<UniqueCryptKey> Prepare(const UniqueCryptProvider& provider, const KeyBlob& blob,
+                                std::span<const std::uint8_t> input, std::span<std::uint8_t> output) {
+    if (output.size() < input.size()) return {E_INVALIDARG};
+    if (!provider) return {E_UNEXPECTED};
     std::fill(std::ranges::copy(input, output.begin()).out, output.end(), std::uint8_t{0});
-    *key = ImportKey(provider.Get(), blob);
-    return *key ? S_OK : E_FAIL;
+    UniqueCryptKey key = ImportKey(provider.Get(), blob);
+    return {key ? S_OK : E_FAIL, std::move(key)};
 }
 
 }  // namespace
@@ -41,32 +42,30 @@ UniqueCryptProvider AcquireKeyBlobProvider() {
     return provider;
 }
 
-HRESULT EncryptWithKeyBlob(const UniqueCryptProvider& provider, const KeyBlob& key,
-                           std::span<const std::uint8_t, kKeyBlobBlockSize> block, std::uint8_t* output,
-                           std::uint32_t* capacity) {
-    if (!output || !capacity) return E_POINTER;
-    UniqueCryptKey imported;
-    const HRESULT hr = Prepare(provider, key, block, {output, *capacity}, &imported);
-    if (FAILED(hr)) return hr;
+Outcome<std::span<const std::uint8_t>> EncryptWithKeyBlob(const UniqueCryptProvider& provider, const KeyBlob& key,
+                                                          std::span<const std::uint8_t, kKeyBlobBlockSize> block,
+                                                          std::span<std::uint8_t> buffer) {
+    if (!buffer.data()) return {E_POINTER};
+    const Outcome<UniqueCryptKey> imported = Prepare(provider, key, block, buffer);
+    if (FAILED(imported.result)) return {imported.result};
     DWORD length = static_cast<DWORD>(block.size());
-    if (!CryptEncrypt(imported.Get(), 0, TRUE, 0, output, &length, *capacity)) return E_FAIL;
-    *capacity = length;
-    return S_OK;
+    if (!CryptEncrypt(imported.value.Get(), 0, TRUE, 0, buffer.data(), &length, static_cast<DWORD>(buffer.size())))
+        return {E_FAIL};
+    return {S_OK, buffer.first(length)};
 }
 
-HRESULT DecryptWithKeyBlob(const UniqueCryptProvider& provider, const KeyBlob& key,
-                           std::span<const std::uint8_t> ciphertext, std::uint8_t* output, std::uint32_t* capacity) {
-    if (!ciphertext.data() || !output || !capacity) return E_POINTER;
-    UniqueCryptKey imported;
-    const HRESULT hr = Prepare(provider, key, ciphertext, {output, *capacity}, &imported);
-    if (FAILED(hr)) return hr;
+Outcome<std::span<const std::uint8_t>> DecryptWithKeyBlob(const UniqueCryptProvider& provider, const KeyBlob& key,
+                                                          std::span<const std::uint8_t> ciphertext,
+                                                          std::span<std::uint8_t> buffer) {
+    if (!ciphertext.data() || !buffer.data()) return {E_POINTER};
+    const Outcome<UniqueCryptKey> imported = Prepare(provider, key, ciphertext, buffer);
+    if (FAILED(imported.result)) return {imported.result};
     // Not left to CryptDecrypt: there are providers that work on a whole block, beyond the end of a shorter buffer.
-    if (BlockSize(imported.Get()) != ciphertext.size()) return E_FAIL;
+    if (BlockSize(imported.value.Get()) != ciphertext.size()) return {E_FAIL};
     DWORD length = static_cast<DWORD>(ciphertext.size());
-    if (!CryptDecrypt(imported.Get(), 0, TRUE, 0, output, &length)) return E_FAIL;
-    if (length < *capacity) output[length] = 0;
-    *capacity = length;
-    return S_OK;
+    if (!CryptDecrypt(imported.value.Get(), 0, TRUE, 0, buffer.data(), &length)) return {E_FAIL};
+    if (length < buffer.size()) buffer[length] = 0;
+    return {S_OK, buffer.first(std::min<std::size_t>(length, buffer.size()))};
 }
 
 }  // namespace qsn

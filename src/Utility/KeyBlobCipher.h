@@ -1,12 +1,11 @@
 #pragma once
 
-#include <windows.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <span>
 
 #include "Utility/CryptoApiOwners.h"
+#include "Utility/Outcome.h"
 
 namespace qsn {
 
@@ -22,15 +21,16 @@ struct KeyBlob {
 // other is held.
 UniqueCryptProvider AcquireKeyBlobProvider();
 
-// PKCS #1 v1.5 with a CryptoAPI key blob, in CryptoAPI's own (little-endian) byte order. `capacity` is the buffer's
-// size on entry and the result's length on return.
-// E_POINTER: a null buffer or capacity. E_INVALIDARG: a capacity below the block size, or below the ciphertext's
-// length. E_UNEXPECTED: an empty provider. E_FAIL: the key or the data were refused.
-HRESULT EncryptWithKeyBlob(const UniqueCryptProvider& provider, const KeyBlob& key,
-                           std::span<const std::uint8_t, kKeyBlobBlockSize> block, std::uint8_t* output,
-                           std::uint32_t* capacity);
+// PKCS #1 v1.5 with a CryptoAPI key blob, in CryptoAPI's own (little-endian) byte order. The value is the part of
+// `buffer` that holds the result.
+// E_POINTER: a null buffer. E_INVALIDARG: a buffer shorter than the block, or than the ciphertext. E_UNEXPECTED: an
+// empty provider. E_FAIL: the key or the data were refused.
+Outcome<std::span<const std::uint8_t>> EncryptWithKeyBlob(const UniqueCryptProvider& provider, const KeyBlob& key,
+                                                          std::span<const std::uint8_t, kKeyBlobBlockSize> block,
+                                                          std::span<std::uint8_t> buffer);
 // Writes a NUL behind the plain bytes if the buffer has room for it.
-HRESULT DecryptWithKeyBlob(const UniqueCryptProvider& provider, const KeyBlob& key,
-                           std::span<const std::uint8_t> ciphertext, std::uint8_t* output, std::uint32_t* capacity);
+Outcome<std::span<const std::uint8_t>> DecryptWithKeyBlob(const UniqueCryptProvider& provider, const KeyBlob& key,
+                                                          std::span<const std::uint8_t> ciphertext,
+                                                          std::span<std::uint8_t> buffer);
 
 }  // namespace qsn

@@ -17,6 +17,8 @@
 namespace qsn {
 namespace {
 
+using Bytes = std::vector<std::uint8_t>;
+
 constexpr char kUnit[] = "Utility\\CryptoUtility";
 constexpr std::size_t kIvSize = 12;
 constexpr int kTagSize = 16;
@@ -49,80 +51,75 @@ bool SwitchPaddingOff(EVP_CIPHER_CTX* context) {
     return EVP_CIPHER_CTX_test_flags(context, EVP_CIPH_NO_PADDING) != 0;
 }
 
-HRESULT EncryptGcm(EVP_CIPHER_CTX* context, const AesKey& key, const std::uint8_t* iv,
-                   std::span<const std::uint8_t> input, std::vector<std::uint8_t>* output) {
-    if (!SwitchPaddingOff(context)) return Failed(L"Failed to call EVP_CIPHER_CTX_set_padding");
+Outcome<Bytes> EncryptGcm(EVP_CIPHER_CTX* context, const AesKey& key, const std::uint8_t* iv,
+                          std::span<const std::uint8_t> input) {
+    if (!SwitchPaddingOff(context)) return {Failed(L"Failed to call EVP_CIPHER_CTX_set_padding")};
     const EVP_CIPHER* const cipher = EVP_aes_128_gcm();
-    if (!cipher) return Failed(L"Failed to call EVP_aes_128_gcm");
+    if (!cipher) return {Failed(L"Failed to call EVP_aes_128_gcm")};
     if (!EVP_EncryptInit_ex(context, cipher, nullptr, key.data(), iv))
-        return Failed(L"Failed to call EVP_EncryptInit_ex");
+        return {Failed(L"Failed to call EVP_EncryptInit_ex")};
 
-    output->resize(input.size() + kTagSize);
+    Bytes output(input.size() + kTagSize);
     int length = 0;
-    if (!EVP_EncryptUpdate(context, output->data(), &length, input.data(), static_cast<int>(input.size())))
-        return Failed(L"Failed to call EVP_EncryptUpdate");
+    if (!EVP_EncryptUpdate(context, output.data(), &length, input.data(), static_cast<int>(input.size())))
+        return {Failed(L"Failed to call EVP_EncryptUpdate")};
     int rest = 0;
-    if (!EVP_EncryptFinal_ex(context, output->data() + length, &rest))
-        return Failed(L"Failed to call EVP_EncryptFinal_ex");
+    if (!EVP_EncryptFinal_ex(context, output.data() + length, &rest))
+        return {Failed(L"Failed to call EVP_EncryptFinal_ex")};
     length += rest;
-    if (!EVP_CIPHER_CTX_ctrl(context, EVP_CTRL_GCM_GET_TAG, kTagSize, output->data() + length))
-        return Failed(L"Failed to call EVP_CIPHER_CTX_ctrl");
-    output->resize(static_cast<std::size_t>(length) + std::size_t{kTagSize});
-    return S_OK;
+    if (!EVP_CIPHER_CTX_ctrl(context, EVP_CTRL_GCM_GET_TAG, kTagSize, output.data() + length))
+        return {Failed(L"Failed to call EVP_CIPHER_CTX_ctrl")};
+    output.resize(static_cast<std::size_t>(length) + std::size_t{kTagSize});
+    return {S_OK, std::move(output)};
 }
 
-HRESULT DecryptGcm(EVP_CIPHER_CTX* context, const AesKey& key, const std::uint8_t* iv,
-                   std::span<const std::uint8_t> input, std::vector<std::uint8_t>* output) {
-    if (!SwitchPaddingOff(context)) return Failed(L"Failed to call EVP_CIPHER_CTX_set_padding");
+// `output` has room for the whole input. The value is the length of the text in it.
+Outcome<std::size_t> DecryptGcm(EVP_CIPHER_CTX* context, const AesKey& key, const std::uint8_t* iv,
+                                std::span<const std::uint8_t> input, std::uint8_t* output) {
+    if (!SwitchPaddingOff(context)) return {Failed(L"Failed to call EVP_CIPHER_CTX_set_padding")};
     const EVP_CIPHER* const cipher = EVP_aes_128_gcm();
-    if (!cipher) return Failed(L"Failed to call EVP_aes_128_gcm");
+    if (!cipher) return {Failed(L"Failed to call EVP_aes_128_gcm")};
     if (!EVP_DecryptInit_ex(context, cipher, nullptr, key.data(), iv))
-        return Failed(L"Failed to call EVP_DecryptInit_ex");
+        return {Failed(L"Failed to call EVP_DecryptInit_ex")};
 
     const auto ciphertext = input.first(input.size() - kTagSize);
     std::array<std::uint8_t, kTagSize> tag;
     std::ranges::copy(input.last(kTagSize), tag.begin());
-    output->resize(input.size());
     int length = 0;
-    if (!EVP_DecryptUpdate(context, output->data(), &length, ciphertext.data(), static_cast<int>(ciphertext.size())))
-        return Failed(L"Failed to call EVP_DecryptUpdate");
+    if (!EVP_DecryptUpdate(context, output, &length, ciphertext.data(), static_cast<int>(ciphertext.size())))
+        return {Failed(L"Failed to call EVP_DecryptUpdate")};
     if (!EVP_CIPHER_CTX_ctrl(context, EVP_CTRL_GCM_SET_TAG, kTagSize, tag.data()))
-        return Failed(L"Failed to call EVP_CIPHER_CTX_ctrl");
+        return {Failed(L"Failed to call EVP_CIPHER_CTX_ctrl")};
     int rest = 0;
-    if (!EVP_DecryptFinal_ex(context, output->data() + length, &rest))
-        return Failed(L"Failed to call EVP_DecryptFinal_ex");
-    output->resize(static_cast<std::size_t>(length) + static_cast<std::size_t>(rest));
-    return S_OK;
+    if (!EVP_DecryptFinal_ex(context, output + length, &rest)) return {Failed(L"Failed to call EVP_DecryptFinal_ex")};
+    return {S_OK, static_cast<std::size_t>(length) + static_cast<std::size_t>(rest)};
 }
 
 // Otherwise OpenSSL would ask the user of the host's program for a pass phrase, if the text says that it is encrypted.
 int RefusePassPhrase(char* /*buffer*/, int /*size*/, int /*forWriting*/, void* /*argument*/) { return -1; }
 
-HRESULT EncryptRaw(RSA* rsa, const AesKey& key, std::vector<std::uint8_t>* encryptedKey) {
+Outcome<Bytes> EncryptRaw(RSA* rsa, const AesKey& key) {
     const int size = RSA_size(rsa);
-    std::vector<std::uint8_t> padded(static_cast<std::size_t>(size));
+    Bytes padded(static_cast<std::size_t>(size));
     const WipeAtEnd wipePadded(padded);
     if (!RSA_padding_add_PKCS1_OAEP_mgf1(padded.data(), size, key.data(), static_cast<int>(key.size()), nullptr, 0,
                                          EVP_sha256(), nullptr))
-        return Failed(L"Failed in RSA_padding_add_PKCS1_OAEP_mgf1\n");
-    std::vector<std::uint8_t> encrypted(padded.size());
+        return {Failed(L"Failed in RSA_padding_add_PKCS1_OAEP_mgf1\n")};
+    Bytes encrypted(padded.size());
     if (RSA_public_encrypt(size, padded.data(), encrypted.data(), rsa, RSA_NO_PADDING) != size)
-        return Failed(L"Failed in RSA_public_encrypt\n");
-    *encryptedKey = std::move(encrypted);
-    return S_OK;
+        return {Failed(L"Failed in RSA_public_encrypt\n")};
+    return {S_OK, std::move(encrypted)};
 }
 
-HRESULT WrapKey(std::string_view bareKey, const AesKey& byAESKey, std::string* encodedKey) {
+Outcome<std::string> WrapKey(std::string_view bareKey, const AesKey& byAESKey) {
     std::string strOpenSSLKey("-----BEGIN PUBLIC KEY-----\n");
     strOpenSSLKey.append(bareKey).append("\n-----END PUBLIC KEY-----");
-    UniqueRsa rsa;
-    HRESULT hr = HandOn(CreateRSAFromPEM(strOpenSSLKey, &rsa), kUnit, "CreateRSAFromPEM(strOpenSSLKey, &rsa)");
-    if (FAILED(hr)) return hr;
-    std::vector<std::uint8_t> encryptedKey;
-    hr = HandOn(EncryptAesKey(rsa.get(), byAESKey, &encryptedKey), kUnit,
-                "EncryptAesKey(rsa, byAESKey, &encryptedAesKey)");
-    if (FAILED(hr)) return hr;
-    return HandOn(Base64Encode(encryptedKey, encodedKey), kUnit, "Base64Encode(encryptedAesKey, &strEncoded)");
+    const auto rsa = HandOn(CreateRSAFromPEM(strOpenSSLKey), kUnit, "CreateRSAFromPEM(strOpenSSLKey, &rsa)");
+    if (FAILED(rsa.result)) return {rsa.result};
+    const auto encryptedKey =
+        HandOn(EncryptAesKey(rsa.value.get(), byAESKey), kUnit, "EncryptAesKey(rsa, byAESKey, &encryptedAesKey)");
+    if (FAILED(encryptedKey.result)) return {encryptedKey.result};
+    return HandOn(Base64Encode(encryptedKey.value), kUnit, "Base64Encode(encryptedAesKey, &strEncoded)");
 }
 
 }  // namespace
@@ -132,65 +129,65 @@ HRESULT GenerateAesKey(AesKey* key) {
     return RAND_bytes(key->data(), static_cast<int>(key->size())) == 1 ? S_OK : Failed(L"Failed to RAND_bytes\n");
 }
 
-HRESULT CreateRSAFromPEM(const std::string& pem, UniqueRsa* rsa) {
+Outcome<UniqueRsa> CreateRSAFromPEM(const std::string& pem) {
     StartLibCrypto();
     const UniqueBio bio(BIO_new_mem_buf(pem.c_str(), -1));
-    if (!bio) return Failed(L"Failed to create BIO\n");
-    rsa->reset(PEM_read_bio_RSA_PUBKEY(bio.get(), nullptr, RefusePassPhrase, nullptr));
-    return *rsa ? S_OK : Failed(L"Failed to read RSA public key from PEM\n");
+    if (!bio) return {Failed(L"Failed to create BIO\n")};
+    UniqueRsa rsa(PEM_read_bio_RSA_PUBKEY(bio.get(), nullptr, RefusePassPhrase, nullptr));
+    if (!rsa) return {Failed(L"Failed to read RSA public key from PEM\n")};
+    return {S_OK, std::move(rsa)};
 }
 
-HRESULT EncryptAesKey(RSA* rsa, const AesKey& key, std::vector<std::uint8_t>* encryptedKey) {
-    return Guarded([&] { return EncryptRaw(rsa, key, encryptedKey); });
+Outcome<Bytes> EncryptAesKey(RSA* rsa, const AesKey& key) {
+    return Guarded([&] { return EncryptRaw(rsa, key); });
 }
 
-HRESULT EncryptAESKeyByRSAKey(std::string_view bareKey, const AesKey& key, std::string* encodedKey) {
-    return Guarded([&] { return WrapKey(bareKey, key, encodedKey); });
+Outcome<std::string> EncryptAESKeyByRSAKey(std::string_view bareKey, const AesKey& key) {
+    return Guarded([&] { return WrapKey(bareKey, key); });
 }
 
-HRESULT AesEncrypt(UniqueCipherContext context, const AesKey& key, std::span<const std::uint8_t> iv,
-                   std::span<const std::uint8_t> input, std::vector<std::uint8_t>* output) {
-    if (!IsUsable(context.get(), iv, input)) return E_INVALIDARG;
-    return Guarded([&] { return EncryptGcm(context.get(), key, iv.data(), input, output); });
+Outcome<Bytes> AesEncrypt(UniqueCipherContext context, const AesKey& key, std::span<const std::uint8_t> iv,
+                          std::span<const std::uint8_t> input) {
+    if (!IsUsable(context.get(), iv, input)) return {E_INVALIDARG};
+    return Guarded([&] { return EncryptGcm(context.get(), key, iv.data(), input); });
 }
 
-HRESULT AesDecrypt(UniqueCipherContext context, const AesKey& key, std::span<const std::uint8_t> iv,
-                   std::span<const std::uint8_t> input, std::vector<std::uint8_t>* output) {
-    if (!IsUsable(context.get(), iv, input)) return E_INVALIDARG;
-    if (input.size() < kTagSize) return E_FAIL;
-    const HRESULT hr = Guarded([&] { return DecryptGcm(context.get(), key, iv.data(), input, output); });
-    if (FAILED(hr)) {
+Outcome<Bytes> AesDecrypt(UniqueCipherContext context, const AesKey& key, std::span<const std::uint8_t> iv,
+                          std::span<const std::uint8_t> input) {
+    if (!IsUsable(context.get(), iv, input)) return {E_INVALIDARG};
+    if (input.size() < kTagSize) return {E_FAIL};
+    return Guarded([&]() -> Outcome<Bytes> {
+        Bytes output(input.size());
+        const Outcome<std::size_t> length = DecryptGcm(context.get(), key, iv.data(), input, output.data());
         // Text that was not proved genuine goes no further.
-        OPENSSL_cleanse(output->data(), output->size());
-        output->clear();
-    }
-    return hr;
+        if (FAILED(length.result)) OPENSSL_cleanse(output.data(), output.size());
+        output.resize(length.value);
+        return {length.result, std::move(output)};
+    });
 }
 
-HRESULT EncryptByAESKey(const AesKey& key, std::string_view iv, std::string_view plainText, std::string* encoded) {
+Outcome<std::string> EncryptByAESKey(const AesKey& key, std::string_view iv, std::string_view plainText) {
     UniqueCipherContext context = NewCipherContext();
-    if (!context) return E_FAIL;
-    std::vector<std::uint8_t> encryptedData;
-    HRESULT hr = HandOn(AesEncrypt(std::move(context), key, AsBytes(iv), AsBytes(plainText), &encryptedData), kUnit,
-                        "AesEncrypt(byAESKey, byIV, utf8ByteArray, encryptedData, &ciphertext_len)");
-    if (FAILED(hr)) return hr;
-    return HandOn(Base64Encode(encryptedData, encoded), kUnit, "Base64Encode(encryptedData, &strData64)");
+    if (!context) return {E_FAIL};
+    const Outcome<Bytes> encrypted =
+        HandOn(AesEncrypt(std::move(context), key, AsBytes(iv), AsBytes(plainText)), kUnit,
+               "AesEncrypt(byAESKey, byIV, utf8ByteArray, encryptedData, &ciphertext_len)");
+    if (FAILED(encrypted.result)) return {encrypted.result};
+    return HandOn(Base64Encode(encrypted.value), kUnit, "Base64Encode(encryptedData, &strData64)");
 }
 
-HRESULT DecryptByAESKey(const AesKey& key, std::string_view iv, std::string_view encoded, std::string* plainText) {
-    std::vector<std::uint8_t> encryptedData;
-    HRESULT hr = HandOn(Base64Decode(encoded, &encryptedData), kUnit, "Base64Decode(strEncryptedData, &encryptedData)");
-    if (FAILED(hr)) return hr;
+Outcome<std::string> DecryptByAESKey(const AesKey& key, std::string_view iv, std::string_view encoded) {
+    const Outcome<Bytes> encrypted =
+        HandOn(Base64Decode(encoded), kUnit, "Base64Decode(strEncryptedData, &encryptedData)");
+    if (FAILED(encrypted.result)) return {encrypted.result};
     UniqueCipherContext context = NewCipherContext();
-    if (!context) return E_FAIL;
-    std::vector<std::uint8_t> decryptedData;
-    const WipeAtEnd wipeDecrypted(decryptedData);
-    hr = HandOn(AesDecrypt(std::move(context), key, AsBytes(iv), encryptedData, &decryptedData), kUnit,
-                "AesDecrypt(byAESKey, byIV, encryptedData, decryptedData, &plaintext_len)");
-    if (FAILED(hr)) return hr;
-    return Guarded([&] {
-        plainText->assign(decryptedData.begin(), decryptedData.end());
-        return S_OK;
+    if (!context) return {E_FAIL};
+    Outcome<Bytes> decrypted = HandOn(AesDecrypt(std::move(context), key, AsBytes(iv), encrypted.value), kUnit,
+                                      "AesDecrypt(byAESKey, byIV, encryptedData, decryptedData, &plaintext_len)");
+    const WipeAtEnd wipeDecrypted(decrypted.value);
+    if (FAILED(decrypted.result)) return {decrypted.result};
+    return Guarded([&]() -> Outcome<std::string> {
+        return {S_OK, std::string(decrypted.value.begin(), decrypted.value.end())};
     });
 }
 

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <windows.h>
-
 #include <array>
 #include <cstdint>
 #include <span>
@@ -10,6 +8,7 @@
 #include <vector>
 
 #include "Utility/OpenSslOwners.h"
+#include "Utility/Outcome.h"
 
 namespace qsn {
 
@@ -20,18 +19,18 @@ using AesKey = std::array<std::uint8_t, 16>;
 HRESULT GenerateAesKey(AesKey* key);
 
 // `bareKey` is the Base64 body of a SubjectPublicKeyInfo without its PEM marker lines.
-HRESULT CreateRSAFromPEM(const std::string& pem, UniqueRsa* rsa);
-HRESULT EncryptAesKey(RSA* rsa, const AesKey& key, std::vector<std::uint8_t>* encryptedKey);
-HRESULT EncryptAESKeyByRSAKey(std::string_view bareKey, const AesKey& key, std::string* encodedKey);
+Outcome<UniqueRsa> CreateRSAFromPEM(const std::string& pem);
+Outcome<std::vector<std::uint8_t>> EncryptAesKey(RSA* rsa, const AesKey& key);
+Outcome<std::string> EncryptAESKeyByRSAKey(std::string_view bareKey, const AesKey& key);
 
-HRESULT AesEncrypt(UniqueCipherContext context, const AesKey& key, std::span<const std::uint8_t> iv,
-                   std::span<const std::uint8_t> input, std::vector<std::uint8_t>* output);
+Outcome<std::vector<std::uint8_t>> AesEncrypt(UniqueCipherContext context, const AesKey& key,
+                                              std::span<const std::uint8_t> iv, std::span<const std::uint8_t> input);
 // Input shorter than a tag is refused with E_FAIL.
-HRESULT AesDecrypt(UniqueCipherContext context, const AesKey& key, std::span<const std::uint8_t> iv,
-                   std::span<const std::uint8_t> input, std::vector<std::uint8_t>* output);
+Outcome<std::vector<std::uint8_t>> AesDecrypt(UniqueCipherContext context, const AesKey& key,
+                                              std::span<const std::uint8_t> iv, std::span<const std::uint8_t> input);
 
 // Text in, Base64 out, and back. `iv` is a text of twelve bytes.
-HRESULT EncryptByAESKey(const AesKey& key, std::string_view iv, std::string_view plainText, std::string* encoded);
-HRESULT DecryptByAESKey(const AesKey& key, std::string_view iv, std::string_view encoded, std::string* plainText);
+Outcome<std::string> EncryptByAESKey(const AesKey& key, std::string_view iv, std::string_view plainText);
+Outcome<std::string> DecryptByAESKey(const AesKey& key, std::string_view iv, std::string_view encoded);
 
 }  // namespace qsn

@@ -4,6 +4,8 @@
 
 #include <atomic>
 
+#include "Utility/Outcome.h"
+
 namespace qsn {
 
 // One switch serves the whole process. It is off at process start; `ReadDumpSwitch` can turn it on and nothing turns it
@@ -31,6 +33,12 @@ namespace qsn {
 inline HRESULT HandOn(HRESULT hr, const char* unit, const char* call, int line = __builtin_LINE()) {
     if (FAILED(hr)) TraceA("FAILED: 0x%08x @ %s:%d %s\n", static_cast<unsigned>(hr), unit, line, call);
     return hr;
+}
+// Not for a short secret: what is moved leaves a copy behind.
+template <class Value>
+Outcome<Value> HandOn(Outcome<Value> outcome, const char* unit, const char* call, int line = __builtin_LINE()) {
+    HandOn(outcome.result, unit, call, line);
+    return outcome;
 }
 
 }  // namespace qsn

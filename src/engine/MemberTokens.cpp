@@ -82,16 +82,15 @@ HRESULT MemberTokens::RefreshWithNewPublicKey(Renewal& renewal) {
 
 HRESULT MemberTokens::IsMemberTokenValid(const std::string& token, std::uint64_t* memberId) {
     TraceA("IsMemberTokenValid\n");
-    std::string strDecryptResult;
-    const HRESULT decoded = HandOn(DecodeJWT(token, &strDecryptResult), kUnit, "DecodeJWT(token, &strDecryptResult)");
-    if (FAILED(decoded)) return decoded;
-    MemberTokenClaims claims;
-    if (FAILED(ReadMemberTokenClaims(strDecryptResult, &claims))) {
+    const Outcome<std::string> payload = HandOn(DecodeJWT(token), kUnit, "DecodeJWT(token, &strDecryptResult)");
+    if (FAILED(payload.result)) return payload.result;
+    const Outcome<MemberTokenClaims> claims = ReadMemberTokenClaims(payload.value);
+    if (FAILED(claims.result)) {
         TraceA("IsMemberTokenValid token json parse failed.\n");
         return E_INVALIDARG;
     }
-    *memberId = claims.memberId;
-    if (claims.expiry < std::time(nullptr) + kLeastTimeToLive) {
+    *memberId = claims.value.memberId;
+    if (claims.value.expiry < std::time(nullptr) + kLeastTimeToLive) {
         TraceA("IsMemberTokenValid: the token is invalid ");
         return E_FAIL;
     }
@@ -102,19 +101,18 @@ HRESULT MemberTokens::IsMemberTokenValid(const std::string& token, std::uint64_t
 Outcome<MemberTokens::PublicKey> MemberTokens::OnlineInitMemberAuth() {
     TraceA("OnlineInitMemberAuth\n");
     TraceA("OnlineInitMemberAuth: GenerateJSONData\n");
-    std::string strJsonData;
-    const HRESULT written = WriteMemberInitBody(m_state.productSID, &strJsonData);
-    if (FAILED(written)) return {written};
+    const Outcome<std::string> body = WriteMemberInitBody(m_state.productSID);
+    if (FAILED(body.result)) return {body.result};
     TraceA("OnlineInitMemberAuth: CommunicateToServer\n");
-    const Outcome<std::string> response = CommunicateToMemberAuth(RequestType::kInitMemberAuth, strJsonData);
+    const Outcome<std::string> response = CommunicateToMemberAuth(RequestType::kInitMemberAuth, body.value);
     if (FAILED(response.result)) return {response.result};
 
-    PublicKey key;
-    const HRESULT parsed = ParseMemberAuthResponse(RequestType::kInitMemberAuth, response.value, &key.id, &key.text);
+    Outcome<MemberAuthInfo> info = ParseMemberAuthResponse(RequestType::kInitMemberAuth, response.value);
+    PublicKey key{std::move(info.value.text), info.value.id};
     // Whatever the reply was: a key that is no longer confirmed is not kept either.
     const HRESULT stored = SetPublicKeyAndIDFromReg(key);
     HRESULT hr = ReportMemberAuthResult(L"InitMemberAuth, Server result = ", ReadMemberAuthResult(response.value));
-    if (SUCCEEDED(hr)) hr = FAILED(parsed) ? parsed : stored;
+    if (SUCCEEDED(hr)) hr = FAILED(info.result) ? info.result : stored;
     TraceA("OnlineInitMemberAuth return hr = %x\n", static_cast<unsigned>(hr));
     return {hr, std::move(key)};
 }
@@ -141,17 +139,14 @@ HRESULT MemberTokens::OnlineRefreshMemberToken(Renewal& renewal) {
 Outcome<std::string> MemberTokens::WriteRefreshBody(AesKey& aesKey, Renewal& renewal) {
     const Outcome<PublicKey> publicKey = ProvidePublicKey();
     if (FAILED(publicKey.result)) return {publicKey.result};
-    HRESULT hr = HandOn(GenerateAesKey(&aesKey), kUnit, "GenerateAesKey(&aesKey)");
+    const HRESULT hr = HandOn(GenerateAesKey(&aesKey), kUnit, "GenerateAesKey(&aesKey)");
     if (FAILED(hr)) return {hr};
-    std::string wrappedKey;
-    hr = HandOn(EncryptAESKeyByRSAKey(publicKey.value.text, aesKey, &wrappedKey), kUnit,
-                "EncryptAESKeyByRSAKey(strPublicKey, aesKey, &strEncryptedAESKey)");
-    if (FAILED(hr)) return {hr};
+    const auto wrappedKey = HandOn(EncryptAESKeyByRSAKey(publicKey.value.text, aesKey), kUnit,
+                                   "EncryptAESKeyByRSAKey(strPublicKey, aesKey, &strEncryptedAESKey)");
+    if (FAILED(wrappedKey.result)) return {wrappedKey.result};
     const Outcome<std::string> secret = EncryptRefreshSecret(aesKey, renewal);
     if (FAILED(secret.result)) return {secret.result};
-    Outcome<std::string> body;
-    body.result = WriteMemberRefreshBody(wrappedKey, secret.value, publicKey.value.id, &body.value);
-    return body;
+    return WriteMemberRefreshBody(wrappedKey.value, secret.value, publicKey.value.id);
 }
 
 Outcome<MemberTokens::PublicKey> MemberTokens::ProvidePublicKey() {
@@ -174,15 +169,12 @@ Outcome<std::string> MemberTokens::EncryptRefreshSecret(const AesKey& aesKey, Re
     if (FAILED(hr)) return {hr};
     // The public key may have taken so long that another user has signed in, and this is that user's refresh token.
     if (!IsSharedMemberToken(renewal.memberToken)) return {kTokensChanged};
-    std::string jsonData;
-    const WipeAtEnd wipeData(jsonData);
-    hr = WriteMemberRefreshSecret(renewal.refreshToken.Text(),
-                                  renewal.memberId != 0 ? renewal.memberId : Number(m_state.memberId), &jsonData);
-    if (FAILED(hr)) return {hr};
-    Outcome<std::string> encrypted;
-    encrypted.result = HandOn(EncryptByAESKey(aesKey, kInitialisationVector, jsonData, &encrypted.value), kUnit,
-                              "EncryptByAESKey(aesKey, AUTH_IV_STRING, jsonData, &strEncryptResult)");
-    return encrypted;
+    Outcome<std::string> jsonData = WriteMemberRefreshSecret(
+        renewal.refreshToken.Text(), renewal.memberId != 0 ? renewal.memberId : Number(m_state.memberId));
+    const WipeAtEnd wipeData(jsonData.value);
+    if (FAILED(jsonData.result)) return {jsonData.result};
+    return HandOn(EncryptByAESKey(aesKey, kInitialisationVector, jsonData.value), kUnit,
+                  "EncryptByAESKey(aesKey, AUTH_IV_STRING, jsonData, &strEncryptResult)");
 }
 
 HRESULT MemberTokens::LearnMemberId(std::uint64_t memberId) {
@@ -196,37 +188,35 @@ Outcome<std::string> MemberTokens::CommunicateToMemberAuth(RequestType type, con
     TraceA("Start to communicate to Server\n");
     Outcome<SignedReply> reply =
         m_exchange.CommunicateToServer(serverapi, strJsonData, "Quillfern/" + m_state.productSID);
+    m_session.NoteExchange();
     HandOn(reply.result, kUnit,
            "CommunicateToServer(strJsonData, &strServerResponse, &strToken, &strDigest, serverapi, TRUE)");
     return {reply.result, std::move(reply.value.body)};
 }
 
 HRESULT MemberTokens::StoreRenewedToken(const Renewal& renewal, const AesKey& aesKey, const std::string& response) {
-    std::string strInfo;
-    std::uint32_t unused = 0;
-    HRESULT hr = ParseMemberAuthResponse(RequestType::kRefreshMemberToken, response, &unused, &strInfo);
+    const Outcome<MemberAuthInfo> info = ParseMemberAuthResponse(RequestType::kRefreshMemberToken, response);
+    if (FAILED(info.result)) return info.result;
+    Outcome<std::string> text = DecryptByAESKey(aesKey, kInitialisationVector, info.value.text);
+    const WipeAtEnd wipeText(text.value);
+    const HRESULT hr =
+        HandOn(text.result, kUnit, "DecryptByAESKey(aesKey, AUTH_IV_STRING, *strInfo, &strDecryptResult)");
     if (FAILED(hr)) return hr;
-    std::string strDecryptResult;
-    const WipeAtEnd wipeText(strDecryptResult);
-    hr = HandOn(DecryptByAESKey(aesKey, kInitialisationVector, strInfo, &strDecryptResult), kUnit,
-                "DecryptByAESKey(aesKey, AUTH_IV_STRING, *strInfo, &strDecryptResult)");
-    if (FAILED(hr)) return hr;
-    return HandOn(SetMemberToken(renewal, strDecryptResult), kUnit, "SetMemberToken(strDecryptResult)");
+    return HandOn(SetMemberToken(renewal, text.value), kUnit, "SetMemberToken(strDecryptResult)");
 }
 
 HRESULT MemberTokens::SetMemberToken(const Renewal& renewal, const std::string& text) {
     TraceA("SetMemberToken\n");
-    std::string token;
-    const HRESULT read = ReadRenewedMemberToken(text, &token);
-    if (FAILED(read)) {
+    const Outcome<std::string> token = ReadRenewedMemberToken(text);
+    if (FAILED(token.result)) {
         TraceA("SetMemberToken: Failed to parse json.\n");
-        return read;
+        return token.result;
     }
-    if (token.empty()) {
+    if (token.value.empty()) {
         TraceA("SetMemberToken: Failed to get memberToken.\n");
         return E_FAIL;
     }
-    return ReplaceMemberToken(renewal.memberToken, renewal.refreshToken.Text(), token);
+    return ReplaceMemberToken(renewal.memberToken, renewal.refreshToken.Text(), token.value);
 }
 
 HRESULT MemberTokens::ReportMemberAuthResult(const wchar_t* label, MemberAuthReply reply) {

@@ -24,6 +24,8 @@ public:
         // Reads the user's information, and with it the member identifier.
         virtual HRESULT LearnMemberId() = 0;
         virtual void TellServiceMessage(std::string message) = 0;
+        // After each exchange.
+        virtual void NoteExchange() = 0;
 
     protected:
         ~Session() = default;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "Utility/DeviceIdentity.h"
 #include "Utility/Guard.h"
@@ -42,7 +43,8 @@ std::uint32_t NumberItem(const void* data) { return *static_cast<const std::uint
 
 }  // namespace
 
-QSNThreadContext::QSNThreadContext() : BaseThreadContext("QSNThreadContext") {}
+QSNThreadContext::QSNThreadContext(std::shared_ptr<RequestBook> book)
+    : BaseThreadContext("QSNThreadContext"), m_book(std::move(book)) {}
 
 QSNThreadContext::~QSNThreadContext() {
     // A session that was ended in order is not reported to the usage log twice.
@@ -62,11 +64,13 @@ HRESULT QSNThreadContext::Init(const char* productSID, IQSNCallbackFunc* callbac
 bool QSNThreadContext::InitOnThread() {
     // One that does not start costs the token check only.
     if (m_pRoutineTimer) m_pRoutineTimer->Run();
+    m_book->Log().Write({QSN_LOG_SESSION_STARTED});
     return SUCCEEDED(Guarded([&] {
         m_usageLog.Load();
         if (!m_strUsageLogFolder.empty()) m_usageLog.Load(m_strUsageLogFolder);
         DeviceText deviceId = {};
-        GetDeviceId(deviceId, nullptr, m_exchange.Client().BreakOffEvent());
+        GetDeviceId(deviceId, nullptr, &m_book->Waits());
+        if (!m_initialised) return E_ABORT;  // the host has ended the session meanwhile
         m_strDeviceId = deviceId;
         m_usageLog.Init((L"HWID=" + m_strDeviceId + L"&sid=" + Utf8ToWide(m_state.productSID)).c_str());
         m_usageLog.LogA("QSN Init");
@@ -75,6 +79,7 @@ bool QSNThreadContext::InitOnThread() {
 }
 
 HRESULT QSNThreadContext::Uninit() {
+    m_book->Log().Write({QSN_LOG_SESSION_ENDED});
     m_exchange.Client().Close();
     m_networkProbe.Close();
     m_usageLog.Log(L"QSN Uninit");
@@ -104,11 +109,40 @@ HRESULT QSNThreadContext::SetConfig(int id, const void* data) {
 
 HRESULT QSNThreadContext::DoCallback(int action, int result, void* data) {
     TraceCallback(action, result);
+    if (m_pRequest && action != QSN_ACTION_NOTIFY) {
+        m_book->Complete(*m_pRequest, result, Report(), data);
+        return S_OK;
+    }
     // A request that was given up has nobody to tell.
-    if (m_exchange.Client().IsBrokenOff()) return S_OK;
+    if (m_book->Waits().IsBrokenOffForGood()) return S_OK;
+    LogCallback(action, result);
     // A reference of its own, because the host may end the session inside the callback.
     const UniqueCom<IQSNCallbackFunc> callback = AddReference(m_spCallback.get());
     return callback ? callback->Callback(action, result, data) : S_OK;
+}
+
+void QSNThreadContext::LogCallback(int action, int result) {
+    QSN_OUTCOME outcome{};
+    outcome.size = sizeof(outcome);
+    outcome.callbackResult = result;
+    m_book->Log().Write({.event = QSN_LOG_CALLBACK, .level = QSN_LOG_DETAIL, .action = action, .outcome = &outcome});
+}
+
+HRESULT QSNThreadContext::RunRequest(Request& request, const Work& work) {
+    if (!m_book->Begin(request)) return E_ABORT;
+    Report() = {};
+    m_pRequest = &request;
+    std::optional<SecretText> text;
+    const HRESULT hr = Guarded([&] { return work(*this, text); });
+    m_pRequest = nullptr;
+    Report().result = hr;
+    const int code = hr == QSN_RETURN_E_NO_TOKEN ? QSN_CALLBACK_NOT_SIGNED_IN
+                     : FAILED(hr)                ? QSN_CALLBACK_NETWORK_OR_UNKNOWN
+                                                 : QSN_CALLBACK_OK;
+    // Nothing is left to do for what `DoCallback` has completed. The host's data is not const, though nobody expects it
+    // to be written to.
+    m_book->Complete(request, code, Report(), text ? const_cast<char*>(text->Text().c_str()) : nullptr);
+    return hr;
 }
 
 void QSNThreadContext::HandleServerResult(int callbackResult) {

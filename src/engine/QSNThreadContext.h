@@ -4,6 +4,9 @@
 #include <windows.h>
 
 #include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -14,6 +17,7 @@
 #include "Utility/Outcome.h"
 #include "Utility/SecretText.h"
 #include "engine/MemberTokens.h"
+#include "engine/RequestBook.h"
 #include "engine/RoutineTimer.h"
 #include "engine/SessionState.h"
 #include "protocol/Endpoints.h"
@@ -28,11 +32,14 @@ enum class Origin { kHost, kSingleSignOn };
 
 // The session engine: holds the signed-in session and carries out every operation against the service.
 //
-// After `Init` only the worker thread touches it, but for `BreakOff`; `Init` is called while no worker thread runs.
+// After `Init` only the worker thread touches it, but for the book; `Init` is called while no worker thread runs.
 // Outcomes reach the host through `DoCallback`; the result codes returned here become the results of the tasks.
 class QSNThreadContext : public BaseThread::BaseThreadContext, private MemberTokens::Session {
 public:
-    QSNThreadContext();
+    // What one of the host's requests has the session do, and the text that it brings back, if any.
+    using Work = std::function<HRESULT(QSNThreadContext& context, std::optional<SecretText>& text)>;
+
+    explicit QSNThreadContext(std::shared_ptr<RequestBook> book);
     ~QSNThreadContext() override;
 
     // Waits for nothing: what takes its time is left to `InitOnThread`. `productSID` is UTF-8.
@@ -40,12 +47,19 @@ public:
     HRESULT Init(const char* productSID, IQSNCallbackFunc* callback);
     // Starts the routine timer, asks for the device's identity and starts the usage log, with its first line.
     bool InitOnThread() override;
+    DWORD Tend() noexcept override { return m_book->Tend(); }
+    void EndOnThread() noexcept override { m_book->Close(); }
     // On the worker thread, or when that has ended.
     HRESULT Uninit();
 
     // For the thread that ends the session: the running request is given up. Its exchange ends at once, nothing of it
     // is told or stored, and no other exchange begins. Any thread; for good.
-    void BreakOff() noexcept { m_exchange.Client().BreakOff(); }
+    void BreakOff() noexcept { m_book->Waits().BreakOff(); }
+    // The requests that are to be completed. Any thread.
+    RequestBook& Book() noexcept { return *m_book; }
+    // Does the work and completes the request, unless it has been asked to end by now. What the session would tell the
+    // host's callback of the outcome goes to the request.
+    HRESULT RunRequest(Request& request, const Work& work);
 
     // Where the usage log is to be taken from, empty: from its usual place; before the worker thread runs. The log is
     // optional, as ever.
@@ -88,13 +102,14 @@ public:
     // that. E_UNEXPECTED: there is no timer.
     HRESULT EnableCheckTokenRoutine(int nextVerifyTime);
 
-    // 0 if the session has ended: then nobody is called.
+    // What the host's callback returned; 0 if nobody was called.
     HRESULT DoCallback(int action, int result, void* data);
 
 private:
     // Drops the access token if a callback result says that the service no longer accepts it.
     void HandleServerResult(int callbackResult);
     std::string SignInURL() const;
+    void LogCallback(int action, int result);
 
     struct CommandProcedure;
     HRESULT RunCommandProcedure(const CommandProcedure& procedure);
@@ -123,10 +138,14 @@ private:
 
     HRESULT LearnMemberId() override { return OnlineGetUserInfo().result; }
     void TellServiceMessage(std::string message) override;
+    void NoteExchange() override { m_book->LogExchange(Report()); }
+    ExchangeReport& Report() noexcept { return m_exchange.Client().Report(); }
 
+    const std::shared_ptr<RequestBook> m_book;
+    Request* m_pRequest = nullptr;  // that is run, if it is one of those
     SessionState m_state;
     OrbLogger m_usageLog;
-    ServiceExchange m_exchange{m_usageLog};
+    ServiceExchange m_exchange{m_book->Waits(), m_usageLog};
     MemberTokens m_memberTokens{*this, m_state, m_exchange, m_usageLog};
     NetworkProbe m_networkProbe;
     UniqueCom<IQSNCallbackFunc> m_spCallback;

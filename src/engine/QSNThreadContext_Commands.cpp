@@ -32,6 +32,7 @@ HRESULT QSNThreadContext::RunCommandProcedure(const CommandProcedure& procedure)
     if (!m_networkProbe.IsNetworkAlive()) {
         TraceA("%s", procedure.noNetworkTrace);
         m_usageLog.Log(procedure.noNetworkLog);
+        Report().error = TransferError::kOffline;
         DoCallback(procedure.action, QSN_CALLBACK_NETWORK_OR_UNKNOWN, nullptr);
         return E_FAIL;
     }
@@ -41,6 +42,7 @@ HRESULT QSNThreadContext::RunCommandProcedure(const CommandProcedure& procedure)
         reply = (this->*procedure.exchange)();
         return reply.result;
     });
+    Report().result = hr;
     const int code = HRESULT2CallbackResult(hr);
     if (procedure.mayEndSession) HandleServerResult(code);
     DoCallback(procedure.action, code, SUCCEEDED(hr) ? procedure.dataOf(reply.value) : nullptr);

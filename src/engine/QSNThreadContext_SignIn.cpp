@@ -50,10 +50,12 @@ HRESULT QSNThreadContext::SignOut(Origin origin, const std::string& memberToken,
     }
     int code = QSN_CALLBACK_NETWORK_OR_UNKNOWN;
     if (m_networkProbe.IsNetworkAlive()) {
-        code = HRESULT2CallbackResult(Guarded([&] { return OnlineSignOut(memberToken, refreshToken); }));
+        Report().result = Guarded([&] { return OnlineSignOut(memberToken, refreshToken); });
+        code = HRESULT2CallbackResult(Report().result);
     } else {
         TraceA("Sign Out: network not available!! \n");
         m_usageLog.Log(L"Sign Out: Network not available");
+        Report().error = TransferError::kOffline;
     }
     // Whatever the service made of it: a user who signs out here is signed out here.
     SetAccessToken({});

@@ -90,6 +90,7 @@ Outcome<ReplyPayload> QSNThreadContext::RunOnlineOperation(const OnlineOperation
     const ServerURL serverapi = GetServerURL(operation.type, m_state.useTestbed, m_state.memberId);
     TraceA("Start to communicate to Server\n");
     const Outcome<SignedReply> reply = m_exchange.CommunicateToServer(serverapi, body.value);
+    NoteExchange();
     const HRESULT sent = HandOn(
         reply.result, kUnit, "CommunicateToServer(strJsonData, &strServerResponse, &strToken, &strDigest, serverapi)");
     if (FAILED(sent)) return {sent};
@@ -130,15 +131,13 @@ Outcome<std::string> QSNThreadContext::GenerateJSONData(RequestType type, std::s
         values.machineName = WideToUtf8(MachineName());
         values.machineID = WideToUtf8(MachineID());
     }
-    Outcome<std::string> body;
-    body.result = WriteRequestBody(type, values, &body.value);
-    return body;
+    return WriteRequestBody(type, values);
 }
 
 std::wstring QSNThreadContext::MachineID() {
     if (!m_strDeviceId.empty()) return m_strDeviceId;
     DeviceText identifier = {};
-    const HRESULT hr = GetDeviceId(identifier, nullptr, m_exchange.Client().BreakOffEvent());
+    const HRESULT hr = GetDeviceId(identifier, nullptr, &m_book->Waits());
     return SUCCEEDED(hr) ? identifier : L"DefaultHWID";
 }
 
@@ -146,19 +145,20 @@ std::wstring QSNThreadContext::MachineID() {
 // too.
 HRESULT QSNThreadContext::ParseJSONResult(RequestType type, const SignedReply& reply, ReplyPayload* payload,
                                           std::string* additionalMessage) {
-    ReplyEnvelope envelope;
-    const HRESULT read = ReadEnvelope(reply.body, &envelope);
-    if (FAILED(read)) return read;
-    payload->serverResult = envelope.result;
-    *additionalMessage = std::move(envelope.additionalMessage);
+    Outcome<ReplyEnvelope> envelope = ReadEnvelope(reply.body);
+    if (FAILED(envelope.result)) return envelope.result;
+    payload->serverResult = envelope.value.result;
+    Report().serverResult = envelope.value.result;
+    *additionalMessage = std::move(envelope.value.additionalMessage);
 
     TraceA("Verify digest from Server\n");
     const HRESULT verified =
         HandOn(m_exchange.VerifyServerDigest(reply), kUnit, "VerifyServerDigest(strJSONResult, strToken, strDigest)");
     if (FAILED(verified)) return verified;
     if (payload->serverResult != 0) return S_OK;
-    payload->source = std::move(envelope.data);
-    return ReadPayload(type, payload->source, payload);
+    Outcome<ReplyPayload> read = ReadPayload(type, std::move(envelope.value.data));
+    *payload = std::move(read.value);
+    return read.result;
 }
 
 }  // namespace qsn

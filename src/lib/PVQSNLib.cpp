@@ -38,6 +38,11 @@ PVQSNLib::~PVQSNLib() {
 }
 
 HRESULT STDMETHODCALLTYPE PVQSNLib::NonDelegatingQueryInterface(REFIID iid, void** ppv) {
+    if (ppv && IsEqualIID(iid, IID_IQSNRequests)) {
+        *ppv = static_cast<IQSNRequests*>(this);
+        Outer()->AddRef();
+        return S_OK;
+    }
     if (!IsEqualIID(iid, IID_IPVSubscription)) return CPVUnknown::NonDelegatingQueryInterface(iid, ppv);
     if (!ppv) return E_INVALIDARG;  // not E_POINTER as elsewhere: hosts know it like this
     *ppv = static_cast<IPVSubscription2*>(this);
@@ -50,15 +55,16 @@ HRESULT STDMETHODCALLTYPE PVQSNLib::Init(const wchar_t* productSID, IQSNCallback
     if (!productSID || !callback) return E_POINTER;
     // Only one of two threads that call at the same time may start.
     if (Worker() || m_starting.test_and_set()) return QSN_RETURN_E_ALREADY_INITIALIZED;
-    const HRESULT hr = Guarded([&] { return Start(productSID, callback); });
+    const HRESULT hr = Guarded([&] { return StartSession(productSID, callback); });
     m_starting.clear();
     return hr;
 }
 
-HRESULT PVQSNLib::Start(const wchar_t* productSID, IQSNCallbackFunc* callback) {
+HRESULT PVQSNLib::StartSession(const wchar_t* productSID, IQSNCallbackFunc* callback) {
     if (Worker()) return QSN_RETURN_E_ALREADY_INITIALIZED;
     RunningSession running;
-    running.context = std::make_shared<QSNThreadContext>();
+    running.book = std::make_shared<RequestBook>(m_log);
+    running.context = std::make_shared<QSNThreadContext>(running.book);
     running.context->SetUsageLogFolder(LogFolder());
     // The line number is part of the text that the support staff look for, it does not follow this file.
     const HRESULT hr = HandOn(running.context->Init(WideToUtf8(productSID).c_str(), callback), "PVQSNLib",
@@ -66,6 +72,9 @@ HRESULT PVQSNLib::Start(const wchar_t* productSID, IQSNCallbackFunc* callback) {
     if (FAILED(hr)) return hr;
     running.worker = std::make_shared<QSNWorkerThread>();
     running.worker->SetThreadContext(running.context);
+    running.book->SetWake([worker = std::weak_ptr(running.worker)] {
+        if (const auto alive = worker.lock()) alive->Wake();
+    });
     m_routineTimer.Init(this);
     running.context->SetRoutineTimer(&m_routineTimer);
     if (!running.worker->Start()) {
@@ -138,46 +147,59 @@ HRESULT STDMETHODCALLTYPE PVQSNLib::SignIn(const char* token) {
     TraceW(L"Sign in\n");
     return Guarded([&]() -> HRESULT {
         if (!Worker()) return QSN_RETURN_E_NOT_INITIALIZED;
-        const bool singleSignOn = m_singleSignOnEnabled.load();
-        SecretText candidate(token ? token : "");
-        bool fromStore = false;
-        if (!token && singleSignOn) {
-            TraceW(L"Sign in: try single signOn\n");
-            StoreReading<SecretText> shared = m_singleSignOn.GetSingleSignOnToken();
-            if (FAILED(shared.result)) return shared.result;
-            candidate = std::move(shared.value);
-            fromStore = shared.result == S_OK;
-            if (fromStore) TraceA("Sign in: GET from single signOn token: %s\n", candidate.Text().c_str());
-        }
+        const Outcome<Candidate> candidate = FindToken(token);
+        if (FAILED(candidate.result)) return candidate.result;
         // Posted without a token too: the callback then tells the host where to sign in.
-        const HRESULT posted = Post<SignInTask>(candidate.Text(), Origin::kHost);
+        const HRESULT posted = Post<SignInTask>(candidate.value.token.Text(), Origin::kHost);
         if (FAILED(posted)) return posted;
-        if (candidate.IsEmpty()) return QSN_RETURN_E_NO_TOKEN;
-        if (singleSignOn && !fromStore) {
-            TraceA("Sign in: SET single signOn token: %s\n", candidate.Text().c_str());
-            m_singleSignOn.SetSingleSignOnToken(candidate.Text());
-        }
+        if (candidate.value.token.IsEmpty()) return QSN_RETURN_E_NO_TOKEN;
+        Share(candidate.value);
         return S_OK;
     });
+}
+
+Outcome<PVQSNLib::Candidate> PVQSNLib::FindToken(const char* token) {
+    if (token || !m_singleSignOnEnabled) return {S_OK, {SecretText(token ? token : ""), false}};
+    TraceW(L"Sign in: try single signOn\n");
+    StoreReading<SecretText> shared = m_singleSignOn.GetSingleSignOnToken();
+    if (FAILED(shared.result)) return {shared.result};
+    const bool isShared = shared.result == S_OK;
+    if (isShared) TraceA("Sign in: GET from single signOn token: %s\n", shared.value.Text().c_str());
+    return {S_OK, {std::move(shared.value), isShared}};
+}
+
+void PVQSNLib::Share(const Candidate& candidate) {
+    if (!m_singleSignOnEnabled || candidate.isShared || candidate.token.IsEmpty()) return;
+    TraceA("Sign in: SET single signOn token: %s\n", candidate.token.Text().c_str());
+    m_singleSignOn.SetSingleSignOnToken(candidate.token.Text());
 }
 
 HRESULT STDMETHODCALLTYPE PVQSNLib::SignOut() {
     TraceW(L"Sign out\n");
     return Guarded([&]() -> HRESULT {
         if (!Worker()) return QSN_RETURN_E_NOT_INITIALIZED;
-        StoreReading<std::string> member = m_singleSignOn.GetMemberToken();
-        StoreReading<SecretText> refresh = m_singleSignOn.GetRefreshToken();
-        // What the service would not be told of must not go.
-        if (FAILED(member.result)) return member.result;
-        if (FAILED(refresh.result)) return refresh.result;
-        TraceA("Sign out: memtoken:%s\n", member.value.c_str());
-        const HRESULT posted = Post<SignOutTask>(Origin::kHost, std::move(member.value), std::move(refresh.value));
-        if (FAILED(posted)) return posted;
-        if (m_singleSignOnEnabled) m_singleSignOn.SetSingleSignOnToken({});
-        m_singleSignOn.SetMemberToken({});
-        m_singleSignOn.SetRefreshToken({});
-        return S_OK;
+        TokenStore::Tokens tokens = ReadTokens();
+        if (FAILED(tokens.result)) return tokens.result;
+        const HRESULT posted = Post<SignOutTask>(Origin::kHost, std::move(tokens.member), std::move(tokens.refresh));
+        if (SUCCEEDED(posted)) ClearTokens();
+        return posted;
     });
+}
+
+TokenStore::Tokens PVQSNLib::ReadTokens() {
+    StoreReading<std::string> member = m_singleSignOn.GetMemberToken();
+    StoreReading<SecretText> refresh = m_singleSignOn.GetRefreshToken();
+    // What the service would not be told of must not go.
+    if (FAILED(member.result)) return {member.result};
+    if (FAILED(refresh.result)) return {refresh.result};
+    TraceA("Sign out: memtoken:%s\n", member.value.c_str());
+    return {S_OK, std::move(member.value), std::move(refresh.value)};
+}
+
+void PVQSNLib::ClearTokens() {
+    if (m_singleSignOnEnabled) m_singleSignOn.SetSingleSignOnToken({});
+    m_singleSignOn.SetMemberToken({});
+    m_singleSignOn.SetRefreshToken({});
 }
 
 HRESULT STDMETHODCALLTYPE PVQSNLib::GetUserInfo() {
@@ -214,9 +236,9 @@ HRESULT PVQSNLib::PostTokenCheck() {
     return S_OK;
 }
 
-std::shared_ptr<QSNWorkerThread> PVQSNLib::Worker() const {
+SessionQueue PVQSNLib::Queue() const {
     const std::lock_guard lock(m_runningLock);
-    return m_running.worker;
+    return {m_running.worker, m_running.book};
 }
 
 RunningSession PVQSNLib::TakeRunning() {

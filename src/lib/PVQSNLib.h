@@ -25,7 +25,11 @@ namespace qsn {
 // Lock order: source lock, the store's locks, then those that are held for a moment only (running lock, worker's
 // queue). The threads that call back take no lock before the store's, and nobody waits for the worker thread under a
 // lock: so the host may call what it likes inside its callback, and what waits for the worker fails there at once.
-class PVQSNLib final : public IPVSubscription2, public CPVUnknown, public SSOCallback, public RoutineTimerCallback {
+class PVQSNLib final : public IPVSubscription2,
+                       public CPVUnknown,
+                       public SSOCallback,
+                       public RoutineTimerCallback,
+                       public IQSNRequests {
 public:
     PVQSNLib();
     ~PVQSNLib() override;
@@ -52,6 +56,10 @@ public:
     HRESULT STDMETHODCALLTYPE Reserved19() override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE Reserved20() override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE Reserved21() override { return E_NOTIMPL; }
+
+    HRESULT STDMETHODCALLTYPE Start(const QSN_REQUEST* request, IQSNCompletion* completion,
+                                    IQSNRequest** started) override;
+    HRESULT STDMETHODCALLTYPE SetLog(IQSNLog* log, uint32_t level) override;
 
     // On the store's watcher thread: only reads and clears tokens, and posts work.
     HRESULT SSOCallbackEvent(int id, const char* data) override;
@@ -90,19 +98,38 @@ private:
     template <int id>
     HRESULT Notify(const char* data);
 
+    // An access token to sign in with, empty if there is none.
+    struct Candidate {
+        SecretText token;
+        bool isShared = false;  // it comes from the other applications
+    };
+    // `token`: the host's; null: the shared one is looked for.
+    Outcome<Candidate> FindToken(const char* token);
+    void Share(const Candidate& candidate);
+    TokenStore::Tokens ReadTokens();
+    void ClearTokens();
+    HRESULT SwitchSingleSignOn(uint32_t enable);
+
+    // What the requests of `Start` do on the worker thread.
+    QSNThreadContext::Work WorkOf(const QSN_REQUEST& request);
+    QSNThreadContext::Work SignInWork(const char* token);
+    QSNThreadContext::Work ConfigWork(const QSN_REQUEST& request);
+    HRESULT SignOutOn(QSNThreadContext& context);
+
     // Null while the object is not initialised.
-    std::shared_ptr<QSNWorkerThread> Worker() const;
+    SessionQueue Queue() const;
+    std::shared_ptr<QSNWorkerThread> Worker() const { return Queue().worker; }
     // Ends whatever posts work by itself, then takes the worker away from everybody else.
     RunningSession EndSources();
     RunningSession TakeRunning();
     std::wstring LogFolder() const;
-    HRESULT Start(const wchar_t* productSID, IQSNCallbackFunc* callback);
+    HRESULT StartSession(const wchar_t* productSID, IQSNCallbackFunc* callback);
 
     template <class Task, class... Arguments>
     HRESULT Post(Arguments&&... arguments) {
-        return Guarded([&]() -> HRESULT {
-            const std::shared_ptr<QSNWorkerThread> worker = Worker();
-            if (!worker) return QSN_RETURN_E_NOT_INITIALIZED;
+        const std::shared_ptr<QSNWorkerThread> worker = Worker();
+        if (!worker) return QSN_RETURN_E_NOT_INITIALIZED;
+        return Guarded([&] {
             worker->PostTask(std::make_shared<Task>(std::forward<Arguments>(arguments)...));
             return S_OK;
         });
@@ -110,6 +137,8 @@ private:
     HRESULT RunAndWait(QSNWorkerThread& worker, const std::shared_ptr<QSNTaskBase>& task, HRESULT* taskResult);
     HRESULT PostTokenCheck();
 
+    const std::shared_ptr<HostLog> m_log = std::make_shared<HostLog>();
+    std::atomic<std::uint32_t> m_lastRequest{0};
     // The token check that was posted last, which exists while it is queued or running, and whose queue it went to.
     // Only the timer's thread looks at them.
     std::weak_ptr<CheckTokenValidTask> m_tokenCheck;

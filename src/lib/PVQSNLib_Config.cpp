@@ -143,10 +143,13 @@ HRESULT PVQSNLib::Run(Arguments... arguments) {
 }
 
 HRESULT PVQSNLib::EnableSingleSignOn(void* data, uint32_t*) {
+    if (!Worker()) return QSN_RETURN_E_NOT_INITIALIZED;
+    return data ? SwitchSingleSignOn(*static_cast<const uint32_t*>(data)) : E_INVALIDARG;
+}
+
+HRESULT PVQSNLib::SwitchSingleSignOn(uint32_t enable) {
     const std::lock_guard lock(m_sourceLock);
     if (!Worker()) return QSN_RETURN_E_NOT_INITIALIZED;
-    if (!data) return E_INVALIDARG;
-    const uint32_t enable = *static_cast<const uint32_t*>(data);
     TraceW(L"config QSNCFG_ENABLE_SINGLE_SIGNON = %d\n", static_cast<int>(enable));
     if (enable) {
         const HRESULT hr = m_singleSignOn.Init(this);

@@ -15,6 +15,7 @@ HRESULT RunningSession::End() {
     // Inside the host's callback the thread ends when that has returned.
     if (worker->IsCurrentThread()) {
         worker->LeaveBehind();
+        context->EndOnThread();
     } else {
         if (!worker->JoinFor(kRequestTimeToEnd)) {
             worker->DropRunning();

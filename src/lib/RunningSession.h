@@ -9,6 +9,12 @@
 
 namespace qsn {
 
+// Where a session's work goes; null if there is no session.
+struct SessionQueue {
+    std::shared_ptr<QSNWorkerThread> worker;
+    std::shared_ptr<RequestBook> book;
+};
+
 // A session and the worker thread that works on it, from `Init` to `Uninit` or the last reference to the library
 // object.
 class RunningSession {
@@ -25,6 +31,7 @@ public:
     // moment longer.
     HRESULT End();
 
+    std::shared_ptr<RequestBook> book;
     std::shared_ptr<QSNThreadContext> context;
     std::shared_ptr<QSNWorkerThread> worker;
 };

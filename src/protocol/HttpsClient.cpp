@@ -3,11 +3,12 @@
 #include <winsock2.h>
 #include <ws2tcpip.h>
 
+#include <algorithm>
 #include <array>
-#include <mutex>
 #include <new>
 #include <utility>
 
+#include "Utility/Clock.h"
 #include "Utility/Guard.h"
 #include "Utility/Trace.h"
 
@@ -18,7 +19,7 @@ constexpr DWORD kTimeToFindProxy = 30000;      // ms
 constexpr DWORD kTimeToResolve = 30000;        // ms
 constexpr long kTimeToConnect = 30000;         // ms, handshakes included
 constexpr ULONGLONG kTimeWithoutByte = 60000;  // ms
-constexpr int kLookAtTheClock = 1000;          // ms
+constexpr DWORD kLookAtTheClock = 1000;        // ms
 constexpr int kOkStatus = 200;
 
 template <class Value>
@@ -167,54 +168,50 @@ struct HttpsClient::Exchange {
 
 HttpsClient::~HttpsClient() { Close(); }
 
-void HttpsClient::BreakOff() noexcept {
-    m_isBrokenOff = true;
-    const std::lock_guard lock(m_multiLock);
-    if (m_breakOff) SetEvent(m_breakOff.Get());
-    if (m_multi) curl_multi_wakeup(m_multi.get());
-}
-
-HANDLE HttpsClient::BreakOffEvent() noexcept {
-    const std::lock_guard lock(m_multiLock);
-    // Made when it is first asked for: `Init` need not wait for the system there.
-    if (!m_breakOff) m_breakOff.Reset(CreateEventW(nullptr, TRUE, m_isBrokenOff, nullptr));
-    return m_breakOff.Get();
-}
-
+// Inside an exchange, because the host has ended the session in the middle of it, the exchange does the rest.
 void HttpsClient::Close() noexcept {
-    BreakOff();
+    m_interruption.BreakOff();
+    if (!m_isExchanging) Release();
+}
+
+void HttpsClient::Release() noexcept {
     m_easy.reset();
-    UniqueMulti multi;
-    {
-        const std::lock_guard lock(m_multiLock);
-        multi = std::move(m_multi);
-    }
-    multi.reset();
+    m_multi.reset();
     m_library.reset();
 }
 
 HRESULT HttpsClient::SendHttpsRequest(const HttpRequestInfo& request, SignedReply* reply) {
-    return Guarded([&] { return RunExchange(request, reply); });
+    const std::uint64_t start = Milliseconds();
+    m_report = {.wireTime = m_report.wireTime};
+    m_isExchanging = true;
+    m_report.result = Guarded([&] { return RunExchange(request, reply); });
+    m_isExchanging = false;
+    m_report.wireTime += Milliseconds() - start;
+    if (m_interruption.IsBrokenOffForGood()) Release();
+    return m_report.result;
 }
 
 HRESULT HttpsClient::RunExchange(const HttpRequestInfo& request, SignedReply* reply) {
     Exchange exchange{*this, request, ReplyReader(*reply), {}};
     TransferError error = TransferError::kBrokenOff;
-    if (!m_isBrokenOff) {
+    if (!m_interruption.IsBrokenOff()) {
         if (!Open()) return E_OUTOFMEMORY;
         exchange.Prepare(m_easy.get());
-        for (const std::string& proxy : m_proxySettings.For(request.url.host, m_breakOff.Get(), kTimeToFindProxy)) {
+        for (const std::string& proxy : m_proxySettings.For(request.url.host, m_interruption, kTimeToFindProxy)) {
             error = TryWay(proxy, exchange);
             if (exchange.requestLeft || !IsConnectFailure(error)) break;
         }
     }
+    const int status = exchange.reader.Status();
+    m_report.httpStatus = status;
     if (error == TransferError::kNone) return S_OK;
     if (exchange.outOfMemory) return E_OUTOFMEMORY;
-    const int status = exchange.reader.Status();
-    if (m_isBrokenOff || status == 0) {
-        TraceA("HTTP send request fail, last error = %d\n",
-               static_cast<int>(m_isBrokenOff ? TransferError::kBrokenOff : error));
-        return m_isBrokenOff ? E_ABORT : E_FAIL;
+    const bool isBrokenOff = m_interruption.IsBrokenOff();
+    if (isBrokenOff) error = TransferError::kBrokenOff;
+    if (isBrokenOff || status == 0 || status == kOkStatus) m_report.error = error;
+    if (isBrokenOff || status == 0) {
+        TraceA("HTTP send request fail, last error = %d\n", static_cast<int>(error));
+        return isBrokenOff ? E_ABORT : E_FAIL;
     }
     if (status == kOkStatus) return E_UNEXPECTED;
     TraceA("HTTP error: code = %d\n", status);
@@ -223,14 +220,12 @@ HRESULT HttpsClient::RunExchange(const HttpRequestInfo& request, SignedReply* re
 
 bool HttpsClient::Open() {
     if (m_easy) return true;
-    if (!BreakOffEvent()) return false;
     m_library.emplace();
     if (!m_library->IsStarted()) return false;
     UniqueMulti multi(curl_multi_init());
     UniqueEasy easy(curl_easy_init());
     if (!multi || !easy) return false;
     m_easy = std::move(easy);
-    const std::lock_guard lock(m_multiLock);
     m_multi = std::move(multi);
     return true;
 }
@@ -242,7 +237,7 @@ TransferError HttpsClient::TryWay(const std::string& proxy, Exchange& exchange) 
     UniqueCurlList known;
     // libcurl is never left to resolve a name: it would do so on a thread of its own, or hold everything up.
     if (!IsNumeric(next.host)) {
-        const std::string addresses = m_addresses.For(next.host, next.port, m_breakOff.Get(), kTimeToResolve);
+        const std::string addresses = m_addresses.For(next.host, next.port, m_interruption, kTimeToResolve);
         if (addresses.empty()) return TransferError::kName;
         Append(known, next.host + ':' + next.port + ':' + addresses);
     }
@@ -253,6 +248,8 @@ TransferError HttpsClient::TryWay(const std::string& proxy, Exchange& exchange) 
 
 TransferError HttpsClient::Perform(Exchange& exchange) {
     const DrivenTransfer transfer(m_multi.get(), m_easy.get());
+    const Interruption::OwnWait wait(
+        m_interruption, [](void* multi) { curl_multi_wakeup(multi); }, m_multi.get());
     ULONGLONG lastByte = GetTickCount64();
     long long progress = 0;
     CURLcode code = CURLE_OK;
@@ -262,9 +259,11 @@ TransferError HttpsClient::Perform(Exchange& exchange) {
             lastByte = GetTickCount64();
         }
         if (GetTickCount64() - lastByte >= kTimeWithoutByte) return TransferError::kTimeout;
-        // Woken by `BreakOff`, before this or during it.
-        curl_multi_poll(m_multi.get(), nullptr, 0, kLookAtTheClock, nullptr);
-        if (m_isBrokenOff) return TransferError::kBrokenOff;
+        const DWORD pause = m_interruption.Tend();
+        if (m_interruption.IsBrokenOff()) return TransferError::kBrokenOff;
+        // Woken by an interruption, before this or during it.
+        curl_multi_poll(m_multi.get(), nullptr, 0, static_cast<int>(std::min(pause, kLookAtTheClock)), nullptr);
+        if (m_interruption.IsBrokenOff()) return TransferError::kBrokenOff;
     }
     if (code == CURLE_OK) return exchange.reader.IsComplete() ? TransferError::kNone : TransferError::kNotHttp;
     exchange.outOfMemory |= code == CURLE_OUT_OF_MEMORY;

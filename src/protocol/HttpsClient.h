@@ -2,16 +2,16 @@
 
 #include <windows.h>
 
-#include <atomic>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "Utility/Win32Owners.h"
+#include "Utility/Interruption.h"
 #include "protocol/CurlLibrary.h"
 #include "protocol/CurlOwners.h"
 #include "protocol/Endpoints.h"
+#include "protocol/ExchangeReport.h"
 #include "protocol/NameResolution.h"
 #include "protocol/PeerCheck.h"
 #include "protocol/ProxySettings.h"
@@ -29,10 +29,11 @@ struct HttpRequestInfo {
 
 // The HTTPS client of one session: libcurl with the system's TLS. Nothing but https, no redirect, no cookie, no cache;
 // TLS 1.2 at least; the user's proxy settings as they are at the time of each exchange. A connection is kept for the
-// next exchange. One thread makes exchanges; any thread may break the one under way off.
+// next exchange. For one thread.
 class HttpsClient {
 public:
-    HttpsClient() = default;
+    // `interruption` ends an exchange within milliseconds. Whoever tends meanwhile may call `Close`.
+    explicit HttpsClient(Interruption& interruption) noexcept : m_interruption(interruption) {}
     HttpsClient(const HttpsClient&) = delete;
     HttpsClient& operator=(const HttpsClient&) = delete;
     ~HttpsClient();
@@ -43,11 +44,8 @@ public:
     // E_OUTOFMEMORY. E_ABORT: broken off.
     HRESULT SendHttpsRequest(const HttpRequestInfo& request, SignedReply* reply);
 
-    // Ends the exchange under way within milliseconds, and every later one at its beginning. For good; any thread.
-    void BreakOff() noexcept;
-    bool IsBrokenOff() const noexcept { return m_isBrokenOff; }
-    // Signalled from `BreakOff` on, for other waits that are to end with it. Null if the system had no event left.
-    HANDLE BreakOffEvent() noexcept;
+    // Of all exchanges since the owner emptied it.
+    ExchangeReport& Report() noexcept { return m_report; }
 
     // Ends what is left of the session's connections. On the exchanging thread, or when that has ended; there is no
     // exchange afterwards.
@@ -56,16 +54,17 @@ public:
 private:
     struct Exchange;
 
+    void Release() noexcept;
     HRESULT RunExchange(const HttpRequestInfo& request, SignedReply* reply);
     bool Open();
     TransferError TryWay(const std::string& proxy, Exchange& exchange);
     TransferError Perform(Exchange& exchange);
     long long Progress() const;
 
-    std::atomic<bool> m_isBrokenOff{false};
+    Interruption& m_interruption;
+    ExchangeReport m_report;
+    bool m_isExchanging = false;
     std::optional<CurlLibrary> m_library;  // ahead of what needs it
-    SlimLock m_multiLock;                  // guards m_breakOff and m_multi against `BreakOff`; held for a moment only
-    UniqueHandle m_breakOff;
     UniqueMulti m_multi;
     UniqueEasy m_easy;
     ProxySettings m_proxySettings;

@@ -1,11 +1,10 @@
 #pragma once
 
-#include <windows.h>
-
 #include <cstdint>
 #include <string>
 #include <string_view>
 
+#include "Utility/Outcome.h"
 #include "protocol/Endpoints.h"
 
 namespace qsn {
@@ -13,10 +12,10 @@ namespace qsn {
 // The texts of the member-auth exchange: what is sent, and what is read from its replies and tokens.
 
 // E_OUTOFMEMORY if the writer ran out of it.
-HRESULT WriteMemberInitBody(const std::string& productSID, std::string* body);
-HRESULT WriteMemberRefreshSecret(const std::string& refreshToken, std::uint64_t memberId, std::string* text);
-HRESULT WriteMemberRefreshBody(const std::string& wrappedKey, const std::string& encryptedSecret, std::uint32_t keyId,
-                               std::string* body);
+Outcome<std::string> WriteMemberInitBody(const std::string& productSID);
+Outcome<std::string> WriteMemberRefreshSecret(const std::string& refreshToken, std::uint64_t memberId);
+Outcome<std::string> WriteMemberRefreshBody(const std::string& wrappedKey, const std::string& encryptedSecret,
+                                            std::uint32_t keyId);
 
 inline constexpr int kUnreadableResult = -1;  // translated like any unknown number
 
@@ -27,10 +26,14 @@ struct MemberAuthReply {
 // The parts of a reply that do not depend on its kind; those of an empty one if it is not JSON.
 MemberAuthReply ReadMemberAuthResult(std::string_view reply);
 
+struct MemberAuthInfo {
+    std::string text;
+    std::uint32_t id = 0;
+};
 // kInitMemberAuth: public key and its identifier. kRefreshMemberToken: the encrypted text. Anything else: E_NOTIMPL.
-// E_INVALIDARG: not JSON, or an identifier that no value can hold. kReplyWithoutResult: no "status". 0 with the outputs
-// untouched for any "status" but success: callers judge by what they got.
-HRESULT ParseMemberAuthResponse(RequestType api, std::string_view reply, std::uint32_t* identifier, std::string* text);
+// E_INVALIDARG: not JSON, or an identifier that no value can hold. kReplyWithoutResult: no "status". 0 with
+// an empty value for any "status" but success: callers judge by what they got.
+Outcome<MemberAuthInfo> ParseMemberAuthResponse(RequestType api, std::string_view reply);
 
 // When a member token ends, and whose it is. E_INVALIDARG if the payload is not a JSON object. Members that are not
 // whole numbers of 64 bits read as 0, and so do negative identifiers.
@@ -38,9 +41,9 @@ struct MemberTokenClaims {
     std::int64_t expiry = 0;  // seconds since 1970
     std::uint64_t memberId = 0;
 };
-HRESULT ReadMemberTokenClaims(std::string_view payload, MemberTokenClaims* claims);
+Outcome<MemberTokenClaims> ReadMemberTokenClaims(std::string_view payload);
 
 // The member token in a decrypted refresh reply, empty if it is missing. E_INVALIDARG: not JSON.
-HRESULT ReadRenewedMemberToken(std::string_view text, std::string* token);
+Outcome<std::string> ReadRenewedMemberToken(std::string_view text);
 
 }  // namespace qsn

@@ -1,11 +1,11 @@
 #include "protocol/MessageAuthentication.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <optional>
 #include <string>
 
 #include "Utility/Hex.h"
@@ -34,14 +34,12 @@ HRESULT Generate(const UniqueCryptProvider& provider, const KeyBlob& requestKey,
     NonceBlock nonce = {};
     MakeNonce(nonce);
 
-    std::uint8_t encrypted[sizeof(pair->token)];
-    std::uint32_t length = sizeof(encrypted);
-    const HRESULT hr = EncryptWithKeyBlob(
+    std::uint8_t buffer[sizeof(pair->token)];
+    const auto encrypted = EncryptWithKeyBlob(
         provider, requestKey,
-        std::span<const std::uint8_t, sizeof(nonce)>(reinterpret_cast<std::uint8_t*>(nonce), sizeof(nonce)), encrypted,
-        &length);
-    if (FAILED(hr)) return hr;
-    if (!Place(BytesToHex({encrypted, length}), pair->token)) return E_UNEXPECTED;
+        std::span<const std::uint8_t, sizeof(nonce)>(reinterpret_cast<std::uint8_t*>(nonce), sizeof(nonce)), buffer);
+    if (FAILED(encrypted.result)) return encrypted.result;
+    if (!Place(BytesToHex(encrypted.value), pair->token)) return E_UNEXPECTED;
 
     const std::string digest = HmacMD5Hex(provider, body, nonce);
     return IsMD5Hex(digest) && Place(digest, pair->digest) ? S_OK : E_FAIL;
@@ -49,13 +47,12 @@ HRESULT Generate(const UniqueCryptProvider& provider, const KeyBlob& requestKey,
 
 HRESULT Check(const UniqueCryptProvider& provider, const KeyBlob& replyKey, std::string_view body,
               std::span<const std::uint8_t> ciphertext, std::string_view digest) {
-    std::uint8_t plain[512] = {};
-    std::uint32_t length = sizeof(plain);
-    if (FAILED(DecryptWithKeyBlob(provider, replyKey, ciphertext, plain, &length))) return E_FAIL;
+    std::uint8_t buffer[512] = {};
+    const auto plain = DecryptWithKeyBlob(provider, replyKey, ciphertext, buffer);
+    if (FAILED(plain.result)) return E_FAIL;
 
-    const std::size_t capacity = std::min<std::size_t>(length, sizeof(plain));
-    const char* const text = reinterpret_cast<const char*>(plain);
-    const std::string_view nonce(text, strnlen(text, capacity));
+    const char* const text = reinterpret_cast<const char*>(plain.value.data());
+    const std::string_view nonce(text, strnlen(text, plain.value.size()));
     const std::string expected = HmacMD5Hex(provider, body, nonce);
     if (expected == kHmacOutOfMemory) return E_OUTOFMEMORY;
     return IsMD5Hex(expected) && expected == digest ? S_OK : E_FAIL;
@@ -72,10 +69,11 @@ HRESULT MessageAuthentication::GenerateTokenAndDigest(const KeyBlob& requestKey,
 
 HRESULT MessageAuthentication::CheckTokenAndDigest(const KeyBlob& replyKey, std::string_view body,
                                                    std::string_view token, std::string_view digest) {
-    std::string encrypted;
-    if (token.size() >= sizeof(AuthenticationPair::token) || !HexToBytes(token, &encrypted)) return E_FAIL;
-    const std::span<const std::uint8_t> ciphertext(reinterpret_cast<const std::uint8_t*>(encrypted.data()),
-                                                   encrypted.size());
+    if (token.size() >= sizeof(AuthenticationPair::token)) return E_FAIL;
+    const std::optional<std::string> encrypted = HexToBytes(token);
+    if (!encrypted) return E_FAIL;
+    const std::span<const std::uint8_t> ciphertext(reinterpret_cast<const std::uint8_t*>(encrypted->data()),
+                                                   encrypted->size());
     return Check(Provider(), replyKey, body, ciphertext, digest);
 }
 

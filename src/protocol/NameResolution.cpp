@@ -88,15 +88,14 @@ std::vector<std::string> AddressesIn(const ADDRINFOEXW* entry) {
 
 }  // namespace
 
-std::vector<std::string> ResolveName(const std::string& host, HANDLE breakOff, DWORD milliseconds) {
+std::vector<std::string> ResolveName(const std::string& host, Interruption& interruption, DWORD milliseconds) {
     const std::wstring name = Utf8ToWide(host);
     if (name.empty() || name.size() > kMaxNameLength) return {};
     UniqueQuery query = MakeQuery(name);
     const int error = GetAddrInfoExW(query->name, nullptr, NS_ALL, nullptr, &query->hints, &query->result, nullptr,
                                      &query->overlapped, nullptr, &query->cancel);
     if (error == WSA_IO_PENDING) {
-        const std::array events{query->overlapped.hEvent, breakOff};
-        if (WaitForMultipleObjects(events.size(), events.data(), FALSE, milliseconds) != WAIT_OBJECT_0) {
+        if (!interruption.Wait(query->overlapped.hEvent, milliseconds)) {
             GiveUp(std::move(query));
             return {};
         }
@@ -107,13 +106,14 @@ std::vector<std::string> ResolveName(const std::string& host, HANDLE breakOff, D
     return AddressesIn(query->result);
 }
 
-std::string KnownAddresses::For(const std::string& host, const std::string& port, HANDLE breakOff, DWORD milliseconds) {
+std::string KnownAddresses::For(const std::string& host, const std::string& port, Interruption& interruption,
+                                DWORD milliseconds) {
     const std::string name = host + ':' + port;
     const auto known = std::ranges::find(m_addresses, name, &Address::name);
     const ULONGLONG now = GetTickCount64();
     if (known != m_addresses.end() && now - known->since < kAddressLifetime) return known->numbers;
     std::string numbers;
-    for (const std::string& address : ResolveName(host, breakOff, milliseconds))
+    for (const std::string& address : ResolveName(host, interruption, milliseconds))
         numbers.append(numbers.empty() ? "" : ",").append(address);
     if (numbers.empty()) return known == m_addresses.end() ? std::string() : known->numbers;
     if (known != m_addresses.end()) m_addresses.erase(known);

@@ -3,7 +3,6 @@
 #include <winhttp.h>
 
 #include <algorithm>
-#include <array>
 #include <atomic>
 #include <cstddef>
 #include <memory>
@@ -139,11 +138,11 @@ std::vector<std::string> WaysIn(const WINHTTP_PROXY_INFO& answer) {
 
 }  // namespace
 
-std::vector<std::string> ProxyScript::Ask(const std::wstring& address, const std::string& host, HANDLE breakOff,
-                                          DWORD milliseconds) {
+std::vector<std::string> ProxyScript::Ask(const std::wstring& address, const std::string& host,
+                                          Interruption& interruption, DWORD milliseconds) {
     if (address == m_failed && GetTickCount64() - m_failedAt < kTimeToLeaveAlone) return {};
-    std::vector<std::string> ways = Run(address, host, breakOff, milliseconds);
-    if (ways.empty() && WaitForSingleObject(breakOff, 0) == WAIT_TIMEOUT) {
+    std::vector<std::string> ways = Run(address, host, interruption, milliseconds);
+    if (ways.empty() && !interruption.IsBrokenOff()) {
         m_failed = address;
         m_failedAt = GetTickCount64();
         m_library.Reset();  // loaded again it asks again; under Wine it would remember the failure for good
@@ -153,8 +152,8 @@ std::vector<std::string> ProxyScript::Ask(const std::wstring& address, const std
 
 // WinHTTP's asynchronous resolver is of no use: without a callback it does not tell a failure from a search that goes
 // on, a callback might come when the DLL is gone, and under Wine there is no such resolver.
-std::vector<std::string> ProxyScript::Run(const std::wstring& address, const std::string& host, HANDLE breakOff,
-                                          DWORD milliseconds) {
+std::vector<std::string> ProxyScript::Run(const std::wstring& address, const std::string& host,
+                                          Interruption& interruption, DWORD milliseconds) {
     if (!m_library) m_library.Reset(LoadLibraryExW(L"winhttp.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32));
     if (!m_library) return {};
     Session session(m_library.Get());
@@ -166,8 +165,7 @@ std::vector<std::string> ProxyScript::Run(const std::wstring& address, const std
     const UniqueHandle thread(CreateThread(nullptr, kStackSize, &QsnBeginProxySearch, search.get(),
                                            STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr));
     if (!thread) return {};
-    const std::array ends{thread.Get(), breakOff};
-    if (WaitForMultipleObjects(ends.size(), ends.data(), FALSE, milliseconds) == WAIT_OBJECT_0) {
+    if (interruption.Wait(thread.Get(), milliseconds)) {
         DWORD isFound = FALSE;
         return GetExitCodeThread(thread.Get(), &isFound) && isFound ? WaysIn(*search->answer)
                                                                     : std::vector<std::string>();

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "Utility/Interruption.h"
 #include "Utility/Win32Owners.h"
 
 namespace qsn {
@@ -15,14 +16,14 @@ class ProxyScript {
 public:
     // The ways to port 443 of `host` that the script at `address` names, best first, as libcurl takes them, "" for the
     // one without a proxy. An empty address: the script that the network tells of, if it does. Empty: no script could
-    // be had or it failed, and then it is left alone for a while, `milliseconds` are over, or the event `breakOff` was
-    // signalled, which ends the search within milliseconds. Nothing of the library runs or is written to afterwards,
+    // be had or it failed, and then it is left alone for a while, `milliseconds` are over, or `interruption` broke
+    // the search off. Nothing of the library runs or is written to afterwards,
     // even if the system is still at it.
-    std::vector<std::string> Ask(const std::wstring& address, const std::string& host, HANDLE breakOff,
+    std::vector<std::string> Ask(const std::wstring& address, const std::string& host, Interruption& interruption,
                                  DWORD milliseconds);
 
 private:
-    std::vector<std::string> Run(const std::wstring& address, const std::string& host, HANDLE breakOff,
+    std::vector<std::string> Run(const std::wstring& address, const std::string& host, Interruption& interruption,
                                  DWORD milliseconds);
 
     UniqueModule m_library;  // loaded when there is something to ask

@@ -102,11 +102,12 @@ void ProxySettings::Update() {
     m_watch = isWhole ? std::move(watch) : RegistryWatch();
 }
 
-std::vector<std::string> ProxySettings::For(const std::string& host, HANDLE breakOff, DWORD milliseconds) {
+std::vector<std::string> ProxySettings::For(const std::string& host, Interruption& interruption, DWORD milliseconds) {
     Update();
     std::vector<std::string> ways;
-    if (m_values.detects) ways = m_detected.Ask({}, host, breakOff, milliseconds);
-    if (ways.empty() && !m_values.script.empty()) ways = m_script.Ask(m_values.script, host, breakOff, milliseconds);
+    if (m_values.detects) ways = m_detected.Ask({}, host, interruption, milliseconds);
+    if (ways.empty() && !m_values.script.empty())
+        ways = m_script.Ask(m_values.script, host, interruption, milliseconds);
     if (ways.empty() && !IsExcepted(m_values.exceptions, host)) ways = m_values.named;
     if (ways.empty()) ways.emplace_back();
     return ways;

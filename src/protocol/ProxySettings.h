@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "Utility/Interruption.h"
 #include "protocol/ProxyScript.h"
 #include "protocol/RegistryWatch.h"
 
@@ -15,9 +16,8 @@ class ProxySettings {
 public:
     // The ways to port 443 of `host`, best first, as libcurl takes them: "http://proxy:8080", or "" for the way without
     // a proxy. Never empty. In this order, if it is set and works: automatic detection, a script's address, what is
-    // named with its exceptions. The event `breakOff` ends the search for a script at once, `milliseconds` each of the
-    // two.
-    std::vector<std::string> For(const std::string& host, HANDLE breakOff, DWORD milliseconds);
+    // named with its exceptions. `interruption` ends the search for a script at once, `milliseconds` each of the two.
+    std::vector<std::string> For(const std::string& host, Interruption& interruption, DWORD milliseconds);
 
 private:
     struct Values {

@@ -41,35 +41,37 @@ void ReadQuota(const Json::Value& data, QSN_GI_QUOTA* quota) {
 
 }  // namespace
 
-HRESULT ReadEnvelope(std::string_view reply, ReplyEnvelope* envelope) {
-    Json::Value root;
-    if (!ParseJson(reply, &root)) return E_INVALIDARG;
-    if (!root.isObject() || !root.isMember("result")) return kReplyWithoutResult;
-    if (!root["result"].isConvertibleTo(Json::intValue)) return kReplyWithoutResult;
-    envelope->result = JsonInt(root, "result");
-    envelope->additionalMessage = JsonText(root, "additionalMessage");
-    envelope->data = TakeJsonMember(&root, "data");
-    return S_OK;
+Outcome<ReplyEnvelope> ReadEnvelope(std::string_view reply) {
+    std::optional<Json::Value> root = ParseJson(reply);
+    if (!root) return {E_INVALIDARG};
+    if (!root->isObject() || !root->isMember("result")) return {kReplyWithoutResult};
+    if (!JsonMember(*root, "result").isConvertibleTo(Json::intValue)) return {kReplyWithoutResult};
+    return {S_OK, {JsonInt(*root, "result"), JsonText(*root, "additionalMessage"), TakeJsonMember(*root, "data")}};
 }
 
-HRESULT ReadPayload(RequestType type, const Json::Value& data, ReplyPayload* payload) {
-    if (data.isObject() && data.isMember("nextVerifyTime")) payload->nextVerifyTime = JsonInt(data, "nextVerifyTime");
+Outcome<ReplyPayload> ReadPayload(RequestType type, Json::Value source) {
+    Outcome<ReplyPayload> outcome;
+    ReplyPayload& payload = outcome.value;
+    payload.source = std::move(source);
+    const Json::Value& data = payload.source;
+    if (data.isObject() && data.isMember("nextVerifyTime")) payload.nextVerifyTime = JsonInt(data, "nextVerifyTime");
     switch (type) {
         case RequestType::kSignOut:
         case RequestType::kVerifyToken:
-        case RequestType::kLogGIQuota: return S_OK;
+        case RequestType::kLogGIQuota: break;
         case RequestType::kGetUserInfo:
-            payload->userInfo = ReadUserInfo(data);
-            payload->userID = JsonText(data, "userID");
-            return S_OK;
+            payload.userInfo = ReadUserInfo(data);
+            payload.userID = JsonText(data, "userID");
+            break;
         case RequestType::kGetProductListV2:
             // Nothing at all is an answer of the second generation, and not the same as an empty list.
-            if (data.isNull()) return S_OK;
+            if (data.isNull()) break;
             [[fallthrough]];
-        case RequestType::kGetProductList: payload->productList = ReadProductList(data); return S_OK;
-        case RequestType::kQueryGIQuota: ReadQuota(data, &payload->quota); return S_OK;
-        default: return E_NOTIMPL;
+        case RequestType::kGetProductList: payload.productList = ReadProductList(data); break;
+        case RequestType::kQueryGIQuota: ReadQuota(data, &payload.quota); break;
+        default: outcome.result = E_NOTIMPL;
     }
+    return outcome;
 }
 
 }  // namespace qsn

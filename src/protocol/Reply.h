@@ -2,13 +2,13 @@
 
 #include <json/value.h>
 #include <qsn/qsn.h>
-#include <windows.h>
 
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "Utility/ComOwners.h"
+#include "Utility/Outcome.h"
 #include "protocol/Endpoints.h"
 
 namespace qsn {
@@ -21,7 +21,7 @@ struct ReplyEnvelope {
 };
 
 // E_INVALIDARG: not JSON. kReplyWithoutResult: no "result" that reads as a number.
-HRESULT ReadEnvelope(std::string_view reply, ReplyEnvelope* envelope);
+Outcome<ReplyEnvelope> ReadEnvelope(std::string_view reply);
 
 // What a reply brought; the request's type says which member.
 struct ReplyPayload {
@@ -36,8 +36,8 @@ struct ReplyPayload {
     Json::Value source;
 };
 
-// Reads the "data" of a successful reply. A member that is missing or of a type that cannot be converted is an empty
-// text or 0. E_NOTIMPL for a type that has no payload.
-HRESULT ReadPayload(RequestType type, const Json::Value& data, ReplyPayload* payload);
+// Reads `source`, the "data" of a successful reply. A member that is missing or of a type that cannot be converted is
+// an empty text or 0. E_NOTIMPL for a type that has no payload.
+Outcome<ReplyPayload> ReadPayload(RequestType type, Json::Value source);
 
 }  // namespace qsn

@@ -69,10 +69,10 @@ Json::Value MakeBody(const BodyForm& form, const RequestValues& values) {
 
 }  // namespace
 
-HRESULT WriteRequestBody(RequestType type, const RequestValues& values, std::string* body) {
+Outcome<std::string> WriteRequestBody(RequestType type, const RequestValues& values) {
     const auto form = std::ranges::find(kBodyForms, type, &BodyForm::type);
-    if (form == kBodyForms.end()) return E_NOTIMPL;
-    return WriteJson(MakeBody(*form, values), body) ? S_OK : E_OUTOFMEMORY;
+    if (form == kBodyForms.end()) return {E_NOTIMPL};
+    return WriteJson(MakeBody(*form, values));
 }
 
 }  // namespace qsn

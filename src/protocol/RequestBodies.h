@@ -1,11 +1,10 @@
 #pragma once
 
-#include <windows.h>
-
 #include <cstdint>
 #include <string>
 #include <string_view>
 
+#include "Utility/Outcome.h"
 #include "protocol/Endpoints.h"
 
 namespace qsn {
@@ -23,8 +22,8 @@ struct RequestValues {
     std::uint32_t platform = 0;
 };
 
-// The JSON body of a request. E_NOTIMPL, with `body` untouched, for the types that bring bodies of their own.
-// E_OUTOFMEMORY if the writer ran out of it.
-HRESULT WriteRequestBody(RequestType type, const RequestValues& values, std::string* body);
+// The JSON body of a request. E_NOTIMPL for the types that bring bodies of their own. E_OUTOFMEMORY if the writer ran
+// out of it.
+Outcome<std::string> WriteRequestBody(RequestType type, const RequestValues& values);
 
 }  // namespace qsn

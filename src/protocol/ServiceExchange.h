@@ -13,11 +13,11 @@
 
 namespace qsn {
 
-// One request to the service and its reply: signed, sent, verified. For one thread, but for the client's `BreakOff`.
+// One request to the service and its reply: signed, sent, verified. For one thread.
 class ServiceExchange {
 public:
-    // `usageLog` is told of what fails; not owned.
-    explicit ServiceExchange(OrbLogger& usageLog) : m_usageLog(usageLog) {}
+    // `usageLog` is told of what fails. Neither is owned.
+    ServiceExchange(Interruption& interruption, OrbLogger& usageLog) : m_usageLog(usageLog), m_client(interruption) {}
 
     // Posts `body` to `url`, as `userAgent` if that is not empty: the service takes a request with one for a
     // member-auth call. kRequestNotSigned, or a failure of `HttpsClient::SendHttpsRequest`; the reply is empty then.

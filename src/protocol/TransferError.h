@@ -17,6 +17,7 @@ enum class TransferError : int {
     kCertificateAuthority = 12045,
     kNotHttp = 12152,
     kTls = 12157,
+    kOffline = 12163,
     kCertificateRevoked = 12170,
 };
 

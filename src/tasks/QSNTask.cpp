@@ -33,6 +33,14 @@ HRESULT SignOutTask::RunIn(QSNThreadContext& context) {
     return context.SignOut(m_origin, m_strMemberToken, m_strRefreshToken.Text());
 }
 
+RequestTask::RequestTask(UniqueCom<Request> request, QSNThreadContext::Work work)
+    : QSNTaskBase("RequestTask"), m_request(std::move(request)), m_work(std::move(work)) {}
+
+void RequestTask::Drop() {
+    m_request->Cancel();
+    QSNTaskBase::Drop();
+}
+
 NotifyMessageTask::NotifyMessageTask(int id, const char* text)
     : QSNTaskBase("NotifyMessageTask"), m_nId(id), m_strText(BringsText(id) && text ? text : "") {}
 

@@ -95,6 +95,20 @@ private:
     SecretText m_strRefreshToken;
 };
 
+// One of `IQSNRequests`.
+class RequestTask final : public QSNTaskBase {
+public:
+    RequestTask(UniqueCom<Request> request, QSNThreadContext::Work work);
+
+    void Drop() override;
+
+private:
+    HRESULT RunIn(QSNThreadContext& context) override { return context.RunRequest(*m_request, m_work); }
+
+    UniqueCom<Request> m_request;
+    QSNThreadContext::Work m_work;
+};
+
 // Tells the host what another application did, in order with everything else that it is told. `text` goes along with
 // the ids that bring one and is not looked at for any other.
 class NotifyMessageTask final : public QSNTaskBase {

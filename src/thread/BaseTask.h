@@ -30,7 +30,7 @@ public:
         m_completed.Signal();
     }
     // It will not be completed: a caller that waits for it need not do so to the end.
-    void Drop() {
+    virtual void Drop() {
         m_dropped = true;
         m_completed.Signal();
     }

@@ -31,20 +31,22 @@ public:
         if (wasEmpty) m_notEmpty.Signal();
     }
     bool Wait(DWORD milliseconds) { return m_notEmpty.Wait(milliseconds); }
-    // Null if the queue is empty. Then the event stays as it is: it may be `ClearAndWake`'s signal.
+    // Null if the queue is empty.
     TaskPointer PopTask() {
         const std::lock_guard lock(m_queueLock);
+        if (m_tasks.size() < 2) m_notEmpty.Clear();
         if (m_tasks.empty()) return nullptr;
         TaskPointer task = std::move(m_tasks.front());
         m_tasks.pop_front();
-        if (m_tasks.empty()) m_notEmpty.Clear();
         return task;
     }
     void Clear() {
         const std::lock_guard lock(m_queueLock);
+        m_notEmpty.Clear();  // ahead of what a dropped task may wake the worker for
         DropAll();
-        m_notEmpty.Clear();
     }
+    // Wakes the worker, which may find nothing to run.
+    void Wake() { m_notEmpty.Signal(); }
     // For the end of the worker, which this wakes without work.
     void ClearAndWake() {
         const std::lock_guard lock(m_queueLock);

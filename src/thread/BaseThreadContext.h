@@ -1,5 +1,7 @@
 #pragma once
 
+#include <windows.h>
+
 #include "Utility/Trace.h"
 
 namespace BaseThread {
@@ -15,6 +17,10 @@ public:
 
     // Called once on the worker thread before its first task.
     virtual bool InitOnThread() { return true; }
+    // Called there between tasks. It returns the milliseconds after which it wants to be called again at the latest.
+    virtual DWORD Tend() noexcept { return INFINITE; }
+    // Called there when no further task runs.
+    virtual void EndOnThread() noexcept {}
 
 private:
     const char* m_strName;

@@ -50,6 +50,9 @@ public:
         m_queue.Clear();
     }
 
+    // Has the thread look after its context even if there is nothing to run. Any thread.
+    void Wake() { m_queue.Wake(); }
+
     // Stops for good: no further task starts.
     void RequestQuit() {
         const std::lock_guard lock(m_stateLock);
@@ -81,8 +84,9 @@ public:
         }
         while (!m_quit) {
             RunOneTask(context.get());
-            m_queue.Wait(INFINITE);
+            m_queue.Wait(context ? context->Tend() : INFINITE);
         }
+        if (context) context->EndOnThread();
         TraceA("BaseThread::MainThread<class QSNThreadContext>::ThreadProc[0x%08x]: quit", static_cast<unsigned>(id));
         return 0;
     }

@@ -40,8 +40,7 @@ TEST(Md5, HmacVectorsOfRfc2202) {
 }
 
 std::vector<std::uint8_t> FromHex(std::string_view hex) {
-    std::string bytes;
-    EXPECT_TRUE(HexToBytes(hex, &bytes));
+    const std::string bytes = HexToBytes(hex).value();
     return {bytes.begin(), bytes.end()};
 }
 
@@ -56,24 +55,24 @@ TEST(AesGcm, SealsAndOpensAndHandsOutNothingThatWasChanged) {
     for (const auto& [plain, expected] :
          {std::pair("", "58e2fccefa7e3061367f1d57a4e7455a"),
           {"00000000000000000000000000000000", "0388dace60b6a392f328c2b971b2fe78ab6e47d42cec13bdf53a67b21257bddf"}}) {
-        std::vector<std::uint8_t> sealed, opened;
-        EXPECT_EQ(S_OK, AesEncrypt(newContext(), key, iv, FromHex(plain), &sealed));
-        EXPECT_EQ(expected, BytesToHex(sealed));
-        EXPECT_EQ(S_OK, AesDecrypt(newContext(), key, iv, sealed, &opened));
-        EXPECT_EQ(plain, BytesToHex(opened));
+        std::vector<std::uint8_t> sealed = AesEncrypt(newContext(), key, iv, FromHex(plain)).value;
+        ASSERT_EQ(expected, BytesToHex(sealed));
+        const auto opened = AesDecrypt(newContext(), key, iv, sealed);
+        EXPECT_EQ(S_OK, opened.result);
+        EXPECT_EQ(plain, BytesToHex(opened.value));
         for (std::uint8_t* changed : {&sealed.front(), &sealed.back()}) {
             *changed ^= 1;
-            EXPECT_EQ(E_FAIL, AesDecrypt(newContext(), key, iv, sealed, &opened));
-            EXPECT_TRUE(opened.empty());
+            const auto refused = AesDecrypt(newContext(), key, iv, sealed);
+            EXPECT_EQ(E_FAIL, refused.result);
+            EXPECT_TRUE(refused.value.empty());
             *changed ^= 1;
         }
     }
 }
 
 TEST(MemberKey, IsRefusedWhereItAsksForAPassPhrase) {
-    std::string wrapped;
     const std::string key = "Proc-Type: 4,ENCRYPTED\nDEK-Info: AES-128-CBC,000102030405060708090A0B0C0D0E0F\n\nAAAA";
-    EXPECT_EQ(E_FAIL, EncryptAESKeyByRSAKey(key, AesKey{}, &wrapped));
+    EXPECT_EQ(E_FAIL, EncryptAESKeyByRSAKey(key, AesKey{}).result);
     EXPECT_EQ(PEM_R_BAD_PASSWORD_READ, ERR_GET_REASON(ERR_get_error())) << "somebody has given one";
     ERR_clear_error();
 }
@@ -99,13 +98,12 @@ TEST(MessageAuthentication, ARequestCarriesTheNonceOfItsSecond) {
 TEST(MessageAuthentication, StaysInsideABufferThatIsShorterThanTheKey) {
     const ProvidedKey key(KeySlot::kReply);
     const std::array<std::uint8_t, 16> block{};
-    std::vector<std::uint8_t> buffer(512, '#');
-    std::uint32_t capacity = 20;
-    EXPECT_EQ(E_FAIL, DecryptWithKeyBlob(AcquireKeyBlobProvider(), key.Blob(), block, buffer.data(), &capacity));
-    EXPECT_EQ(E_FAIL, EncryptWithKeyBlob(AcquireKeyBlobProvider(), key.Blob(), block, buffer.data(), &capacity));
-    EXPECT_EQ(512 - 20, std::count(buffer.begin() + 20, buffer.end(), '#'));
-    capacity = 15;
-    EXPECT_EQ(E_INVALIDARG, DecryptWithKeyBlob(AcquireKeyBlobProvider(), key.Blob(), block, buffer.data(), &capacity));
+    std::vector<std::uint8_t> memory(512, '#');
+    const std::span buffer = std::span(memory).first(20);
+    EXPECT_EQ(E_FAIL, DecryptWithKeyBlob(AcquireKeyBlobProvider(), key.Blob(), block, buffer).result);
+    EXPECT_EQ(E_FAIL, EncryptWithKeyBlob(AcquireKeyBlobProvider(), key.Blob(), block, buffer).result);
+    EXPECT_EQ(512 - 20, std::count(memory.begin() + 20, memory.end(), '#'));
+    EXPECT_EQ(E_INVALIDARG, DecryptWithKeyBlob(AcquireKeyBlobProvider(), key.Blob(), block, buffer.first(15)).result);
 }
 
 }  // namespace

@@ -10,17 +10,9 @@
 namespace qsn::test {
 namespace {
 
-Json::Value Parsed(const std::string& text) {
-    Json::Value value;
-    EXPECT_TRUE(ParseJson(text, &value)) << text;
-    return value;
-}
+Json::Value Parsed(const std::string& text) { return ParseJson(text).value(); }
 
-ReplyPayload ReadUser(const char* data) {
-    ReplyPayload payload;
-    EXPECT_EQ(ReadPayload(RequestType::kGetUserInfo, Parsed(data), &payload), S_OK) << data;
-    return payload;
-}
+ReplyPayload ReadUser(const char* data) { return ReadPayload(RequestType::kGetUserInfo, Parsed(data)).value; }
 
 std::string Text(IQSNDataSet& record, int32_t id) {
     char buffer[256] = "unreadable";

@@ -25,11 +25,7 @@ std::span<const std::uint8_t> AsBytes(const std::string& bytes) {
     return {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()};
 }
 
-std::string FromHex(const std::string& hex) {
-    std::string bytes;
-    EXPECT_TRUE(HexToBytes(hex, &bytes)) << hex;
-    return bytes;
-}
+std::string FromHex(const std::string& hex) { return HexToBytes(hex).value(); }
 
 std::string ToHex(const std::string& bytes) { return BytesToHex(AsBytes(bytes)); }
 
@@ -116,18 +112,15 @@ TEST_F(WireExample, TheRequestsPair) {
 
     RequestValues values;
     values.accessToken = "demo-token-ada";
-    std::string body;
-    ASSERT_EQ(S_OK, WriteRequestBody(RequestType::kGetUserInfo, values, &body));
+    const std::string body = WriteRequestBody(RequestType::kGetUserInfo, values).value;
     EXPECT_EQ(body, Line("body"));
     EXPECT_EQ(HmacMD5Hex(AcquireKeyBlobProvider(), body, Text("nonce")), Text("X_digest"));
 }
 
 TEST_F(WireExample, TheReply) {
     EXPECT_EQ(HmacMD5Hex(AcquireKeyBlobProvider(), Line("reply_body"), Text("reply_nonce")), Text("reply_digest"));
-    ReplyEnvelope envelope;
-    ASSERT_EQ(S_OK, ReadEnvelope(Line("reply_body"), &envelope));
-    ReplyPayload payload;
-    ASSERT_EQ(S_OK, ReadPayload(RequestType::kGetUserInfo, envelope.data, &payload));
+    const ReplyPayload payload =
+        ReadPayload(RequestType::kGetUserInfo, ReadEnvelope(Line("reply_body")).value.data).value;
     EXPECT_EQ("20417", payload.userID);
     EXPECT_EQ(3600, payload.nextVerifyTime);
 }
@@ -135,28 +128,18 @@ TEST_F(WireExample, TheReply) {
 TEST_F(WireExample, TheRenewalOfAMemberToken) {
     AesKey key{};
     ASSERT_EQ(key.size(), Bytes("aes_key").copy(reinterpret_cast<char*>(key.data()), key.size()));
-    std::string encoded;
     {
         const RandomBytes random(Bytes("seed"));
-        EXPECT_EQ(S_OK, EncryptAESKeyByRSAKey(Text("public_key"), key, &encoded));
+        EXPECT_EQ(EncryptAESKeyByRSAKey(Text("public_key"), key).value, Text("a"));
     }
-    EXPECT_EQ(encoded, Text("a"));
 
-    std::string secret;
-    EXPECT_EQ(S_OK, WriteMemberRefreshSecret("demo-refresh-token-ada", 20417, &secret));
-    EXPECT_EQ(secret, Line("secret"));
+    EXPECT_EQ(WriteMemberRefreshSecret("demo-refresh-token-ada", 20417).value, Line("secret"));
     EXPECT_EQ("ZTHarborKeys", Bytes("iv"));
-    EXPECT_EQ(S_OK, EncryptByAESKey(key, Bytes("iv"), secret, &encoded));
-    EXPECT_EQ(encoded, Text("data"));
-    EXPECT_EQ(S_OK, Base64Encode(AsBytes(Bytes("sealed")), &encoded));
-    EXPECT_EQ(encoded, Text("data"));
+    EXPECT_EQ(EncryptByAESKey(key, Bytes("iv"), Line("secret")).value, Text("data"));
+    EXPECT_EQ(Base64Encode(AsBytes(Bytes("sealed"))).value, Text("data"));
 
-    std::string token, claims;
-    EXPECT_EQ(S_OK, DecryptByAESKey(key, Bytes("iv"), Text("info"), &secret));
-    EXPECT_EQ(secret, Line("reply_secret"));
-    EXPECT_EQ(S_OK, ReadRenewedMemberToken(secret, &token));
-    EXPECT_EQ(S_OK, DecodeJWT(token, &claims));
-    EXPECT_EQ(claims, Text("claims"));
+    EXPECT_EQ(DecryptByAESKey(key, Bytes("iv"), Text("info")).value, Line("reply_secret"));
+    EXPECT_EQ(DecodeJWT(ReadRenewedMemberToken(Line("reply_secret")).value).value, Text("claims"));
 }
 
 }  // namespace

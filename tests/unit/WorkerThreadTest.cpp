@@ -1,3 +1,4 @@
+#include "thread/BaseThreadContext.h"
 #include "thread/MainThread.h"
 
 #include <gtest/gtest.h>
@@ -6,8 +7,9 @@
 
 namespace {
 
-struct TestContext {
-    bool InitOnThread() { return false; }
+struct TestContext : BaseThread::BaseThreadContext {
+    TestContext() : BaseThreadContext("TestContext") {}
+    bool InitOnThread() override { return false; }
 };
 
 using Thread = BaseThread::MainThread<TestContext>;
