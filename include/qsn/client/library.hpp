@@ -1,6 +1,5 @@
 /* The DLL and its objects, owned. Part of <qsn/client.hpp>. */
-#ifndef QSN_CLIENT_LIBRARY_HPP
-#define QSN_CLIENT_LIBRARY_HPP
+#pragma once
 
 #include <qsn/qsn.h>
 #include <qsn/client/errors.hpp>
@@ -8,38 +7,19 @@
 
 #include <memory>
 #include <string>
-#include <type_traits>
 #include <utility>
 
 namespace qsn {
 
-/* One reference to a COM object, released at the end. Null if it owns none. */
+namespace detail {
+
+// Releases the reference that it takes over.
 template <class T>
-class ComPtr {
-public:
-    ComPtr() noexcept = default;
-    /* Takes over a reference that the caller owns. */
-    explicit ComPtr(T* owned) noexcept : m_object(owned) {}
-    ComPtr(const ComPtr& other) noexcept : m_object(other.m_object) {
-        if (m_object) m_object->AddRef();
-    }
-    ComPtr(ComPtr&& other) noexcept : m_object(std::exchange(other.m_object, nullptr)) {}
-    ComPtr& operator=(ComPtr other) noexcept {
-        std::swap(m_object, other.m_object);
-        return *this;
-    }
-    ~ComPtr() {
-        if (m_object) m_object->Release();
-    }
+std::shared_ptr<T> Owned(T* object) {
+    return std::shared_ptr<T>(object, [](T* owned) { owned ? void(owned->Release()) : void(); });
+}
 
-    T* Get() const noexcept { return m_object; }
-    T* operator->() const noexcept { return m_object; }
-    T& operator*() const noexcept { return *m_object; }
-    explicit operator bool() const noexcept { return m_object != nullptr; }
-
-private:
-    T* m_object = nullptr;
-};
+}  // namespace detail
 
 /*
  * qsn.dll in this process. Copies share it, and the DLL is freed with the last one, so keep one for as long as anything
@@ -71,14 +51,20 @@ public:
     }
 
     /* For hosts that link to the DLL's import library. Others must not call this. */
-    static Library Linked() noexcept { return Library(nullptr, &CreateQSN); }
+    static Library Linked() noexcept { return From(&CreateQSN); }
 
-    /* A new library object, not yet initialised. The caller owns its reference. Errors: E_FAIL. */
-    Result<ComPtr<IPVSubscription2>> Create() const {
+    /*
+     * A library of the host's own, such as one that plays the service in its tests. A client uses IQSNRequests of the
+     * objects that `create` makes, and of IPVSubscription Init, Uninit, Stop and item 1.
+     */
+    static Library From(CreateQSNFunc create) noexcept { return Library(nullptr, create); }
+
+    /* A new library object, not yet initialised. Errors: E_FAIL. */
+    Result<std::shared_ptr<IPVSubscription2>> Create() const {
         void* object = nullptr;
         const HRESULT hr = m_create(&object);
         if (FAILED(hr)) return ErrorOf(hr);
-        return ComPtr<IPVSubscription2>(static_cast<IPVSubscription2*>(object));
+        return detail::Owned(static_cast<IPVSubscription2*>(object));
     }
 
 private:
@@ -92,5 +78,3 @@ private:
 };
 
 }  // namespace qsn
-
-#endif /* QSN_CLIENT_LIBRARY_HPP */

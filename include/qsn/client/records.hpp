@@ -1,137 +1,130 @@
 /* What requests bring, copied out of the library's objects. Texts are UTF-8. Part of <qsn/client.hpp>. */
-#ifndef QSN_CLIENT_RECORDS_HPP
-#define QSN_CLIENT_RECORDS_HPP
+#pragma once
 
 #include <qsn/qsn.h>
 #include <qsn/client/library.hpp>
 #include <qsn/client/text.hpp>
 
+#include <charconv>
 #include <cstdint>
-#include <string>
+#include <iterator>
+#include <string_view>
 #include <vector>
 
 namespace qsn {
 
-/* The outcome of a sign-in. Not being signed in is not a failure: loginAddress says where the user can sign in. */
+struct Date {
+    int year = 0, month = 0, day = 0;  // each from 1
+
+    friend bool operator==(const Date& a, const Date& b) noexcept {
+        return a.year == b.year && a.month == b.month && a.day == b.day;
+    }
+};
+
+/* The outcome of a sign-in. Not being signed in is not a failure. */
 struct SignInState {
     bool signedIn = false;
-    std::string loginAddress;  // of the login page, if not signed in
+    std::string signInAddress;  // of the page on which the user can, if not signed in
 };
 
 struct MenuItem {
-    std::string item;
-    std::string url;
+    std::string item, url;
 };
 
 struct UserInfo {
-    std::string id;
-    std::string name;
-    std::string email;
+    std::string id, name, email;
     std::vector<MenuItem> menu;
 };
 
-/* One product of either generation's list. What the service did not send is empty or 0. */
+/* One product of either generation's list. What the service did not send is empty, 0 or false. */
 struct Product {
-    std::string name;
-    std::string type;
-    std::string displayName;
-    std::string version;
-    std::string displayVersion;
-    std::string versionType;
-    std::string displayVersionType;
-    std::string sid;
-    std::string downloadUrl;
-    std::string downloadUrlMd5;
-    std::string status;
-    std::string fileSize;       // bytes, decimal digits
-    std::string patchFileSize;  // the same
-    std::string patchDownloadUrl;
-    std::string patchDownloadUrlMd5;
-    std::string upgradeProducts;
-    std::string contentPackWebPageUrl;
-    std::string icon;
-    std::string tutorialUrl;
-    std::string introUrl;
+    std::string sid, name, type, version, versionType, status;
+    std::string displayName, displayVersion, displayVersionType;
+    std::string downloadUrl, downloadUrlMd5, patchDownloadUrl, patchDownloadUrlMd5, patchInfo;
+    std::uint64_t fileSize = 0, patchFileSize = 0;  // bytes
+    std::optional<Date> publishDate;                // if the text beside it is a date
+    std::string publishDateText;
     std::string belongs;  // the product that this one goes with
-    std::string publishDate;
-    std::string patchInfo;
-    std::string whatNewUrl;
-    std::string extendFeature;
-    std::string thumb1;
-    std::string thumb2;
-    std::string contentDetail;
-    std::string contentDescription;
-    std::string demoUrl;
-    std::int32_t isChecked = 0;
-    std::int32_t isUpgraded = 0;
-    std::int32_t isContentPack = 0;
-    std::int32_t nonSilentInstallation = 0;
-    std::int32_t isThirdPartyPack = 0;
-    std::int32_t backgroundMusic = 0;
-    std::int32_t soundClips = 0;
-    std::int32_t haveX64Build = 0;
-    std::int32_t stockVideo = 0;
-    std::int32_t stockPhoto = 0;
+    std::string upgradeProducts, extendFeature, contentDetail, contentDescription;
+    std::string icon, thumb1, thumb2, tutorialUrl, introUrl, whatNewUrl, demoUrl, contentPackWebPageUrl;
+    bool isChecked = false, isUpgraded = false, isContentPack = false, isThirdPartyPack = false;
+    bool nonSilentInstallation = false, haveX64Build = false;
+    std::int32_t backgroundMusic = 0, soundClips = 0, stockVideo = 0, stockPhoto = 0;  // how many of them
 };
 
 struct Quota {
-    std::string resetDate;        // as the service writes it
+    std::optional<Date> resetDate;  // if the text beside it is a date
+    std::string resetDateText;
     std::uint32_t remaining = 0;  // downloads left until then
 };
 
 namespace detail {
 
-template <class Value>
-struct ProductMember {
-    std::int32_t id;
-    Value Product::*member;
-};
+// The texts of a product, in the order of their ids from 1 on; null: no text, or one that gets a type of its own.
+inline constexpr std::string Product::*kProductTexts[] = {&Product::name,
+                                                          &Product::type,
+                                                          &Product::displayName,
+                                                          &Product::version,
+                                                          &Product::displayVersion,
+                                                          &Product::versionType,
+                                                          &Product::displayVersionType,
+                                                          &Product::sid,
+                                                          &Product::downloadUrl,
+                                                          &Product::downloadUrlMd5,
+                                                          &Product::status,
+                                                          nullptr,
+                                                          nullptr,
+                                                          nullptr,
+                                                          nullptr,
+                                                          nullptr,
+                                                          nullptr,
+                                                          nullptr,
+                                                          nullptr,
+                                                          &Product::patchDownloadUrl,
+                                                          &Product::patchDownloadUrlMd5,
+                                                          nullptr,
+                                                          &Product::upgradeProducts,
+                                                          &Product::contentPackWebPageUrl,
+                                                          nullptr,
+                                                          nullptr,
+                                                          &Product::icon,
+                                                          &Product::tutorialUrl,
+                                                          &Product::introUrl,
+                                                          &Product::belongs,
+                                                          &Product::publishDateText,
+                                                          nullptr,
+                                                          &Product::patchInfo,
+                                                          &Product::whatNewUrl,
+                                                          nullptr,
+                                                          nullptr,
+                                                          nullptr,
+                                                          nullptr,
+                                                          nullptr,
+                                                          &Product::extendFeature,
+                                                          &Product::thumb1,
+                                                          &Product::thumb2,
+                                                          &Product::contentDetail,
+                                                          &Product::contentDescription,
+                                                          &Product::demoUrl};
+static_assert(std::size(kProductTexts) == QSN_PRODUCT_DEMO_URL, "one for each id");
 
-inline constexpr ProductMember<std::string> kProductTexts[] = {
-    {QSN_PRODUCT_NAME, &Product::name},
-    {QSN_PRODUCT_TYPE, &Product::type},
-    {QSN_PRODUCT_DISPLAY_NAME, &Product::displayName},
-    {QSN_PRODUCT_VERSION, &Product::version},
-    {QSN_PRODUCT_DISPLAY_VERSION, &Product::displayVersion},
-    {QSN_PRODUCT_VERSION_TYPE, &Product::versionType},
-    {QSN_PRODUCT_DISPLAY_VERSION_TYPE, &Product::displayVersionType},
-    {QSN_PRODUCT_SID, &Product::sid},
-    {QSN_PRODUCT_DOWNLOAD_URL, &Product::downloadUrl},
-    {QSN_PRODUCT_DOWNLOAD_URL_MD5, &Product::downloadUrlMd5},
-    {QSN_PRODUCT_STATUS, &Product::status},
-    {QSN_PRODUCT_FILE_SIZE, &Product::fileSize},
-    {QSN_PRODUCT_PATCH_FILE_SIZE, &Product::patchFileSize},
-    {QSN_PRODUCT_PATCH_DOWNLOAD_URL, &Product::patchDownloadUrl},
-    {QSN_PRODUCT_PATCH_DOWNLOAD_URL_MD5, &Product::patchDownloadUrlMd5},
-    {QSN_PRODUCT_UPGRADE_PRODUCTS, &Product::upgradeProducts},
-    {QSN_PRODUCT_CONTENT_PACK_WEB_PAGE_URL, &Product::contentPackWebPageUrl},
-    {QSN_PRODUCT_ICON, &Product::icon},
-    {QSN_PRODUCT_TUTORIAL_URL, &Product::tutorialUrl},
-    {QSN_PRODUCT_INTRO_URL, &Product::introUrl},
-    {QSN_PRODUCT_BELONGS, &Product::belongs},
-    {QSN_PRODUCT_PUBLISH_DATE, &Product::publishDate},
-    {QSN_PRODUCT_PATCH_INFO, &Product::patchInfo},
-    {QSN_PRODUCT_WHAT_NEW_URL, &Product::whatNewUrl},
-    {QSN_PRODUCT_EXTEND_FEATURE, &Product::extendFeature},
-    {QSN_PRODUCT_THUMB1, &Product::thumb1},
-    {QSN_PRODUCT_THUMB2, &Product::thumb2},
-    {QSN_PRODUCT_CONTENT_DETAIL, &Product::contentDetail},
-    {QSN_PRODUCT_CONTENT_DESCRIPTION, &Product::contentDescription},
-    {QSN_PRODUCT_DEMO_URL, &Product::demoUrl},
-};
+// The decimal number that the whole text is, or 0.
+template <class Number>
+Number NumberIn(std::string_view text) {
+    Number number = 0;
+    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc() && stop == text.data() + text.size() ? number : 0;
+}
 
-inline constexpr ProductMember<std::int32_t> kProductNumbers[] = {
-    {QSN_PRODUCT_IS_CHECKED, &Product::isChecked},
-    {QSN_PRODUCT_IS_UPGRADED, &Product::isUpgraded},
-    {QSN_PRODUCT_IS_CONTENT_PACK, &Product::isContentPack},
-    {QSN_PRODUCT_NON_SILENT_INSTALLATION, &Product::nonSilentInstallation},
-    {QSN_PRODUCT_IS_THIRD_PARTY_PACK, &Product::isThirdPartyPack},
-    {QSN_PRODUCT_BACKGROUND_MUSIC, &Product::backgroundMusic},
-    {QSN_PRODUCT_SOUND_CLIPS, &Product::soundClips},
-    {QSN_PRODUCT_HAVE_X64_BUILD, &Product::haveX64Build},
-    {QSN_PRODUCT_STOCK_VIDEO, &Product::stockVideo},
-    {QSN_PRODUCT_STOCK_PHOTO, &Product::stockPhoto},
-};
+// From "20261231".
+inline std::optional<Date> DateIn(std::string_view text) {
+    if (text.size() != 8 || text.find_first_not_of("0123456789") != std::string_view::npos) return std::nullopt;
+    const Date date{NumberIn<int>(text.substr(0, 4)), NumberIn<int>(text.substr(4, 2)), NumberIn<int>(text.substr(6))};
+    const bool isLeapYear = date.year % 4 == 0 && (date.year % 100 != 0 || date.year % 400 == 0);
+    const int days[] = {0, 31, isLeapYear ? 29 : 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    if (date.month < 1 || date.month > 12 || date.day < 1 || date.day > days[date.month]) return std::nullopt;
+    return date;
+}
 
 inline std::string TextField(IQSNDataSet& record, std::int32_t id) {
     uint32_t length = 0;
@@ -154,59 +147,76 @@ std::vector<Record> ReadList(IQSNList* list, Read read) {
     for (uint32_t index = 0; index < count; ++index) {
         void* element = nullptr;
         if (FAILED(list->GetItem(index, &element))) continue;
-        const ComPtr<IQSNDataSet> owner(static_cast<IQSNDataSet*>(element));
-        records.push_back(read(*owner));
+        records.push_back(read(*Owned(static_cast<IQSNDataSet*>(element))));
     }
     return records;
 }
 
 inline Product ReadProduct(IQSNDataSet& record) {
     Product product;
-    for (const auto& each : kProductTexts) product.*each.member = TextField(record, each.id);
-    for (const auto& each : kProductNumbers) product.*each.member = NumberField(record, each.id);
+    for (std::int32_t id = 1; id <= QSN_PRODUCT_DEMO_URL; ++id) {
+        if (const auto member = kProductTexts[id - 1]) product.*member = TextField(record, id);
+    }
+    const auto flag = [&](std::int32_t id) { return NumberField(record, id) != 0; };
+    product.isChecked = flag(QSN_PRODUCT_IS_CHECKED);
+    product.isUpgraded = flag(QSN_PRODUCT_IS_UPGRADED);
+    product.isContentPack = flag(QSN_PRODUCT_IS_CONTENT_PACK);
+    product.isThirdPartyPack = flag(QSN_PRODUCT_IS_THIRD_PARTY_PACK);
+    product.nonSilentInstallation = flag(QSN_PRODUCT_NON_SILENT_INSTALLATION);
+    product.haveX64Build = flag(QSN_PRODUCT_HAVE_X64_BUILD);
+    product.backgroundMusic = NumberField(record, QSN_PRODUCT_BACKGROUND_MUSIC);
+    product.soundClips = NumberField(record, QSN_PRODUCT_SOUND_CLIPS);
+    product.stockVideo = NumberField(record, QSN_PRODUCT_STOCK_VIDEO);
+    product.stockPhoto = NumberField(record, QSN_PRODUCT_STOCK_PHOTO);
+    product.fileSize = NumberIn<std::uint64_t>(TextField(record, QSN_PRODUCT_FILE_SIZE));
+    product.patchFileSize = NumberIn<std::uint64_t>(TextField(record, QSN_PRODUCT_PATCH_FILE_SIZE));
+    product.publishDate = DateIn(product.publishDateText);
     return product;
 }
 
-/* These read each action's callback. `data` is as the library gave it, possibly null. */
+// These read what a request has brought. `data` is as the library gave it, perhaps null.
 
-inline Result<SignInState> ReadSignIn(int code, void* data) {
-    if (code == QSN_CALLBACK_OK) return SignInState{true, {}};
-    if (code != QSN_CALLBACK_NOT_SIGNED_IN) return ErrorOf(static_cast<QSN_CALLBACK_RESULT>(code));
+inline Result<void> ReadNothing(const std::error_code& error, void*) { return error; }
+
+inline Result<std::string> ReadText(const std::error_code& error, void* data) {
+    if (error) return error;
+    return std::string(data ? static_cast<const char*>(data) : "");
+}
+
+inline Result<SignInState> ReadSignIn(const std::error_code& error, void* data) {
+    if (!error) return SignInState{true, {}};
+    if (error != ErrorOf(QSN_CALLBACK_NOT_SIGNED_IN)) return error;
     return SignInState{false, data ? static_cast<const char*>(data) : ""};
 }
 
-inline Result<void> ReadNothing(int code, void*) { return ErrorOf(static_cast<QSN_CALLBACK_RESULT>(code)); }
-
-inline Result<UserInfo> ReadUser(int code, void* data) {
-    if (code != QSN_CALLBACK_OK) return ErrorOf(static_cast<QSN_CALLBACK_RESULT>(code));
+inline Result<UserInfo> ReadUser(const std::error_code& error, void* data) {
+    if (error) return error;
     UserInfo user;
     if (!data) return user;
     auto& object = *static_cast<IQSNUserInfo*>(data);
     user.id = TextField(object, QSN_USER_ID);
     user.name = TextField(object, QSN_USER_NAME);
     user.email = TextField(object, QSN_USER_EMAIL);
-    IQSNList* list = nullptr;
-    if (FAILED(object.GetUserMenu(&list))) return user;
-    const ComPtr<IQSNList> menu(list);
-    user.menu = ReadList<MenuItem>(list, [](IQSNDataSet& item) {
+    IQSNList* menu = nullptr;
+    if (FAILED(object.GetUserMenu(&menu))) return user;
+    user.menu = ReadList<MenuItem>(Owned(menu).get(), [](IQSNDataSet& item) {
         return MenuItem{TextField(item, QSN_MENU_ITEM), TextField(item, QSN_MENU_URL)};
     });
     return user;
 }
 
-inline Result<std::vector<Product>> ReadProducts(int code, void* data) {
-    if (code != QSN_CALLBACK_OK) return ErrorOf(static_cast<QSN_CALLBACK_RESULT>(code));
+inline Result<std::vector<Product>> ReadProducts(const std::error_code& error, void* data) {
+    if (error) return error;
     return ReadList<Product>(static_cast<IQSNList*>(data), &ReadProduct);
 }
 
-inline Result<Quota> ReadQuota(int code, void* data) {
-    if (code != QSN_CALLBACK_OK) return ErrorOf(static_cast<QSN_CALLBACK_RESULT>(code));
+inline Result<Quota> ReadQuota(const std::error_code& error, void* data) {
+    if (error) return error;
     if (!data) return Quota();
     const auto& quota = *static_cast<const QSN_GI_QUOTA*>(data);
-    return Quota{ToUtf8(quota.resetDate), quota.remainCount};
+    const std::string text = ToUtf8(quota.resetDate);
+    return Quota{DateIn(text), text, quota.remainCount};
 }
 
 }  // namespace detail
 }  // namespace qsn
-
-#endif /* QSN_CLIENT_RECORDS_HPP */

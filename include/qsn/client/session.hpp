@@ -1,310 +1,244 @@
-/* The thread behind a client, and what a host hears from it. Part of <qsn/client.hpp>. */
-#ifndef QSN_CLIENT_SESSION_HPP
-#define QSN_CLIENT_SESSION_HPP
+/* A library object with a session, and its requests. Part of <qsn/client.hpp>. */
+#pragma once
 
 #include <qsn/qsn.h>
-#include <qsn/client/records.hpp>
+#include <qsn/client/host.hpp>
+#include <qsn/client/library.hpp>
+#include <qsn/client/operation.hpp>
 
-#include <atomic>
+#include <algorithm>
 #include <condition_variable>
-#include <deque>
-#include <exception>
-#include <functional>
-#include <future>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
-#include <thread>
 #include <utility>
+#include <vector>
 
-namespace qsn {
+namespace qsn::detail {
 
-/* Runs each function that it is given once, where and when the host likes, in the order in which they came. */
-using Executor = std::function<void(std::function<void()>)>;
-
-/* What a client reports without being asked. Any of them may be empty. Called one at a time, as completions are. */
-struct Notifications {
-    std::function<void(const std::string& message)> serviceMessage;  // for the user to read
-    /* From other applications of the suite, once EnableSingleSignOn(true) has been called. */
-    std::function<void(Result<SignInState>)> signedInElsewhere;  // and this client with them
-    std::function<void(Result<void>)> signedOutElsewhere;        // and this client with them
-    std::function<void(const std::string& token)> memberTokenSet;
-    std::function<void()> memberTokenCleared;
-    std::function<void(const std::string& token)> refreshTokenSet;
-    std::function<void()> refreshTokenCleared;
-    /* The outcome of each check that EnableTokenCheck(true) leads to. */
-    std::function<void(Result<void>)> tokenChecked;
-    /* A completion, a notification or the executor threw this; the client goes on. May be called on any thread. */
-    std::function<void(std::exception_ptr)> handlerFailed;
-};
-
-namespace detail {
-
-// What calls to the host need. An executor that holds a call may outlive the client.
-struct Host {
-    Notifications notifications;
-    Executor executor;
-    std::atomic<bool> closed{false};
-
-    template <class Call>
-    void Guard(Call& call) const noexcept {
-        try {
-            call();
-        } catch (...) {
-            try {
-                if (notifications.handlerFailed) notifications.handlerFailed(std::current_exception());
-            } catch (...) {
-                return;  // there is nobody left to tell
-            }
-        }
-    }
-};
-
-inline void Tell(const std::shared_ptr<const Host>& host, std::function<void()> call) noexcept {
-    const auto hand = [&] {
-        if (!host->executor) return call();
-        host->executor([host, call = std::move(call)] { host->Guard(call); });
-    };
-    host->Guard(hand);
-}
+struct ClientAccess;  // for what belongs to a client and is made outside it
 
 inline std::error_code Cancelled() { return std::make_error_code(std::errc::operation_canceled); }
-inline std::error_code Deadlock() { return std::make_error_code(std::errc::resource_deadlock_would_occur); }
 inline std::error_code Invalid() { return std::make_error_code(std::errc::invalid_argument); }
 
-// Where the outcome of a request goes.
+template <class Text>
+bool HasZero(const Text& text) {
+    return text.find(typename Text::value_type()) != Text::npos;
+}
+
+// What to ask the library for, and how to read what comes.
 template <class T>
-struct Sink {
-    Completion<T> done;
-    bool direct = false;  // past the executor
+struct Ask {
+    std::uint32_t kind;
+    Result<T> (*read)(const std::error_code& error, void* data);
+    std::int32_t item = 0;
+    const std::string* text = nullptr;
+    std::uint32_t value = 0;
 };
 
-// How a request is made, and what its callback brings.
+// Where outcomes go: to a completion, and to who waits.
 template <class T>
-struct Request {
-    int action;
-    std::function<HRESULT(IPVSubscription2&)> call;
-    Result<T> (*read)(int code, void* data);
-    std::error_code refused = {};  // why it must not be made at all
-};
+Completion<T> Telling(const std::shared_ptr<const Host>& host, const Completion<T>& done) {
+    return [host, done](Result<T> result) {
+        if (!done) return;
+        if (!host->options.executor) return host->Guard([&] { done(std::move(result)); });
+        // Executors want what can be copied, and not every result can.
+        const auto shared = std::make_shared<Result<T>>(std::move(result));
+        Host::Run(host, [done, shared] { done(std::move(*shared)); });
+    };
+}
+template <class T>
+Completion<T> Keeping(const std::shared_ptr<Outcome<T>>& outcome) {
+    return [outcome](Result<T> result) { outcome->Set(std::move(result)); };
+}
 
-/*
- * One thread that makes the host's requests one after the other, each when the one before has ended, and reports their
- * outcomes to the host. So the library's own queue never holds anything that Stop or Uninit could drop in silence. Each
- * callback can belong to only one request, and none of the host's code runs on the library's thread.
- */
-class Session final : public IQSNCallbackFunc {
+// Cancels the requests that make up an operation. It lets go of them when all have ended, because the DLL may be freed
+// from then on.
+class Ticket final : public Cancellable {
 public:
-    Session(Library library, ComPtr<IPVSubscription2> qsn, std::shared_ptr<Host> host)
-        : m_library(std::make_unique<Library>(std::move(library))), m_qsn(std::move(qsn)), m_host(std::move(host)) {}
+    explicit Ticket(std::size_t requests) : m_left(requests) { m_requests.reserve(requests); }
 
-    static std::error_code Start(const std::shared_ptr<Session>& session, const std::wstring& productSid) {
-        const HRESULT hr = session->m_qsn->Init(productSid.c_str(), session.get());
-        if (FAILED(hr)) return ErrorOf(hr);
-        try {
-            session->m_thread = std::thread([session] { session->Run(); });
-        } catch (const std::system_error& failure) {
-            session->m_qsn->Uninit();
-            return failure.code();
+    void Add(std::shared_ptr<IQSNRequest> request) {
+        const std::lock_guard<std::recursive_mutex> lock(m_lock);
+        if (m_left == 0) return;
+        if (m_cancelled) request->Cancel();
+        m_requests.push_back(std::move(request));
+    }
+    void Ended() {
+        const std::lock_guard<std::recursive_mutex> lock(m_lock);
+        if (--m_left == 0) m_requests.clear();
+    }
+    void Cancel() noexcept override {
+        const std::lock_guard<std::recursive_mutex> lock(m_lock);
+        m_cancelled = true;
+        for (std::size_t index = 0; index < m_requests.size(); ++index) {
+            const std::shared_ptr<IQSNRequest> each = m_requests[index];
+            each->Cancel();
         }
-        return {};
     }
 
-    bool OnOwnThread() const noexcept { return m_threadId == GetCurrentThreadId(); }
+private:
+    std::recursive_mutex m_lock;  // a library of the host's own may complete a request inside Cancel
+    std::vector<std::shared_ptr<IQSNRequest>> m_requests;
+    std::size_t m_left;
+    bool m_cancelled = false;
+};
 
-    // False if the session is ending. `job` runs once on the session's thread, and is told whether it was cancelled.
-    bool Post(std::function<void(bool cancelled)> job) {
-        const std::lock_guard<std::mutex> lock(m_lock);
-        if (m_ending) return false;
-        m_requests.push_back({std::move(job), false});
-        m_wake.notify_one();
-        return true;
+class Session final : public std::enable_shared_from_this<Session> {
+public:
+    explicit Session(std::shared_ptr<Host> host) noexcept : m_host(std::move(host)) {}
+
+    const std::shared_ptr<Host>& TheHost() const noexcept { return m_host; }
+
+    // Once, before everything else.
+    std::error_code Begin(const Library& library) {
+        const Options& options = m_host->options;
+        if (options.productSid.empty() || HasZero(options.productSid) || HasZero(options.logFolder)) return Invalid();
+        Result<std::shared_ptr<IPVSubscription2>> object = library.Create();
+        if (!object) return object.Error();
+        const auto loaded = std::make_shared<Loaded>(Loaded{library, std::move(object).Value(), {}});
+        void* requests = nullptr;
+        HRESULT hr = loaded->qsn->QueryInterface(IID_IQSNRequests, &requests);
+        if (FAILED(hr)) return ErrorOf(hr);
+        loaded->requests = Owned(static_cast<IQSNRequests*>(requests));
+        std::wstring folder = options.logFolder;
+        if (!folder.empty()) hr = loaded->qsn->Config(QSNCFG_SET_LOG_FOLDER, &folder[0], nullptr);
+        if (SUCCEEDED(hr) && options.log)
+            hr = loaded->requests->SetLog(Owned(new Logger(m_host)).get(), options.logLevel);
+        if (SUCCEEDED(hr)) hr = loaded->qsn->Init(options.productSid.c_str(), Owned(new Notifier(m_host)).get());
+        if (SUCCEEDED(hr)) m_loaded = loaded;
+        return ErrorOf(hr);
     }
 
+    // Calls `deliver` once: on the worker thread, or on this one if the request cannot be made.
     template <class T>
-    void Make(Request<T> request, Sink<T> sink) {
-        // Shared, so that it still exists whatever goes wrong on the way.
-        const auto shared = std::make_shared<Sink<T>>(std::move(sink));
-        const bool taken = Post([this, request = std::move(request), shared](bool cancelled) {
-            if (!cancelled && !request.refused) return Run(request, shared);
-            Answer<T>(m_host, *shared, cancelled ? Cancelled() : request.refused);
-        });
-        if (!taken) Answer<T>(m_host, *shared, ErrorOf(QSN_RETURN_E_NOT_INITIALIZED));
-    }
-
-    // Runs `call(qsn)` on the session's thread after everything requested before, and waits for it.
-    template <class T, class Call>
-    Result<T> Wait(Call call) {
-        if (OnOwnThread()) return Deadlock();
-        const auto task = std::make_shared<std::packaged_task<Result<T>(bool)>>(
-            [this, call](bool cancelled) mutable { return cancelled ? Result<T>(Cancelled()) : call(*m_qsn); });
-        std::future<Result<T>> result = task->get_future();
-        if (!Post([task](bool cancelled) { (*task)(cancelled); })) return ErrorOf(QSN_RETURN_E_NOT_INITIALIZED);
-        return result.get();
+    void Start(const Ask<T>& ask, TimeLimit limit, const std::shared_ptr<Ticket>& ticket, Completion<T> deliver) {
+        const auto call = Owned(new Call<T>(shared_from_this(), ticket, ask, std::move(deliver)));
+        // Declared before what comes from the DLL, which another thread may be about to free.
+        const std::shared_ptr<const Loaded> loaded = Enter(ticket);
+        if (!loaded) return call->End(ErrorOf(QSN_RETURN_E_NOT_INITIALIZED));
+        if (ask.text && HasZero(*ask.text)) return call->End(Invalid());
+        const auto milliseconds = limit.count() == 0 ? 0 : std::clamp<std::int64_t>(limit.count(), 1, 0xFFFFFFFF);
+        const char* const text = ask.text ? ask.text->c_str() : nullptr;
+        const QSN_REQUEST request = {
+            sizeof(QSN_REQUEST), ask.kind, static_cast<std::uint32_t>(milliseconds), ask.item, text, ask.value, 0};
+        IQSNRequest* started = nullptr;
+        const HRESULT hr = loaded->requests->Start(&request, call.get(), &started);
+        FAILED(hr) ? call->End(ErrorOf(hr)) : ticket->Add(Owned(started));
     }
 
     void CancelQueued() {
+        if (const auto loaded = Enter(nullptr)) loaded->qsn->Stop();
+    }
+
+    // What is no request of the library ends with the session: it is cancelled before the requests are. False if the
+    // session is ending already.
+    bool Attach(const std::shared_ptr<Cancellable>& guest) {
         const std::lock_guard<std::mutex> lock(m_lock);
-        for (Work& each : m_requests) each.cancelled = true;
+        if (m_loaded && !m_isEnding) m_guests.insert(guest);
+        return m_loaded && !m_isEnding;
+    }
+    void Detach(const std::shared_ptr<Cancellable>& guest) noexcept {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        m_guests.erase(guest);
     }
 
-    // On any thread but the session's own, returns when everything has been reported and the library is freed.
-    void End() noexcept {
-        {
-            const std::lock_guard<std::mutex> lock(m_lock);
-            m_ending = true;
-            for (Work& each : m_requests) each.cancelled = true;
-            m_wake.notify_one();
-        }
-        m_host->closed = true;
-        const std::lock_guard<std::mutex> lock(m_joinLock);
-        if (!m_thread.joinable()) return;
-        // The thread owns the session, so it can finish even if nobody waits for it.
-        OnOwnThread() ? m_thread.detach() : m_thread.join();
+    // Returns when everything has been told and the library is freed; inside a handler, the latter happens later.
+    void End(TimeLimit limit) noexcept {
+        std::unique_lock<std::mutex> lock(m_lock);
+        m_isEnding = true;
+        const auto guests = std::exchange(m_guests, {});
+        lock.unlock();
+        for (const auto& each : guests) each->Cancel();
+        lock.lock();
+        std::shared_ptr<const Loaded> loaded = std::exchange(m_loaded, nullptr);
+        const bool isInside = m_host->IsInside();
+        if (!loaded) return isInside ? void() : m_changed.wait(lock, [this] { return m_isGone; });
+        lock.unlock();
+        m_host->isClosed = true;
+        loaded->qsn->Stop();
+        if (!isInside) m_host->Guard([&] { GiveTime(limit); });
+        loaded->qsn->Uninit();
+        loaded.reset();
+        lock.lock();
+        m_isGone = true;
+        m_changed.notify_all();
     }
-
-    template <class T>
-    static void Answer(const std::shared_ptr<const Host>& host, Sink<T>& sink, Result<T> result) {
-        if (!sink.done) return;
-        auto call = [done = std::move(sink.done), result = std::move(result)] { done(result); };
-        sink.direct ? host->Guard(call) : Tell(host, std::move(call));
-    }
-
-    HRESULT STDMETHODCALLTYPE Callback(int32_t action, int32_t result, void* data) override {
-        try {
-            const std::lock_guard<std::mutex> lock(m_lock);
-            if (m_receive && action == m_action) {
-                m_receive(result, data);
-                m_receive = nullptr;
-            } else if (auto call = Notification(action, result, data)) {
-                PushEvent(
-                    [host = m_host, call](bool) { Tell(host, [host, call] { host->closed ? void() : call(); }); });
-            }
-            m_wake.notify_one();
-        } catch (...) {
-            return E_OUTOFMEMORY;  // a request still ends, once it is seen to have no answer
-        }
-        return S_OK;
-    }
-    // Outlives the library object, so it does not count references.
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
-        if (!object) return E_POINTER;
-        const bool known = IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IQSNCallbackFunc);
-        *object = known ? this : nullptr;
-        return known ? S_OK : E_NOINTERFACE;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
-    ULONG STDMETHODCALLTYPE Release() override { return 1; }
 
 private:
-    struct Work {
-        std::function<void(bool cancelled)> run;
-        bool cancelled = false;
+    struct Loaded {
+        Library library;  // freed last
+        std::shared_ptr<IPVSubscription2> qsn;
+        std::shared_ptr<IQSNRequests> requests;
     };
 
-    void Run() noexcept {
-        m_threadId = GetCurrentThreadId();
-        for (Work work; Next(work); work = {}) {
-            const auto run = [&] { work.run(work.cancelled); };
-            m_host->Guard(run);
-        }
-        m_threadId = 0;  // the system may give the number to another thread
-        m_qsn->Uninit();
-        m_qsn = {};
-        m_library.reset();
-    }
-
-    // What came from the library goes first, so that a request's end is reported before the next one is made. False at
-    // the end of the session.
-    bool Next(Work& work) {
-        std::unique_lock<std::mutex> lock(m_lock);
-        m_wake.wait(lock, [this] { return m_ending || !m_events.empty() || !m_requests.empty(); });
-        std::deque<Work>& queue = m_events.empty() ? m_requests : m_events;
-        if (queue.empty()) return false;
-        work = std::move(queue.front());
-        queue.pop_front();
-        return true;
-    }
-
-    void PushEvent(std::function<void(bool)> event) { m_events.push_back({std::move(event), false}); }
-
+    // Takes the end of one request.
     template <class T>
-    void Run(const Request<T>& request, const std::shared_ptr<Sink<T>>& sink) {
-        {
-            const std::lock_guard<std::mutex> lock(m_lock);
-            m_action = request.action;
-            m_receive = [&](int code, void* data) {
-                Result<T> result = request.read(code, data);
-                PushEvent([this, sink, result = std::move(result)](bool) { Answer<T>(m_host, *sink, result); });
-            };
+    class Call final : public ComObject<IQSNCompletion> {
+    public:
+        Call(std::shared_ptr<Session> session, std::shared_ptr<Ticket> ticket, const Ask<T>& ask, Completion<T> deliver)
+            : ComObject(IID_IQSNCompletion, session->m_host),
+              m_session(std::move(session)),
+              m_ticket(std::move(ticket)),
+              m_read(ask.read),
+              m_deliver(std::move(deliver)) {}
+
+        HRESULT STDMETHODCALLTYPE Completed(IQSNRequest*, const QSN_OUTCOME* outcome, void* data) override {
+            m_host->GuardInside([&] { End(Read(ErrorOf(*outcome), data)); });
+            return S_OK;
         }
-        const HRESULT hr = request.call(*m_qsn);
-        while (IsAwaited() && !HasPassed()) Sleep(10);
+        void End(Result<T> result) noexcept {
+            m_host->Guard([&] { std::exchange(m_deliver, nullptr)(std::move(result)); });
+            m_ticket->Ended();
+            m_session->Leave(m_ticket);
+        }
+
+    private:
+        Result<T> Read(const std::error_code& error, void* data) const noexcept {
+            try {
+                return m_read(error, data);
+            } catch (...) {
+                return std::make_error_code(std::errc::not_enough_memory);
+            }
+        }
+
+        const std::shared_ptr<Session> m_session;
+        const std::shared_ptr<Ticket> m_ticket;
+        Result<T> (*const m_read)(const std::error_code&, void*);
+        Completion<T> m_deliver;
+    };
+
+    // Null if the session is ending. Who holds the library may call it.
+    std::shared_ptr<const Loaded> Enter(const std::shared_ptr<Ticket>& ticket) {
         const std::lock_guard<std::mutex> lock(m_lock);
-        if (!std::exchange(m_receive, nullptr)) return;
-        const std::error_code error = ErrorOf(FAILED(hr) ? hr : E_FAIL);
-        PushEvent([this, sink, error](bool) { Answer<T>(m_host, *sink, error); });
+        if (ticket) m_underWay.insert(ticket);
+        return m_loaded;
     }
-
-    bool IsAwaited() {
+    void Leave(const std::shared_ptr<Ticket>& ticket) {
         const std::lock_guard<std::mutex> lock(m_lock);
-        return m_receive != nullptr;
+        m_underWay.erase(m_underWay.find(ticket));
+        m_changed.notify_all();
+    }
+    // Of `limit`, what goes beyond the second that Uninit itself gives what is running.
+    void GiveTime(TimeLimit limit) {
+        constexpr TimeLimit kOfUninit = std::chrono::seconds(1);
+        std::unique_lock<std::mutex> lock(m_lock);
+        const TimeLimit wait = limit < kOfUninit ? limit : (std::min)(limit, kLongestWait) - kOfUninit;
+        if (m_changed.wait_for(lock, wait, [this] { return m_underWay.empty(); }) || limit >= kOfUninit) return;
+        const std::vector<std::shared_ptr<Ticket>> left(m_underWay.begin(), m_underWay.end());
+        lock.unlock();
+        for (const auto& each : left) each->Cancel();
     }
 
-    // Whether the library's worker has finished everything it was given. No address fits the buffer, so the call waits
-    // for the worker and changes nothing. The library gives up after two minutes; this does not.
-    bool HasPassed() {
-        char tooSmall = 0;
-        uint32_t length = 0;
-        const HRESULT hr = m_qsn->GetSignInURL(&tooSmall, 1, &length);
-        return hr != QSN_RETURN_E_TIMEOUT && hr != E_OUTOFMEMORY;
-    }
-
-    std::function<void()> Notification(int action, int result, void* data) const {
-        const Notifications& to = m_host->notifications;
-        const auto code = static_cast<QSN_CALLBACK_RESULT>(result);
-        switch (action) {
-            case QSN_ACTION_SSO_SIGNIN_RESULT: return Bind(to.signedInElsewhere, ReadSignIn(result, data));
-            case QSN_ACTION_SSO_SIGNOUT_RESULT: return Bind(to.signedOutElsewhere, Result<void>(ErrorOf(code)));
-            case QSN_ACTION_CHECK_TOKEN_ROUTINE_RESULT: return Bind(to.tokenChecked, Result<void>(ErrorOf(code)));
-            case QSN_ACTION_NOTIFY: break;
-            default: return nullptr;
-        }
-        const std::string text = data ? static_cast<const char*>(data) : "";
-        switch (result) {
-            case QSN_NOTIFY_SERVICE_MESSAGE: return Bind(to.serviceMessage, text);
-            case QSN_NOTIFY_MEMBER_TOKEN_SET: return Bind(to.memberTokenSet, text);
-            case QSN_NOTIFY_REFRESH_TOKEN_SET: return Bind(to.refreshTokenSet, text);
-            case QSN_NOTIFY_MEMBER_TOKEN_CLEAR: return to.memberTokenCleared;
-            case QSN_NOTIFY_REFRESH_TOKEN_CLEAR: return to.refreshTokenCleared;
-            default: return nullptr;
-        }
-    }
-
-    template <class Handler, class Argument>
-    static std::function<void()> Bind(const Handler& handler, Argument argument) {
-        if (!handler) return nullptr;
-        return [handler, argument = std::move(argument)] { handler(argument); };
-    }
-
-    std::unique_ptr<Library> m_library;  // freed by the session's thread, as the library object is
-    ComPtr<IPVSubscription2> m_qsn;      // used by the session's thread only
     const std::shared_ptr<Host> m_host;
-    std::atomic<DWORD> m_threadId{0};
-
-    std::mutex m_lock;  // guards the members below; none of the host's code is called under it
-    std::condition_variable m_wake;
-    std::deque<Work> m_requests;
-    std::deque<Work> m_events;                  // to tell the host
-    std::function<void(int, void*)> m_receive;  // takes the answer to the running request
-    int m_action = 0;                           // of that request
-    bool m_ending = false;
-
-    std::mutex m_joinLock;  // guards m_thread once it runs
-    std::thread m_thread;
+    std::mutex m_lock;  // guards the members below; neither the library nor the host is called under it
+    std::condition_variable m_changed;
+    std::shared_ptr<const Loaded> m_loaded;
+    std::multiset<std::shared_ptr<Ticket>> m_underWay;
+    std::set<std::shared_ptr<Cancellable>> m_guests;
+    bool m_isEnding = false;
+    bool m_isGone = false;
 };
 
-}  // namespace detail
-}  // namespace qsn
-
-#endif /* QSN_CLIENT_SESSION_HPP */
+}  // namespace qsn::detail

@@ -1,6 +1,5 @@
 /* Texts between UTF-8 and UTF-16. Part of <qsn/client.hpp>. */
-#ifndef QSN_CLIENT_TEXT_HPP
-#define QSN_CLIENT_TEXT_HPP
+#pragma once
 
 #include <qsn/qsn.h>
 
@@ -10,11 +9,9 @@
 namespace qsn {
 namespace detail {
 
-inline constexpr std::size_t kLongestText =
-    0x3FFFFFFF;  // what Windows' functions can count, with room to grow in between
-
 inline int CheckedLength(std::size_t length) {
-    if (length > kLongestText) throw std::length_error("text too long to be converted");
+    // What Windows' functions can count, with room to grow in between.
+    if (length > 0x3FFFFFFF) throw std::length_error("text too long to be converted");
     return static_cast<int>(length);
 }
 
@@ -41,5 +38,3 @@ inline std::string ToUtf8(const std::wstring& wide) {
 }
 
 }  // namespace qsn
-
-#endif /* QSN_CLIENT_TEXT_HPP */
