@@ -71,7 +71,7 @@ public:
     // False when the connection is over. `makeReply` is called at most once.
     bool Advance(const MakeReply& makeReply) { return Clock::now() < m_deadline && Read(makeReply) && Write(); }
     Clock::time_point Deadline() const { return m_deadline; }
-    bool IsAnswered() const { return m_answered; }
+    bool OwesReply() const { return m_sent < m_reply.size(); }
 
 private:
     // Keeps reading after the reply: closing a socket with unread data resets it, and the reply could be lost on its
@@ -97,11 +97,11 @@ private:
     }
 
     bool Write() {
-        if (m_sent == m_reply.size()) return true;
+        if (!OwesReply()) return true;
         const int size = send(m_socket.Get(), m_reply.data() + m_sent, static_cast<int>(m_reply.size() - m_sent), 0);
         if (size < 0) return WSAGetLastError() == WSAEWOULDBLOCK;
         m_sent += static_cast<std::size_t>(size);
-        if (m_sent == m_reply.size()) shutdown(m_socket.Get(), kSending);
+        if (!OwesReply()) shutdown(m_socket.Get(), kSending);
         return true;
     }
 

@@ -207,9 +207,8 @@ private:
     bool IsOver() const {
         if (!m_outcome) return false;
         if (Clock::now() >= m_deadline) return true;
-        // A browser closes its end once it has everything.
         return m_lastPageSent && std::none_of(m_connections.begin(), m_connections.end(),
-                                              [](const LoopbackConnection& each) { return each.IsAnswered(); });
+                                              [](const LoopbackConnection& each) { return each.OwesReply(); });
     }
 
     std::chrono::milliseconds TimeToWait() const {
