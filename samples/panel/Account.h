@@ -3,6 +3,7 @@
 #include <qsn/client/interactive.hpp>
 
 #include <functional>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -16,12 +17,14 @@ struct Options {
     bool noBrowser = false;  // addresses are shown in the status line instead of opened
 };
 
+using Products = std::vector<qsn::Product>;
+
 // What the window shows.
 struct AccountState {
     bool isBusy = true;  // with something that can be cancelled
     bool isSignedIn = false;
     qsn::UserInfo user;
-    std::vector<qsn::Product> products;
+    std::shared_ptr<const Products> products = std::make_shared<Products>();
     qsn::Quota quota;
     std::wstring status;
 };
@@ -86,12 +89,11 @@ public:
         });
     }
     void Refresh() {
-        using Products = std::vector<qsn::Product>;
         Begin(L"Asking the account service\u2026");
         m_request = m_client.GetUserInfo(Then<qsn::UserInfo>([this](const qsn::UserInfo& user) {
             m_state.user = user;
             m_request = m_client.GetProductList(Then<Products>([this](const Products& products) {
-                m_state.products = products;
+                m_state.products = std::make_shared<Products>(products);
                 m_request = m_client.QueryQuota(Then<qsn::Quota>([this](const qsn::Quota& quota) {
                     m_state.quota = quota;
                     End(L"Up to date.");

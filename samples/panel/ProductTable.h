@@ -53,11 +53,10 @@ public:
         SendMessageW(m_list, WM_SETREDRAW, FALSE, 0);
         ListView_DeleteAllItems(m_list);
         for (const qsn::Product& each : products) {
-            std::wstring texts[kCount] = {
-                qsn::ToWide(each.displayName.empty() ? each.name : each.displayName),
-                qsn::ToWide(each.displayVersion.empty() ? each.version : each.displayVersion),
-                qsn::ToWide(each.displayVersionType.empty() ? each.versionType : each.displayVersionType),
-                FormatSize(each.fileSize), FormatDate(each.publishDate, each.publishDateText)};
+            std::wstring texts[kCount] = {Either(each.displayName, each.name),
+                                          Either(each.displayVersion, each.version),
+                                          Either(each.displayVersionType, each.versionType), FormatSize(each.fileSize),
+                                          FormatDate(each.publishDate, each.publishDateText)};
             LVITEMW item = {};
             item.iItem = ListView_GetItemCount(m_list);
             const int row = ListView_InsertItem(m_list, &item);
@@ -77,6 +76,10 @@ public:
     }
 
 private:
+    static std::wstring Either(const std::string& display, const std::string& plain) {
+        return qsn::ToWide(display.empty() ? plain : display);
+    }
+
     static constexpr const wchar_t* kTitles[] = {L"Name", L"Version", L"Edition", L"Size", L"Published"};
     static constexpr int kCount = static_cast<int>(std::size(kTitles));
 

@@ -167,7 +167,8 @@ private:
 
     void Show(const AccountState& state) {
         m_menu = state.user.menu;
-        m_products.Show(state.products);
+        if (m_shown != state.products) m_products.Show(*state.products);
+        m_shown = state.products;
         SetText(IDC_NAME, state.isSignedIn ? qsn::ToWide(state.user.name) : L"Not signed in");
         SetText(IDC_DETAIL, state.isSignedIn ? qsn::ToWide(state.user.email) : L"Sign in to see your products.");
         SetText(IDC_QUOTA, QuotaText(state.quota));
@@ -182,16 +183,17 @@ private:
         if (focus && !IsWindowEnabled(focus)) SendMessageW(m_window, WM_NEXTDLGCTL, 0, FALSE);
     }
 
-    void AddNews(std::wstring text) const {
+    void AddNews(std::wstring text) {
         std::replace_if(
             text.begin(), text.end(), [](wchar_t c) { return c < L' '; }, L' ');
         wchar_t time[40] = L"";
         GetTimeFormatEx(LOCALE_NAME_USER_DEFAULT, TIME_NOSECONDS, nullptr, nullptr, time, 40);
-        const std::wstring line = time + (L"   " + text) + L"\r\n";
-        const HWND field = GetDlgItem(m_window, IDC_NEWS);
-        const int end = GetWindowTextLengthW(field);
-        SendMessageW(field, EM_SETSEL, static_cast<WPARAM>(end), end);
-        SendMessageW(field, EM_REPLACESEL, FALSE, reinterpret_cast<LPARAM>(line.c_str()));
+        const std::wstring line = time + (L"   " + text);
+        // The newest first; more than these would be a log.
+        SendDlgItemMessageW(m_window, IDC_NEWS, LB_INSERTSTRING, 0, reinterpret_cast<LPARAM>(line.c_str()));
+        SendDlgItemMessageW(m_window, IDC_NEWS, LB_DELETESTRING, 200, 0);
+        m_newsWidth = std::max(m_newsWidth, ListView_GetStringWidth(GetDlgItem(m_window, IDC_PRODUCTS), line.c_str()));
+        SendDlgItemMessageW(m_window, IDC_NEWS, LB_SETHORIZONTALEXTENT, static_cast<WPARAM>(m_newsWidth), 0);
     }
 
     // Only if it changes: setting the same text flickers, and a screen reader reads it again.
@@ -216,6 +218,8 @@ private:
     Font m_font;
     Font m_nameFont;
     std::vector<qsn::MenuItem> m_menu;
+    std::shared_ptr<const Products> m_shown;
+    int m_newsWidth = 0;
     std::shared_ptr<UiQueue> m_queue;
     Account m_account;
 };
