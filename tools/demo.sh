@@ -53,9 +53,9 @@ run_two_hosts() {
     local command result=0
     start_watching
     wait_for_line '^watching' "$DEMO_DIR/A.log" "$WATCHER_PID" || result=1
-    run_host login --token demo-token-ada </dev/null | show_as B || result=1
+    run_host sign-in --token demo-token-ada </dev/null | show_as B || result=1
     wait_for_line '^signed in as Ada Quill' "$DEMO_DIR/A.log" "$WATCHER_PID" || result=1
-    for command in user products quota logout; do
+    for command in user products quota sign-out; do
         run_host "$command" </dev/null | show_as B || result=1
     done
     wait_for_line '^signed out' "$DEMO_DIR/A.log" "$WATCHER_PID" || result=1

@@ -144,10 +144,10 @@ class PagesTest(unittest.TestCase):
         self.sign_in()
         self.assert_shows("has expired")
 
-    def test_host_program_takes_its_own_login_only(self):
+    def test_host_program_takes_its_own_sign_in_only(self):
         hosts, addresses = [], []
         for _ in range(2):
-            hosts.append(WineProgram(*self.in_prefix, self.host_program, "login", "--no-browser"))
+            hosts.append(WineProgram(*self.in_prefix, self.host_program, "sign-in", "--no-browser"))
             self.addCleanup(hosts[-1].end)
             addresses.append(hosts[-1].line(r"^https://\S+$").group(0))
         self.browser.get(addresses[0])
