@@ -53,20 +53,19 @@ bool BodyDecoder::Start(std::string_view encoded) noexcept {
     return m_isOpen;
 }
 
-bool BodyDecoder::Inflate(char* piece, std::size_t* size) noexcept {
-    *size = 0;
+std::optional<std::size_t> BodyDecoder::Inflate(char* piece) noexcept {
     if (m_hasEnded) {
         // Another member of a gzip body, or rubbish.
-        if (inflateReset(&m_stream) != Z_OK) return false;
+        if (inflateReset(&m_stream) != Z_OK) return std::nullopt;
         m_hasEnded = false;
     }
     m_stream.next_out = reinterpret_cast<Bytef*>(piece);
     m_stream.avail_out = kPiece;
     const int result = inflate(&m_stream, Z_NO_FLUSH);
-    *size = kPiece - m_stream.avail_out;
     m_hasEnded = result == Z_STREAM_END;
     // Z_BUF_ERROR: there was nothing to do, because the last piece had just the room that was left.
-    return result == Z_OK || result == Z_STREAM_END || result == Z_BUF_ERROR;
+    if (result != Z_OK && result != Z_STREAM_END && result != Z_BUF_ERROR) return std::nullopt;
+    return kPiece - m_stream.avail_out;
 }
 
 }  // namespace qsn

@@ -2,6 +2,7 @@
 
 #include <zlib.h>
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -34,8 +35,8 @@ private:
     static constexpr std::size_t kPiece = 16384;
 
     bool Start(std::string_view encoded) noexcept;
-    // Puts the next decoded bytes, at most kPiece, into `piece`. False if the encoding is broken.
-    bool Inflate(char* piece, std::size_t* size) noexcept;
+    // Puts the next decoded bytes, at most kPiece, into `piece`. Returns how many; nothing if the encoding is broken.
+    std::optional<std::size_t> Inflate(char* piece) noexcept;
 
     z_stream m_stream{};
     bool m_isCompressed = false;
@@ -51,10 +52,11 @@ bool BodyDecoder::Decode(std::string_view encoded, Take&& take) {
     m_stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(encoded.data()));
     m_stream.avail_in = static_cast<uInt>(encoded.size());
     std::string piece(kPiece, '\0');
-    std::size_t size = 0;
+    std::optional<std::size_t> size;
     do {
-        if (!Inflate(piece.data(), &size)) return false;
-        if (size > 0 && !take(std::string_view(piece).substr(0, size))) return false;
+        size = Inflate(piece.data());
+        if (!size) return false;
+        if (*size > 0 && !take(std::string_view(piece).substr(0, *size))) return false;
     } while (m_stream.avail_in > 0 || (size == kPiece && !m_hasEnded));
     return true;
 }
