@@ -405,7 +405,9 @@ struct Task {
     };
 };
 Task AwaitAll(const qsn::Options& options, Journal& journal) {
+    const DWORD thread = GetCurrentThreadId();
     Client client = (co_await Client::Open(options)).Value();
+    journal.Add(GetCurrentThreadId() == thread ? "here" : "elsewhere");
     journal.Line("in")(co_await client.SignIn(kToken));
     auto cancelled = client.LogDownload();
     cancelled.Cancel();
@@ -416,14 +418,14 @@ Task AwaitAll(const qsn::Options& options, Journal& journal) {
 }
 
 TEST_F(ClientTest, CanBeAwaited) {
-    const Lines expected{"in ok", "cancelled " + kCancelled.message(), "Ada Quill", "failed"};
     m_options.notifications.handlerFailed = [&](const std::exception_ptr&) { m_journal.Add("failed"); };
     for (const bool held : {false, true}) {
         if (held) m_options.executor = Held();
         AwaitAll(m_options, m_journal);
-        for (std::size_t step = 0; held && step < 4 && m_held.Reaches(1); ++step) RunHeldCalls();
-        ASSERT_TRUE(m_journal.Reaches(4));
-        EXPECT_EQ(m_journal.Take(), expected);
+        for (int step = 0; held && step < 4 && m_held.Reaches(1); ++step) RunHeldCalls();
+        ASSERT_TRUE(m_journal.Reaches(5));
+        EXPECT_EQ(m_journal.Take(), (Lines{held ? "here" : "elsewhere", "in ok", "cancelled " + kCancelled.message(),
+                                           "Ada Quill", "failed"}));
         EXPECT_TRUE(Eventually([] { return GetModuleHandleW(L"qsn.dll") == nullptr; }));
     }
 }
