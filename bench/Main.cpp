@@ -1,4 +1,4 @@
-// What the library costs, beside what the same thing costs without it.
+// What the library costs, beside the cost of the same thing without it.
 //
 //   qsn_bench [--quick] [--folder FOLDER] [FILTER]
 

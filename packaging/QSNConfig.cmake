@@ -20,6 +20,8 @@ endif()
 add_library(QSN::qsn SHARED IMPORTED)
 set_target_properties(
     QSN::qsn PROPERTIES IMPORTED_LOCATION "${qsnRoot}/bin/qsn.dll" IMPORTED_IMPLIB "${qsnImportLibrary}"
-                        INTERFACE_INCLUDE_DIRECTORIES "${qsnRoot}/include")
+                        INTERFACE_INCLUDE_DIRECTORIES "${qsnRoot}/include"
+                        # What qsn/client/interactive.hpp uses of Windows
+                        INTERFACE_LINK_LIBRARIES "bcrypt;shell32;ws2_32")
 unset(qsnImportLibrary)
 unset(qsnRoot)

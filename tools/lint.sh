@@ -17,7 +17,7 @@ code_files() {
     find "${folders[@]}" -type f \( -name '*.h' -o -name '*.hpp' -o -name '*.c' -o -name '*.cpp' \) | sort
 }
 
-# The parts that `dev` reads are checked along with it.
+# The parts that `dev` sources are checked along with it.
 scripts() {
     (cd "$QSN_ROOT" && grep -rl '^#!/usr/bin/env bash' dev .ci tools tests | sort)
 }
@@ -32,8 +32,8 @@ lint_scripts() {
     (cd "$QSN_ROOT" && scripts | xargs shellcheck --external-sources --check-sourced)
 }
 
-# The public headers in the other compiler's dialect. Its system headers are not free; the few names that qsn.h takes from
-# them stand in. The C++ client needs more than that: it is compiled with the extensions, but with our own headers.
+# The public headers in the other compiler's dialect. Its system headers are not free, so stand-ins declare the few names
+# that qsn.h takes from them. The C++ client needs more: it is compiled with the extensions, but with MinGW's headers.
 lint_public_header() {
     local stand_in standard
     stand_in=$(mktemp -d)
@@ -90,8 +90,8 @@ HEADER
 }
 
 # A line "SOURCE HASH" for each of our translation units. The hash covers the unit, every header of ours that it
-# includes as the last build saw it, the checks and the compiler settings, so an unchanged unit is not looked at again,
-# in whichever checkout it lies.
+# included in the last build, the checks and the compiler settings. So an unchanged unit is not looked at again, in any
+# checkout.
 tidy_units() {
     local environment
     environment=$({
@@ -108,7 +108,7 @@ tidy_units() {
             if (source ~ /\.cpp$/ && index(source, root) == 1 && index(file, root) == 1 && index(file, build) != 1)
                 print source "\t" file
         }' | sort -u >"$BUILD_DIR/lint-deps"
-    # A source that is gone since the build is in the list but not in the sums.
+    # A source that was deleted after the build is in the list but not in the sums.
     cut -f 2 "$BUILD_DIR/lint-deps" | sort -u | xargs -r -d '\n' sha256sum >"$BUILD_DIR/lint-sums" 2>/dev/null || true
     awk -F '\t' -v environment="$environment" '
         NR == FNR { sum[substr($0, 67)] = substr($0, 1, 64); next }
@@ -165,7 +165,7 @@ lint_cppcheck() {
 run_lint() {
     local step failed=()
     require_packages "${LINT_PACKAGES[@]}"
-    # With the benchmarks, which nothing else compiles on the way to a landing.
+    # With the benchmarks, which nothing else compiles before a change is merged.
     require_benchmark
     configure -DQSN_BENCHMARK_DIR="$BENCHMARK_DIR"
     compile --target all qsn_bench

@@ -1,16 +1,15 @@
 #include "Commands.h"
 
 #include <qsn/client.hpp>
+#include <qsn/client/interactive.hpp>
 
 #include <chrono>
 #include <cstdio>
-#include <future>
 #include <iostream>
+#include <system_error>
 #include <thread>
-#include <utility>
 
 #include "Table.h"
-#include "common/BrowserLogin.h"
 
 namespace sample {
 namespace {
@@ -19,70 +18,57 @@ using namespace std::chrono_literals;
 
 void Print(const std::string& line) { std::printf("%s\n", line.c_str()); }
 
-qsn::Options OptionsFor(const Settings& settings) {
+// With a token of its own, the program shares nothing. Otherwise it shares the sign-in of the suite's applications. The
+// library keeps that in the user's registry, so one command finds what another has left.
+qsn::Options OptionsFor(const Settings& settings, bool shared) {
     qsn::Options options;
     options.productSid = settings.sid;
+    options.singleSignOn = shared;
     options.notifications.serviceMessage = [](const std::string& text) { Print("The service says: " + text); };
     return options;
 }
 
-// With a token of its own, the program shares nothing. Otherwise it shares the sign-in of the suite's applications. The
-// library keeps that in the user's registry, so one command finds what another has left.
-qsn::Client Open(const Settings& settings) {
-    qsn::Client client = qsn::Client::Open(OptionsFor(settings)).Value();
-    if (settings.token.empty()) client.EnableSingleSignOn(true).Value();
-    return client;
-}
-
 qsn::Client OpenSignedIn(const Settings& settings) {
-    qsn::Client client = Open(settings);
-    if (!client.SignIn(settings.token).get()->signedIn) throw NotSignedIn("Nobody is signed in; use `login` first.");
+    const bool shared = settings.token.empty();
+    qsn::Client client = qsn::Client::Open(OptionsFor(settings, shared)).Get().Value();
+    const qsn::SignInState state = (shared ? client.AdoptSharedSignIn() : client.SignIn(settings.token)).Get().Value();
+    if (!state.signedIn) throw NotSignedIn("Nobody is signed in; use `sign-in` first.");
     return client;
 }
 
-// Lets the user sign in on the login page, and waits for the token that the page passes on.
-std::string TokenFromBrowser(qsn::Client& client, bool noBrowser, std::unique_ptr<BrowserLogin>& login) {
-    using Answer = std::pair<BrowserLogin::Outcome, std::string>;
-    const auto answer = std::make_shared<std::promise<Answer>>();
-    login = std::make_unique<BrowserLogin>([answer](BrowserLogin::Outcome outcome, const std::string& token) {
-        answer->set_value({outcome, token});
-    });
-    const std::string address = login->AddressToOpen(client.SignInUrl().Value());
-    const bool opened = !noBrowser && BrowserLogin::OpenInBrowser(address);
-    Print(opened ? "Sign in on the page that has opened in the browser." : "Open this address in a browser:");
-    if (!opened) Print(address);
-    const auto [outcome, token] = answer->get_future().get();
-    switch (outcome) {
-        case BrowserLogin::Outcome::kToken: return token;
-        case BrowserLogin::Outcome::kCancelled: throw Failure("The sign-in was cancelled on the login page.");
-        case BrowserLogin::Outcome::kExpired: throw Failure("The sign-in took too long; start again.");
-        default: throw Failure("The login page's answer cannot be used; start again.");
-    }
+// The user signs in on a page in the browser.
+void SignInOnPage(qsn::Client& client, bool noBrowser) {
+    qsn::InteractiveOptions options;
+    options.open = [noBrowser](const std::string& address) {
+        const bool opened = !noBrowser && qsn::OpenInBrowser(address);
+        Print(opened ? "Sign in on the page that has opened in the browser." : "Open this address in a browser:");
+        if (!opened) Print(address);
+        return qsn::Result<void>();
+    };
+    const qsn::Result<qsn::SignInState> state = qsn::SignInInteractive(client, options).Get();
+    if (state.Error() == qsn::Condition::kCancelled) throw Failure("The sign-in was cancelled on the page.");
+    if (state.Error() == qsn::Condition::kTimedOut) throw Failure("The sign-in took too long; start again.");
+    state.Value();
 }
 
 }  // namespace
 
-void LogIn(const Settings& settings) {
-    qsn::Client client = qsn::Client::Open(OptionsFor(settings)).Value();
-    client.EnableSingleSignOn(true).Value();
-    std::unique_ptr<BrowserLogin> login;
-    const std::string token =
-        settings.token.empty() ? TokenFromBrowser(client, settings.noBrowser, login) : settings.token;
-    client.SignIn(token).get().Value();
+void SignIn(const Settings& settings) {
+    qsn::Client client = qsn::Client::Open(OptionsFor(settings, true)).Get().Value();
+    settings.token.empty() ? SignInOnPage(client, settings.noBrowser)
+                           : void(client.SignIn(settings.token).Get().Value());
     // The library takes any token. The first request shows whether the service does.
-    const qsn::UserInfo user = client.GetUserInfo().get().Value();
+    const qsn::UserInfo user = client.GetUserInfo().Get().Value();
     Print("Signed in as " + user.name + " <" + user.email + ">.");
-    // The browser has yet to fetch the last page.
-    if (login) std::this_thread::sleep_for(1s);
 }
 
-void LogOut(const Settings& settings) {
-    OpenSignedIn(settings).SignOut().get().Value();
+void SignOut(const Settings& settings) {
+    OpenSignedIn(settings).SignOut().Get().Value();
     Print("Signed out.");
 }
 
 void ShowUser(const Settings& settings) {
-    const qsn::UserInfo user = OpenSignedIn(settings).GetUserInfo().get().Value();
+    const qsn::UserInfo user = OpenSignedIn(settings).GetUserInfo().Get().Value();
     PrintRow({"user id", user.id});
     PrintRow({"name", user.name});
     PrintRow({"e-mail", user.email});
@@ -91,14 +77,14 @@ void ShowUser(const Settings& settings) {
 
 void ShowProducts(const Settings& settings) {
     qsn::Client client = OpenSignedIn(settings);
-    PrintProducts((settings.packs ? client.GetProductListV2() : client.GetProductList()).get().Value());
+    PrintProducts((settings.packs ? client.GetProductListV2() : client.GetProductList()).Get().Value());
 }
 
 void ShowQuota(const Settings& settings) {
     qsn::Client client = OpenSignedIn(settings);
-    if (settings.log) client.LogDownload().get().Value();
-    const qsn::Quota quota = client.QueryQuota().get().Value();
-    Print(std::to_string(quota.remaining) + " downloads left until " + quota.resetDate);
+    if (settings.log) client.LogDownload().Get().Value();
+    const qsn::Quota quota = client.QueryQuota().Get().Value();
+    Print(std::to_string(quota.remaining) + " downloads left until " + quota.resetDateText);
 }
 
 void Watch(const Settings& settings) {
@@ -112,7 +98,8 @@ void Watch(const Settings& settings) {
             Print(user ? "signed in as " + user->name : "signed in, but: " + user.Error().message());
         });
     };
-    qsn::Options options = OptionsFor(settings);
+    qsn::Options options = OptionsFor(settings, true);
+    options.tokenCheck = true;
     options.notifications.signedInElsewhere = report;
     options.notifications.signedOutElsewhere = [](const qsn::Result<void>&) { Print("signed out"); };
     options.notifications.memberTokenSet = [](const std::string&) { Print("another member token"); };
@@ -120,11 +107,9 @@ void Watch(const Settings& settings) {
     options.notifications.tokenChecked = [](const qsn::Result<void>& check) {
         if (!check) Print("the access token was checked: " + check.Error().message());
     };
-    client = qsn::Client::Open(options).Value();
-    client.EnableSingleSignOn(true).Value();
-    client.EnableTokenCheck(true).Value();
+    client = qsn::Client::Open(options).Get().Value();
     std::this_thread::sleep_for(kFirstLook);
-    client.SignIn({}, report);
+    client.AdoptSharedSignIn(report);
     Print("watching; Enter ends");
     std::string line;
     std::getline(std::cin, line);

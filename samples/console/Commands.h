@@ -18,8 +18,8 @@ struct NotSignedIn : Failure {
 
 // One function for each command. Each opens a client and writes its answer to the standard output. It throws Failure or
 // std::system_error if there is none.
-void LogIn(const Settings& settings);
-void LogOut(const Settings& settings);
+void SignIn(const Settings& settings);
+void SignOut(const Settings& settings);
 void ShowUser(const Settings& settings);
 void ShowProducts(const Settings& settings);
 void ShowQuota(const Settings& settings);

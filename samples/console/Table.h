@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <iterator>
 #include <string>
 #include <vector>
@@ -26,9 +25,8 @@ inline void PrintRow(const std::vector<std::string>& cells) {
 inline void PrintProducts(const std::vector<qsn::Product>& products) {
     PrintRow({"product", "version", "edition", "size", "published"});
     for (const qsn::Product& each : products) {
-        const unsigned long long bytes = std::strtoull(each.fileSize.c_str(), nullptr, 10);
-        const std::string size = each.fileSize.empty() ? "" : std::to_string(bytes >> 20) + " MB";
-        PrintRow({each.displayName, each.displayVersion, each.displayVersionType, size, each.publishDate});
+        const std::string size = each.fileSize == 0 ? "" : std::to_string(each.fileSize >> 20) + " MB";
+        PrintRow({each.displayName, each.displayVersion, each.displayVersionType, size, each.publishDateText});
     }
 }
 

@@ -36,8 +36,8 @@ qsn::Options OptionsFor(const Settings& settings) {
 }
 
 std::uint32_t RemainingDownloads(qsn::Client& client) {
-    const qsn::Quota quota = client.QueryQuota().get().Value();
-    PrintRow({"downloads left", std::to_string(quota.remaining), "until", quota.resetDate});
+    const qsn::Quota quota = client.QueryQuota().Get().Value();
+    PrintRow({"downloads left", std::to_string(quota.remaining), "until", quota.resetDateText});
     return quota.remaining;
 }
 
@@ -73,31 +73,31 @@ std::string Abridged(const std::string& token) {
 
 void Renew(Steps& steps, qsn::Client& client, const std::string& endingMemberToken) {
     steps.Next("Hold a member token that ends within a minute");
-    client.SetMemberToken(endingMemberToken).Value();
-    client.SetRefreshToken(kRefreshToken).Value();
+    client.SetMemberToken(endingMemberToken).Get().Value();
+    client.SetRefreshToken(kRefreshToken).Get().Value();
     PrintRow({"member token", Abridged(endingMemberToken)});
 
     steps.Next("Ask for the second generation's product list: the token is renewed on the way");
-    client.SignIn(kAccessToken).get().Value();
-    PrintProducts(client.GetProductListV2().get().Value());
-    const std::string renewed = client.MemberToken().Value();
+    client.SignIn(kAccessToken).Get().Value();
+    PrintProducts(client.GetProductListV2().Get().Value());
+    const std::string renewed = client.MemberToken().Get().Value();
     PrintRow({"member token", Abridged(renewed)});
     Steps::Expect(!renewed.empty() && renewed != endingMemberToken, "a renewed member token");
 }
 
 void NoticeRevocation(Steps& steps, const Settings& settings, qsn::Client& client, TokenChecks& checks) {
     steps.Next("Let the library check an access token every second");
-    client.EnableTokenCheck(true).Value();
-    client.SignIn(kShortLivedToken).get().Value();
-    PrintRow({"signed in", client.GetUserInfo().get()->name});
+    client.EnableTokenCheck(true).Get().Value();
+    client.SignIn(kShortLivedToken).Get().Value();
+    PrintRow({"signed in", client.GetUserInfo().Get()->name});
     Steps::Expect(checks.WaitForAccepted(), "a check that accepts the token");
 
     steps.Next("Sign the same user out from another program: the next check notices");
-    qsn::Client other = qsn::Client::Open(OptionsFor(settings)).Value();
-    other.SignIn(kShortLivedToken).get().Value();
-    other.SignOut().get().Value();
+    qsn::Client other = qsn::Client::Open(OptionsFor(settings)).Get().Value();
+    other.SignIn(kShortLivedToken).Get().Value();
+    other.SignOut().Get().Value();
     Steps::Expect(checks.WaitForRefused(), "a check that refuses the token");
-    Steps::Expect(client.AccessToken().Error() == qsn::ErrorOf(QSN_RETURN_E_NO_TOKEN), "no token");
+    Steps::Expect(client.AccessToken().Get().Error() == qsn::Condition::kSignInRequired, "no token");
 }
 
 }  // namespace
@@ -106,36 +106,37 @@ void WalkThroughSession(const Settings& settings) {
     const std::string token = settings.token.empty() ? kAccessToken : settings.token;
     Steps steps;
     steps.Next("Load qsn.dll and open a client with the product SID");
-    qsn::Client client = qsn::Client::Open(OptionsFor(settings)).Value();
+    qsn::Client client = qsn::Client::Open(OptionsFor(settings)).Get().Value();
 
     steps.Next("Sign in without a token: the library says where to get one");
-    const qsn::SignInState nobody = client.SignIn().get().Value();
-    PrintRow({"login page", nobody.loginAddress});
-    Steps::Expect(!nobody.signedIn && nobody.loginAddress == client.SignInUrl().Value(), "the login page's address");
+    const qsn::SignInState nobody = client.AdoptSharedSignIn().Get().Value();
+    PrintRow({"sign-in page", nobody.signInAddress});
+    Steps::Expect(!nobody.signedIn && nobody.signInAddress == client.SignInUrl().Get().Value(),
+                  "the sign-in page's address");
 
-    steps.Next("Sign in with the token that the login page gave, and read it back");
-    Steps::Expect(client.SignIn(token).get()->signedIn, "a sign-in");
-    PrintRow({"access token", client.AccessToken().Value()});
-    Steps::Expect(*client.AccessToken() == token, "the same token");
+    steps.Next("Sign in with the token that the sign-in page gave, and read it back");
+    Steps::Expect(client.SignIn(token).Get()->signedIn, "a sign-in");
+    PrintRow({"access token", client.AccessToken().Get().Value()});
+    Steps::Expect(*client.AccessToken().Get() == token, "the same token");
 
     steps.Next("Fetch the user's profile and menu over TLS, the reply's digest verified");
-    const qsn::UserInfo user = client.GetUserInfo().get().Value();
+    const qsn::UserInfo user = client.GetUserInfo().Get().Value();
     PrintRow({"name", user.name + " <" + user.email + ">"});
     for (const qsn::MenuItem& each : user.menu) PrintRow({"menu", each.item + "  <" + each.url + ">"});
     Steps::Expect(user.menu.size() >= 3, "a menu of three items");
 
     steps.Next("Fetch the user's product list");
-    const auto products = client.GetProductList().get().Value();
+    const auto products = client.GetProductList().Get().Value();
     PrintProducts(products);
     Steps::Expect(!products.empty(), "a product");
 
     steps.Next("Ask for the download quota, log one download, ask again");
     const std::uint32_t before = RemainingDownloads(client);
-    client.LogDownload().get().Value();
+    client.LogDownload().Get().Value();
     Steps::Expect(RemainingDownloads(client) + 1 == before, "one download less");
 
     steps.Next("End the session");
-    client.Close().Value();
+    client.Close();
     std::printf("\nEvery step gave what it should.\n");
 }
 
@@ -144,7 +145,7 @@ void WalkThroughTokenCare(const Settings& settings) {
     TokenChecks checks;
     qsn::Options options = OptionsFor(settings);
     options.notifications.tokenChecked = [&checks](const qsn::Result<void>& check) { checks.Add(!check.Error()); };
-    qsn::Client client = qsn::Client::Open(options).Value();
+    qsn::Client client = qsn::Client::Open(options).Get().Value();
     Renew(steps, client, settings.memberToken);
     NoticeRevocation(steps, settings, client, checks);
     std::printf("\nEvery step gave what it should.\n");

@@ -22,25 +22,25 @@ enum ExitCode { kDone = 0, kFailed = 1, kWrongUsage = 2, kNotSignedIn = 3 };
 constexpr char kUsage[] =
     R"(usage: qsn-host COMMAND [OPTIONS]
 
-  login      sign in on the login page in the browser
+  sign-in    sign in on a page in the browser
   user       show who is signed in, and their menu
   products   list the user's products
   quota      show how many downloads are left
   watch      report what the suite's other applications do, until Enter
-  logout     sign out
+  sign-out   sign out
 
   session    walk through one session, every answer checked
   tokens     walk through token renewal and checks; needs --member-token
 
   --sid SID            the product that makes the requests (QSN-DEMO)
-  --token TOKEN        an access token to use instead of the shared one; with login: to share without a browser
-  --no-browser         login: print the page's address, open nothing
+  --token TOKEN        an access token to use instead of the shared one; with sign-in: to share without a browser
+  --no-browser         sign-in: print the page's address, open nothing
   --packs              products: the second generation's list, content packs
   --log                quota: report a download first
   --member-token TOKEN tokens: a token that expires within a minute
 
-login shares the access token with the suite's other applications through the user's registry, as single sign-on does,
-so later calls of this program are signed in until logout. Treat that Windows account as signed in.
+sign-in shares the access token with the suite's other applications through the user's registry, as single sign-on does,
+so later calls of this program are signed in until sign-out. Treat that Windows account as signed in.
 
 Exit code: 0 done, 1 failed, 2 wrong usage, 3 sign in first.
 )";
@@ -51,12 +51,12 @@ struct Command {
 };
 
 constexpr Command kCommands[] = {
-    {"login", sample::LogIn},
+    {"sign-in", sample::SignIn},
     {"user", sample::ShowUser},
     {"products", sample::ShowProducts},
     {"quota", sample::ShowQuota},
     {"watch", sample::Watch},
-    {"logout", sample::LogOut},
+    {"sign-out", sample::SignOut},
     {"session", sample::WalkThroughSession},
     {"tokens", sample::WalkThroughTokenCare},
 };
@@ -112,15 +112,6 @@ int Complain(const char* sentence, ExitCode code) {
     return code;
 }
 
-// Whether signing in (again) helps.
-bool AsksForSignIn(const std::error_code& error) {
-    for (const int code : {QSN_CALLBACK_SERVER_RESULT_1, QSN_CALLBACK_NOT_SIGNED_IN, QSN_CALLBACK_SERVER_RESULT_101,
-                           QSN_CALLBACK_SERVER_RESULT_107}) {
-        if (error == qsn::ErrorOf(static_cast<QSN_CALLBACK_RESULT>(code))) return true;
-    }
-    return error == qsn::ErrorOf(QSN_RETURN_E_NO_TOKEN);
-}
-
 int Run() {
     try {
         const std::vector<std::string> arguments = Arguments();
@@ -138,7 +129,7 @@ int Run() {
     } catch (const std::system_error& error) {
         const qsn::CodeText* const text = qsn::FindCodeText(error.code());
         const std::string sentence = text ? text->sentence : error.code().message();
-        return Complain(sentence.c_str(), AsksForSignIn(error.code()) ? kNotSignedIn : kFailed);
+        return Complain(sentence.c_str(), error.code() == qsn::Condition::kSignInRequired ? kNotSignedIn : kFailed);
     } catch (const std::exception& error) {
         return Complain(error.what(), kFailed);
     }

@@ -7,6 +7,7 @@
 #define IDD_PANEL 100
 #define IDR_KEYS 101
 
+/* The controls, one after the other. */
 #define IDC_NAME 1001
 #define IDC_DETAIL 1002
 #define IDC_SIGN_IN 1003
@@ -19,6 +20,7 @@
 #define IDC_NEWS_LABEL 1010
 #define IDC_NEWS 1011
 #define IDC_STATUS 1012
+#define IDC_CANCEL 1013
 
 /* The items of the account menu, one after the other. */
 #define IDM_ACCOUNT_FIRST 2000

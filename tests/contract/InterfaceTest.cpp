@@ -1,4 +1,4 @@
-// What hosts were compiled against. A change that makes one of these tables fail breaks every host in the field: it
+// What hosts were compiled against. If a change makes one of these tables fail, it breaks every host in the field: it
 // needs a new interface, not a new table.
 #include <gtest/gtest.h>
 #include <qsn/qsn.h>
@@ -129,7 +129,7 @@ TEST(Interface, IdentifiersKeepTheirBytes) {
     }
 }
 
-// The very signature that hosts were compiled with: nothing of it is deduced.
+// The exact signature that hosts were compiled with. Nothing in it is deduced.
 template <class Interface, class Result, class... Arguments>
 using MethodOf = std::type_identity_t<Result (STDMETHODCALLTYPE Interface::*)(Arguments...)>;
 

@@ -44,7 +44,7 @@ public:
     LRESULT Products() const { return Ask(IDC_PRODUCTS, LVM_GETITEMCOUNT); }
     LRESULT News() const { return Ask(IDC_NEWS, LB_GETCOUNT); }
     bool LatestNewsAre(const std::wstring& text) const {
-        return TextBy(IDC_NEWS, LB_GETTEXT, static_cast<WPARAM>(News() - 1)).find(text) != std::wstring::npos;
+        return TextBy(IDC_NEWS, LB_GETTEXT, 0).find(text) != std::wstring::npos;
     }
     bool IsEnabled(int id) const { return IsWindowEnabled(Control(id)) != FALSE; }
     void Press(int id) const {
@@ -54,6 +54,16 @@ public:
     // To whichever control has the keyboard.
     void Type(WPARAM key) const { PostMessageW(FocusWindow(), WM_KEYDOWN, key, 0); }
     int Focus() const { return GetDlgCtrlID(FocusWindow()); }
+    // As if the window had come to a screen of another resolution, where it is given this size.
+    void MoveToScreenOf(UINT dpi, SIZE size) const {
+        const RECT place = {0, 0, size.cx, size.cy};
+        void* const there = VirtualAllocEx(m_process.hProcess, nullptr, sizeof(place), MEM_COMMIT, PAGE_READWRITE);
+        WriteProcessMemory(m_process.hProcess, there, &place, sizeof(place), nullptr);
+        DWORD_PTR answer = 0;
+        SendMessageTimeoutW(m_window, WM_DPICHANGED, MAKEWPARAM(dpi, dpi), reinterpret_cast<LPARAM>(there), SMTO_NORMAL,
+                            10000, &answer);
+        VirtualFreeEx(m_process.hProcess, there, 0, MEM_RELEASE);
+    }
     // The exit code; STILL_ACTIVE if it has not ended in time.
     DWORD Close(DWORD milliseconds) const {
         PostMessageW(m_window, WM_CLOSE, 0, 0);

@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 #include <wininet.h>
 
+#include <qsn/client/text.hpp>
+
 #include <algorithm>
 #include <array>
 #include <filesystem>
@@ -123,31 +125,48 @@ TEST_F(AccountPanel, IsWalkedByKeysAndLeftAgain) {
     panel.Press(IDC_SIGN_OUT);
     ExpectNobody(panel);
     panel.Press(IDC_SIGN_IN);
-    EXPECT_TRUE(panel.Shows(IDC_STATUS, L"&state=")) << "the login page was not known before";
-    panel.Press(IDC_SIGN_IN);
+    EXPECT_TRUE(panel.Shows(IDC_STATUS, L"&state=")) << "the sign-in page was not known before";
+    panel.Press(IDC_CANCEL);
     EXPECT_TRUE(panel.Shows(IDC_STATUS, L"cancelled"));
 }
 
 TEST_F(AccountPanel, KeepsItsControlsApartAtAnySize) {
     const PanelProcess panel(L"");
-    for (const auto& [width, height] : {std::pair(100, 100), {900, 500}, {1000, 700}, {100, 100}}) {
-        SetWindowPos(panel.Window(), nullptr, 0, 0, width, height, SWP_NOZORDER);
+    const auto heightOf = [&panel](int id) {
+        RECT place;
+        GetWindowRect(panel.Control(id), &place);
+        return place.bottom - place.top;
+    };
+    const auto expectOrder = [&panel](const std::string& when) {
         RECT inside, common;
         GetClientRect(panel.Window(), &inside);
         std::vector<RECT> places;
-        for (int id = IDC_NAME; id <= IDC_STATUS; ++id) {
+        for (int id = IDC_NAME; id <= IDC_CANCEL; ++id) {
             RECT& place = places.emplace_back();
             GetWindowRect(panel.Control(id), &place);
             MapWindowPoints(HWND_DESKTOP, panel.Window(), reinterpret_cast<POINT*>(&place), 2);
             UnionRect(&common, &inside, &place);
-            EXPECT_TRUE(EqualRect(&common, &inside)) << id << " sticks out at " << width << 'x' << height;
+            EXPECT_TRUE(EqualRect(&common, &inside)) << id << " sticks out at " << when;
             for (std::size_t i = 0; i + 1 < places.size(); ++i)
-                EXPECT_FALSE(IntersectRect(&common, &place, &places[i])) << id << " at " << width << 'x' << height;
+                EXPECT_FALSE(IntersectRect(&common, &place, &places[i])) << id << " at " << when;
         }
+    };
+    for (const auto& [width, height] : {std::pair(100, 100), {900, 500}, {1000, 700}, {100, 100}}) {
+        SetWindowPos(panel.Window(), nullptr, 0, 0, width, height, SWP_NOZORDER);
+        expectOrder(std::to_string(width));
+    }
+    RECT window;
+    GetWindowRect(panel.Window(), &window);
+    const LONG before[] = {heightOf(IDC_CANCEL), heightOf(IDC_NEWS)};
+    for (int scale : {2, 1}) {
+        panel.MoveToScreenOf(USER_DEFAULT_SCREEN_DPI * scale, {window.right * scale, window.bottom * scale});
+        expectOrder("scale " + std::to_string(scale));
+        EXPECT_NEAR(heightOf(IDC_CANCEL), before[0] * scale, 1);
+        EXPECT_NEAR(heightOf(IDC_NEWS), before[1] * scale, 1);
     }
 }
 
-TEST_F(AccountPanel, AnswersWhileTheServiceIsSlow) {
+TEST_F(AccountPanel, AnswersAndCancelsWhileTheServiceIsSlow) {
     const PanelProcess panel(L"--token demo-token-ada");
     const auto gate = std::make_shared<const service::ReplyGate>();
     RefreshUnder({.gate = gate}, panel);
@@ -155,8 +174,38 @@ TEST_F(AccountPanel, AnswersWhileTheServiceIsSlow) {
     for (int answers = 0; answers < 20; ++answers, Sleep(20))
         ASSERT_TRUE(SendMessageTimeoutW(panel.Window(), WM_NULL, 0, 0, SMTO_NORMAL, 1000, &answer));
     EXPECT_FALSE(panel.IsEnabled(IDC_REFRESH));
+    panel.Press(IDC_CANCEL);
+    EXPECT_TRUE(panel.Shows(IDC_STATUS, L"It was cancelled."));
+    EXPECT_FALSE(panel.IsEnabled(IDC_CANCEL));
     gate->Open();
+    panel.Press(IDC_REFRESH);
     ExpectAda(panel);
+}
+
+TEST_F(AccountPanel, TellsFailuresApart) {
+    const PanelProcess panel(L"--token demo-token-ada");
+    ExpectAda(panel);
+    const auto expect = [&panel](const char* name, const wchar_t* sentence) {
+        panel.Press(IDC_REFRESH);
+        EXPECT_TRUE(panel.Shows(IDC_STATUS, sentence)) << name << ": " << qsn::ToUtf8(panel.Text(IDC_STATUS));
+    };
+    {
+        const service::UserConfiguration nobodyThere(1, m_server.Authority().Der());
+        m_server.DropConnections();
+        expect("proxy that takes no connections", L"You are offline.");
+    }
+    const std::tuple<const char*, service::ReplyChange, const wchar_t*> cases[] = {
+        {"service fails", {.status = 503}, L"The account service has trouble"},
+        {"service refuses", {.result = 2}, L"The account service refused."},
+        {"other program answers", {.digest = service::PairFault::kOmitted}, L"did not do what it should"},
+        {"token taken", {.result = 1}, L"Sign in again."},
+    };
+    for (const auto& [name, change, sentence] : cases) {
+        m_server.Rules().Clear();
+        m_server.Rules().Always(change);
+        expect(name, sentence);
+    }
+    ExpectNobody(panel);
 }
 
 TEST_F(AccountPanel, FollowsOtherApplications) {
