@@ -57,7 +57,7 @@ HEADER
             -fsyntax-only -Wall -Wextra -Werror -isystem "$stand_in" -I "$QSN_ROOT/include" -x c++ - || result=1
     done
     for standard in c++17 c++20; do
-        echo '#include <qsn/client.hpp>' | clang++-14 --target="$CROSS" -std=$standard -fms-extensions \
+        echo '#include <qsn/client/interactive.hpp>' | clang++-14 --target="$CROSS" -std=$standard -fms-extensions \
             -fdelayed-template-parsing -fsyntax-only -Wall -Wextra -Werror -isystem "$CXX_HEADERS" \
             -isystem "$CXX_HEADERS/$CROSS" -I "$QSN_ROOT/include" -x c++ - || result=1
     done
