@@ -17,7 +17,7 @@
 namespace qsn::bench {
 namespace {
 
-// The platform's calls and nothing else: a provider that is kept, one hash.
+// The platform's calls and nothing else: a provider that is kept, and one hash.
 class BareCrypto {
 public:
     BareCrypto() {

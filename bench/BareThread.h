@@ -6,7 +6,7 @@
 
 namespace qsn::bench {
 
-// What a thread costs that does nothing.
+// What a thread that does nothing costs.
 inline void RunThread() {
     const UniqueHandle thread(CreateThread(
         nullptr, 0, [](void*) -> DWORD { return 0; }, nullptr, 0, nullptr));

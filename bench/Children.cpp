@@ -42,7 +42,7 @@ Child StartChild(const std::string& name) {
     return child;
 }
 
-// Up to the line's end, or to the child's.
+// Up to the end of the line, or to that of the child.
 std::string ReadLine(HANDLE output) {
     std::string line;
     char c = 0;

@@ -10,11 +10,11 @@
 
 namespace qsn::bench {
 
-// Things that only the first call in a process costs, or that must not share a process, are measured in copies of this
-// program, started with "--child NAME".
+// What only the first call in a process costs, or what must not share a process, is measured in copies of this program.
+// They are started with "--child NAME".
 
 void AddChild(const char* name, std::function<Figures()> measure);
-// In the child: writes what the named one measured. False if it has not been added.
+// In the child: writes what the child of that name measured. False if it has not been added.
 bool RunAsChild(const std::string& name);
 
 // In the parent: what a child measured. Throws std::runtime_error if it failed.

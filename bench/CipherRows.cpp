@@ -89,7 +89,7 @@ std::string PemOfNewKey() {
     return {data, length};
 }
 
-// Between the lines that mark begin and end.
+// The text between the marker lines.
 std::string BareKey(const std::string& pem) {
     const std::size_t begin = pem.find('\n') + 1;
     return pem.substr(begin, pem.rfind("\n-----END") - begin);
@@ -142,7 +142,7 @@ Bytes Decode(Codec codec, const std::string& text) {
         EVP_DecodeBlock(bytes.data(), Raw(text), static_cast<int>(text.size()));
         return bytes;
     }
-    // For the length and for the bytes, as its users call it.
+    // Once for the length and once for the bytes, as its users call it.
     DWORD length = 0;
     for (BYTE* output : {static_cast<BYTE*>(nullptr), bytes.data()}) {
         Require(CryptStringToBinaryA(text.data(), static_cast<DWORD>(text.size()), CRYPT_STRING_BASE64, output, &length,

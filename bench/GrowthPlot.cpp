@@ -7,7 +7,7 @@
 namespace qsn::bench {
 namespace {
 
-// Decades of both axes, and their place on the picture.
+// The decades of both axes, and their place on the picture.
 constexpr int kSizeDecades = 5;       // 1 to 100,000
 constexpr int kFirstTimeDecade = -5;  // 10 us
 constexpr int kTimeDecades = 7;       // to 100 s

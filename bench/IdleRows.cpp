@@ -14,7 +14,7 @@
 namespace qsn::bench {
 namespace {
 
-// Wine's threads are Linux threads, and Linux counts what Wine does not.
+// Wine's threads are Linux threads, and Linux counts what Wine does not count.
 constexpr char kProcesses[] = "Z:\\proc";
 
 std::string TextOf(const std::filesystem::path& path) {

@@ -43,7 +43,7 @@ void QueryBare() {
 
 void QueryOurs() { QueryWmiProperty(L"Win32_ComputerSystemProduct"); }
 
-// Two threads started, like the worker and the timer; their ends are not timed.
+// Starts two threads, like the worker and the timer. Their ends are not timed.
 double StartTwoThreads() {
     UniqueHandle threads[2];
     const double seconds = TimeOf([&] {
@@ -62,7 +62,7 @@ struct Objects {
 
     void Create() { all.push_back(test::Create(library)); }
     void Start() { Require(all.back()->Init(L"SID-BENCH", &host) == S_OK, "Init failed"); }
-    // What they do first, such as the WMI query, is behind them then.
+    // By then they have done their first work, such as the WMI query.
     void WaitForWorkers() {
         char url[1024];
         uint32_t length = 0;

@@ -1,4 +1,4 @@
-// What the library costs, beside what the same thing costs without it.
+// What the library costs, beside the cost of the same thing without it.
 //
 //   qsn_bench [--quick] [--folder FOLDER] [FILTER]
 
@@ -16,6 +16,7 @@ using namespace qsn::bench;
 
 void AddAll() {
     AddTaskRows();
+    AddHandleRows();
     AddRequestRows();
     AddReplyRows();
     AddAuthenticationRows();

@@ -1,4 +1,4 @@
-// Holds what the linker is told to pull in, and nothing else.
+// Contains what the linker is told to pull in, and nothing else.
 
 #include <windows.h>
 

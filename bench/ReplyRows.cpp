@@ -10,7 +10,7 @@
 #include "protocol/Reply.h"
 #include "support/PrivateBytes.h"
 
-// The library reads replies with this class, so it is the one to compare with.
+// The library reads replies with this class, so the comparison uses it too.
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
 namespace qsn::bench {
@@ -37,7 +37,7 @@ std::string MakeBody(int products) {
     return body + "]}";
 }
 
-// To the list that the callback gets; what was parsed is freed after that.
+// Up to the list that the callback gets. What was parsed is freed after that.
 double TimeOfReading(const std::string& body) {
     Outcome<ReplyPayload> payload;
     return TimeOf([&] { payload = ReadPayload(RequestType::kGetProductList, ReadEnvelope(body).value.data); });
@@ -69,7 +69,7 @@ double TextBytes(IQSNList& list) {
     return static_cast<double>(bytes);
 }
 
-// In a process in which nothing was freed yet, so that no block of something earlier is used again.
+// In a process that has freed nothing yet, so that no earlier block is used again.
 Figures MemoryOfAProduct() {
     constexpr int kProducts = 50000;
     Outcome<ReplyEnvelope> envelope = ReadEnvelope(MakeBody(kProducts));

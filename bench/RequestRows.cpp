@@ -28,7 +28,7 @@
 namespace qsn::bench {
 namespace {
 
-// A request of the library's, as the service recorded it.
+// A request of the library, as the service recorded it.
 struct Recorded {
     std::string host;
     std::string target;
@@ -82,7 +82,7 @@ std::string PostBare(const Recorded& request) {
     return reply;
 }
 
-// The same with libcurl, set up once, over a connection that is kept.
+// The same with libcurl, which is set up once, over a kept connection.
 class BareCurl {
 public:
     explicit BareCurl(std::shared_ptr<const Recorded> request) : m_request(std::move(request)) {
@@ -100,7 +100,7 @@ public:
         curl_easy_setopt(easy, CURLOPT_PROXY, proxy.c_str());
         curl_easy_setopt(easy, CURLOPT_HTTPHEADER, m_headers.get());
         curl_easy_setopt(easy, CURLOPT_ACCEPT_ENCODING, "gzip, deflate");
-        curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 0L);  // the certificate's check is not part of a warm exchange
+        curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 0L);  // a warm exchange does not check the certificate
         curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE, static_cast<long>(m_request->body.size()));
         curl_easy_setopt(easy, CURLOPT_POSTFIELDS, m_request->body.c_str());
         curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &Take);
@@ -125,7 +125,7 @@ private:
     std::string m_reply;
 };
 
-// What the protocol asks of every sender besides: the request's pair, and the reply's.
+// What the protocol also asks of every sender: the request's pair and the reply's.
 class Authentication {
 public:
     explicit Authentication(const Recorded& request) : m_body(request.body), m_reply(request.reply) {
@@ -143,7 +143,7 @@ public:
         Require(m_authentication.CheckTokenAndDigest(replyKey.Blob(), m_reply, m_token, m_digest) == S_OK,
                 "the reply's pair is not its own");
     }
-    // The next pair acquires a provider of its own.
+    // After this the next pair acquires a provider of its own.
     void Forget() { m_authentication = {}; }
 
 private:

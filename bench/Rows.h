@@ -6,7 +6,7 @@
 
 namespace qsn::bench {
 
-// What a row of the table says besides its figures. The texts are literals, or live as long.
+// What a row of the table says besides its figures. The texts are literals, or live as long as those.
 struct RowText {
     const char* id;
     const char* ours;
@@ -28,7 +28,7 @@ struct Figures {
     double beside = 0;
 };
 
-// A call that is timed as a whole, or one that returns the seconds that count of what it did.
+// A call that is timed as a whole, or one that returns those of its seconds that count.
 using Step = std::function<void()>;
 using TimedStep = std::function<double()>;
 template <class Body>
@@ -37,13 +37,13 @@ struct Pair {
     Body beside;
 };
 
-// `make` is called when the row's turn comes; what the pair holds lives until its end.
+// `make` is called when the row's turn comes. What the pair holds lives until the row's end.
 void AddPair(const RowText& text, const Effort& effort, std::function<Pair<Step>()> make);
 void AddTimedPair(const RowText& text, const Effort& effort, std::function<Pair<TimedStep>()> make);
 // Figures that are not times, or that need processes of their own.
 void AddFigures(const RowText& text, Unit unit, std::function<Figures()> measure);
 
-// The same thing at growing sizes; `seconds` is measured a few times for each.
+// The same thing at growing sizes. `seconds` is measured a few times for each.
 struct Series {
     const char* id;
     const char* what;
@@ -54,11 +54,10 @@ void AddSeries(Series series);
 
 struct Options {
     std::string filter;  // part of an id; empty: all
-    bool quick = false;  // a look whether everything runs; the figures mean little
+    bool quick = false;  // only shows that everything runs; the figures mean little
     std::string folder = ".";
 };
 
-// What is on trial in a run that is there to see everything work.
 const Options& RunOptions();
 
 // Writes the table to the standard output, and bench.json and growth.svg into the folder.

@@ -31,7 +31,7 @@ Registry& TheRegistry() {
     return registry;
 }
 
-// Keeps the seconds of each repetition in place of printing them.
+// Keeps the seconds of each repetition instead of printing them.
 class Collector final : public benchmark::BenchmarkReporter {
 public:
     explicit Collector(RowResult* row) : m_row(row) {}
@@ -111,7 +111,7 @@ void WriteFile(const std::string& name, const std::string& text) {
     std::ofstream(RunOptions().folder + "/" + name, std::ios::binary) << text;
 }
 
-// The library alternates them by chance, so that what else the machine does meets both.
+// The library alternates them at random, so that what else the machine does affects both.
 void InitialiseBenchmark() {
     char program[] = "qsn_bench";
     char interleave[] = "--benchmark_enable_random_interleaving=true";

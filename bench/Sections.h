@@ -4,6 +4,7 @@ namespace qsn::bench {
 
 // Each adds the rows of one subject.
 void AddTaskRows();
+void AddHandleRows();
 void AddRequestRows();
 void AddReplyRows();
 void AddAuthenticationRows();

@@ -26,7 +26,7 @@ void CountingHost::WaitForCalls() {
 HRESULT STDMETHODCALLTYPE CountingHost::Callback(int32_t /*action*/, int32_t result, void* /*data*/) {
     m_lastResult = result;
     if (--m_missing == 0) SetEvent(m_done.Get());
-    // A wait that need not be would be most of what a callback costs.
+    // A needless wait would be most of what a callback costs.
     if (m_held) WaitForSingleObject(m_mayGo.Get(), INFINITE);
     return S_OK;
 }

@@ -16,7 +16,7 @@ public:
     // `WaitForCalls` returns after `count` more calls.
     void Expect(int count);
     void WaitForCalls();
-    // From its next call on the callback does not return before `LetGo`.
+    // From its next call on, the callback does not return before `LetGo`.
     void Hold();
     void LetGo();
     int LastResult() const { return m_lastResult; }
@@ -47,9 +47,9 @@ public:
     void SignIn();
     // Returns when the callback came; throws std::runtime_error if it brought no user.
     void FetchUser();
-    // The worker is in a callback when this returns, and stays there until LetWorkerGo().
+    // When this returns, the worker is in a callback, and it stays there until LetWorkerGo().
     void HoldWorker();
-    // It has left the callback when this returns, and what was queued behind has run.
+    // When this returns, the worker has left the callback, and what was queued behind that has run.
     void LetWorkerGo();
 
 private:

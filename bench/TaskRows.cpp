@@ -13,7 +13,7 @@ namespace {
 
 constexpr int kCalls = 1000;
 
-// A pool whose thread does nothing until it is let go.
+// A pool whose thread does nothing until it is released.
 class HeldPool {
 public:
     void Hold() {
@@ -41,7 +41,7 @@ private:
     std::promise<void> m_mayGo;
 };
 
-// The worker is held meanwhile, so that only the host thread's part is in it.
+// The worker is held meanwhile, so that only the host thread's part is measured.
 double TimeOfCalls(Session& session) {
     session.HoldWorker();
     const double seconds = TimeOf([&] {
@@ -86,7 +86,7 @@ Pair<Step> RoundTrips() {
     return {ours, beside};
 }
 
-// Without a token each request ends in its callback and nothing is sent.
+// Without a token each request ends in its callback, and nothing is sent.
 double TimeOfQueue(int requests) {
     Session session;
     session.HoldWorker();

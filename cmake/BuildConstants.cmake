@@ -1,4 +1,4 @@
-# The constants that a host maker chooses at build time, handed to the code as <qsn/BuildConstants.h>.
+# The constants that a host maker chooses at build time. The code gets them as <qsn/BuildConstants.h>.
 
 set(QSN_SERVICE_HOST "account.quillfern.example" CACHE STRING "Account service and login page")
 set(QSN_STAGING_SERVICE_HOST "account-staging.quillfern.example" CACHE STRING "Their staging host")

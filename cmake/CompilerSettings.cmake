@@ -3,7 +3,7 @@
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
-# Line tables let a backtrace be read; the shipped DLL is stripped of them.
+# Line tables make a backtrace readable. The shipped DLL is stripped of them.
 set(CMAKE_CXX_FLAGS_RELEASE "-O2 -g1 -DNDEBUG")
 set(CMAKE_C_FLAGS_RELEASE "-O2 -g1 -DNDEBUG")
 
@@ -30,9 +30,9 @@ target_compile_options(
     INTERFACE $<$<COMPILE_LANGUAGE:C,CXX>:-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wcast-qual -Wformat=2 -Wundef
               -Wduplicated-cond -Wlogical-op -Wvla -Werror>
               $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast -Woverloaded-virtual -Wextra-semi -Wredundant-tags>)
-# No folder of the building machine in what is shipped.
+# What is shipped must not name folders of the building machine.
 target_compile_options(qsn_options INTERFACE "$<$<COMPILE_LANGUAGE:C,CXX>:-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=>")
-# No DLL of a compiler or a library is to be shipped along, and the same sources are to give the same bytes.
+# No DLL of a compiler or a library has to be shipped along, and the same sources give the same bytes.
 target_link_options(qsn_options INTERFACE -static -Wl,--fatal-warnings,--no-insert-timestamp)
 
 option(QSN_TRAPS "Let undefined behaviour and misuse of the standard library end the program" OFF)
@@ -44,9 +44,9 @@ endif()
 
 option(QSN_COVERAGE "Count the lines of src/ that run, in files beside the objects" OFF)
 if(QSN_COVERAGE)
-    # The unit tests for what they make of the templates.
+    # The unit tests, for the code that they make from the templates.
     set(counted qsn qsn_core qsn_unit_tests)
-    # With the names that files have on this machine, which other settings shorten.
+    # With the full names that files have on this machine. Other settings shorten them.
     set(counters --coverage -fprofile-update=atomic)
     foreach(folder IN ITEMS "${PROJECT_SOURCE_DIR}/" "${QSN_OPENSSL_DIR}" "${QSN_JSONCPP_DIR}"
             "${QSN_CURL_DIR}")

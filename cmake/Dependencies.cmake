@@ -22,14 +22,14 @@ qsn_import(qsn::ssl "${QSN_OPENSSL_DIR}/lib/libssl.a" "${QSN_OPENSSL_DIR}/includ
 target_link_libraries(qsn::ssl INTERFACE qsn::crypto)
 qsn_import(qsn::json "${QSN_JSONCPP_DIR}/lib/libjsoncpp.a" "${QSN_JSONCPP_DIR}/include")
 qsn_import(qsn::zlib /usr/x86_64-w64-mingw32/lib/libz.a /usr/x86_64-w64-mingw32/include)
-# MinGW-w64's own folder: the compiler knows it already, and naming it again would change the search order.
+# The compiler knows MinGW-w64's own folder already. To name it again would change the search order.
 set_property(TARGET qsn::zlib PROPERTY INTERFACE_INCLUDE_DIRECTORIES "")
 
 qsn_import(qsn::curl "${QSN_CURL_DIR}/lib/libcurl.a" "${QSN_CURL_DIR}/include")
 target_link_libraries(qsn::curl INTERFACE qsn::zlib ws2_32 crypt32 bcrypt advapi32 secur32)
 target_compile_definitions(qsn::curl INTERFACE CURL_STATICLIB)
 
-# Boost is headers only here, but they lie among Linux ones, which a Windows program must not see.
+# Only the headers of Boost are used. They lie among those of Linux, which a Windows program must not see.
 file(MAKE_DIRECTORY "${PROJECT_BINARY_DIR}/inc")
 file(CREATE_LINK /usr/include/boost "${PROJECT_BINARY_DIR}/inc/boost" SYMBOLIC)
 add_library(qsn_boost INTERFACE)

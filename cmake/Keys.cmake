@@ -1,7 +1,7 @@
 # The RSA keys of the request and reply authentication, as CryptoAPI key blobs in <qsn/KeyBlobs.h>.
 #
 # QSN_KEY_DIR names a folder with request_public.pem and reply_private.pem. Without it, a development set is made once in
-# the build folder. Where the service's halves (request_private.pem, reply_public.pem) lie in the same folder, the bundled
+# the build folder. If the service's halves (request_private.pem, reply_public.pem) lie in the same folder, the bundled
 # service can answer this build: QSN_SERVICE_KEY_DIR is that folder, otherwise empty.
 
 set(QSN_KEY_DIR "" CACHE PATH "Folder with request_public.pem and reply_private.pem")
@@ -21,7 +21,7 @@ function(qsn_openssl output)
     set(${output} "${text}" PARENT_SCOPE)
 endfunction()
 
-# Made under another name first: an interrupted run must not leave half a set behind.
+# Made under another name first, because an interrupted run must not leave half a set behind.
 function(qsn_make_development_keys folder)
     if(EXISTS "${folder}")
         return()
@@ -39,7 +39,7 @@ function(qsn_make_development_keys folder)
     file(RENAME "${folder}.tmp" "${folder}")
 endfunction()
 
-# "65537 (0x10001)" or lines of "00:c3:..." as plain hexadecimal digits; empty where `text` has no such field.
+# "65537 (0x10001)" or lines of "00:c3:..." as plain hexadecimal digits; empty if `text` has no such field.
 function(qsn_key_field output text field)
     set(hex "")
     if("\n${text}" MATCHES "\n *${field}: *[0-9]+ \\(0x([0-9a-f]+)\\)")
@@ -65,7 +65,7 @@ function(qsn_append_number list hex size)
     set(${list} ${${list}} ${number} PARENT_SCOPE)
 endfunction()
 
-# The limits are the protocol's: a token's hexadecimal text stays below 512 characters, a key blob below 1024 bytes.
+# The limits of the protocol: a token's hexadecimal text is below 512 characters, a key blob below 1024 bytes.
 function(qsn_check_key_size bits blobSize path)
     math(EXPR tokenLength "2 * ${bits} / 8")
     math(EXPR rest "${bits} % 16")

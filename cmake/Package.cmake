@@ -1,4 +1,4 @@
-# The SDK's folders, as `cmake --install ... --component sdk` lays them out. tools/package.sh adds what is made from other
+# The SDK's folders, as `cmake --install ... --component sdk` makes them. tools/package.sh adds what is made from other
 # files (import library for MSVC, licences, list of components) and packs it all.
 
 if(NOT TARGET qsn)
@@ -6,7 +6,7 @@ if(NOT TARGET qsn)
 endif()
 include(CMakePackageConfigHelpers)
 
-# The service's folder knows what its program is called.
+# The service's folder knows the name of its program.
 set(programs "")
 get_property(targets DIRECTORY service PROPERTY BUILDSYSTEM_TARGETS)
 foreach(target IN LISTS targets)
@@ -21,7 +21,7 @@ if(NOT QSN_SERVICE_PROGRAM)
     set(QSN_SERVICE_PROGRAM ${serviceProgram})
 endif()
 
-# Before 1.0 a minor version may break what was.
+# Before 1.0 a minor version may break compatibility.
 if(PROJECT_VERSION_MAJOR EQUAL 0)
     set(compatibility SameMinorVersion)
 else()
@@ -30,7 +30,7 @@ endif()
 set(generated "${PROJECT_BINARY_DIR}/generated/package")
 write_basic_package_version_file("${generated}/QSNConfigVersion.cmake" COMPATIBILITY ${compatibility})
 
-# Private keys leave this machine only where they were made for trying things out, together with the library's halves.
+# Private keys leave this machine only if they were made for trial, together with the library's halves.
 if(QSN_KEY_DIR)
     set(developmentKeys "")
     set(QSN_KEYS_NOTE "keys-own.md")
@@ -61,7 +61,7 @@ endif()
 
 add_custom_target(sdk_parts DEPENDS qsn ${programs})
 
-# For the script
+# For tools/package.sh
 file(GENERATE OUTPUT "${PROJECT_BINARY_DIR}/package-settings" CONTENT "version=${PROJECT_VERSION}
 dll=$<TARGET_FILE:qsn>
 service=$<TARGET_FILE:${serviceProgram}>

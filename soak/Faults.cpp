@@ -71,7 +71,7 @@ struct WayFault {
     const char* name;
     TlsFault tls = TlsFault::kNone;
     int refusedTunnels = 0;
-    const wchar_t* proxy = nullptr;  // in place of the service; "" for none at all
+    const wchar_t* proxy = nullptr;  // in place of the service; "": no proxy at all
 };
 
 constexpr std::array kWayFaults{
@@ -90,7 +90,7 @@ constexpr std::array kWayFaults{
     WayFault{"proxy gone", TlsFault::kNone, 0, L"127.0.0.1:1"},
     WayFault{"name not found", TlsFault::kNone, 0, L""},
 };
-// Seconds: how often the way is spoilt, and for how long.
+// In seconds: how often the way is spoilt, and for how long.
 constexpr unsigned kBetweenWayFaults = 10;
 constexpr unsigned kWayFaultLasts = 2;
 

@@ -12,8 +12,8 @@
 
 namespace qsn::soak {
 
-// Has the service and the way to it fail at random, and counts how often each fault was met. Those that keep a client
-// waiting are rare.
+// Makes the service and the way to it fail at random, and counts how often a client met each fault. Faults that keep a
+// client waiting are rare.
 class Faults {
 public:
     // The order depends on `seed` and the requests that come.
@@ -21,9 +21,9 @@ public:
     Faults(const Faults&) = delete;
     Faults& operator=(const Faults&) = delete;
 
-    // Once a second: the way is good most of the time.
+    // Call it once a second. The way is good most of the time.
     void Tick(unsigned second);
-    // Everything is good from now on.
+    // From now on nothing fails.
     void End();
     std::uint64_t Total() const;
     std::string Text() const;

@@ -5,7 +5,7 @@
 
 namespace qsn::soak {
 
-// What a process takes of the machine.
+// What a process uses of the machine.
 struct Footprint {
     std::size_t privateBytes = 0;
     std::size_t heapBytes = 0;
@@ -16,10 +16,10 @@ struct Footprint {
     std::string Text() const;
 };
 
-// How much more than after the settling time a process may take at the end. Private bytes come in large steps.
+// How much more a process may use at the end than after the settling time. Private bytes grow in large steps.
 inline constexpr Footprint kMostGrowth{std::size_t{16} << 20, std::size_t{1} << 20, 8, 2};
 
-// The growth in words; sets *tooMuch if it is beyond the bound.
+// The growth in words. Sets *tooMuch if it is beyond the bound.
 std::string GrowthText(const Footprint& before, const Footprint& now, bool* tooMuch);
 
 }  // namespace qsn::soak

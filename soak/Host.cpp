@@ -25,12 +25,12 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-// A request that is not replied to ends after a minute; a product list with a renewal makes six in a row.
+// A request without a reply ends after a minute, and a product list with a renewal makes six in a row.
 constexpr auto kCallbackBound = 150s;
-constexpr auto kPatience = 2s;  // of a host that then gives up, and ends the session
+constexpr auto kPatience = 2s;  // of a host that then gives up and ends the session
 constexpr auto kMethodBound = 200s;
 constexpr auto kBetweenMeasurements = 30s;
-constexpr long long kLongestEnd = 2000;  // ms; a second is the service's, the rest is for the machine
+constexpr long long kLongestEnd = 2000;  // ms; a second for the service, the rest for the machine
 
 void Print(const HostOptions& options, const std::string& text) {
     std::printf("%s\n", ("host " + std::to_string(options.index) + ": " + text).c_str());
@@ -73,7 +73,7 @@ public:
 
     int Run() {
         const auto end = Clock::now() + std::chrono::seconds(m_options.seconds);
-        // What the first sessions set up is not growth.
+        // What the first sessions set up does not count as growth.
         Live(std::min(Clock::now() + kBetweenMeasurements, end));
         const Footprint settled = Quiet();
         Print(m_options, "settled at " + settled.Text());
@@ -161,7 +161,7 @@ private:
         return Footprint::Now();
     }
 
-    // Only looks: what the neighbour leaves behind must become this session's state.
+    // Only looks. What the neighbour leaves behind must become this session's state.
     void Listen() {
         Begin();
         uint32_t on = 1;
@@ -185,13 +185,13 @@ private:
         return token;
     }
 
-    // The registry keeps the shared tokens from everybody at times.
+    // At times nobody may read the shared tokens in the registry.
     bool IsOutOfReach(HRESULT hr) {
         const bool isOutOfReach = FAILED(hr) && HRESULT_FACILITY(static_cast<unsigned>(hr)) == FACILITY_WIN32;
         if (isOutOfReach) ++m_outOfReach;
         return isOutOfReach;
     }
-    // Waits for the callback of an accepted request. Most hosts give up at some time, and end the session.
+    // Waits for the callback of an accepted request. Most hosts give up after a while and end the session.
     void Await(HRESULT posted, int action, std::uint64_t before) {
         if (posted != S_OK) return Fail("a request was not accepted");
         ++m_requests;

@@ -8,9 +8,9 @@ struct HostOptions {
     unsigned seconds = 600;
 };
 
-// One application of the suite: everything that a host may do, at random, for as long as the options say. Prints what
-// it has seen. The program's exit code: 0, or 1 after growth or a broken promise; it ends the process at once if
-// something hangs.
+// One application of the suite. It does everything that a host may do, at random, for as long as the options say, and
+// prints what it has seen. Returns the program's exit code: 0, or 1 after growth or a broken promise. If something
+// hangs, it ends the process at once.
 int RunHost(const HostOptions& options);
 
 }  // namespace qsn::soak

@@ -1,6 +1,6 @@
 // qsn-soak [MINUTES [SEED]]: the bundled service, which fails at random, and three hosts, which are this program again,
 // each in a process of its own. They share the user's tokens with a neighbour that does its worst. Exit code 0: nothing
-// hung, crashed, grew or broke a promise, and in the end each host was signed in or out as the neighbour had left it.
+// hung, crashed, grew or broke a promise, and at the end each host was signed in or out as the neighbour had left it.
 #include <winsock2.h>
 #include <windows.h>
 
@@ -32,7 +32,7 @@ using Clock = std::chrono::steady_clock;
 constexpr int kHosts = 3;
 constexpr std::size_t kTokensKept = 100;
 constexpr char kRefreshToken[] = "refresh-soak";
-// A host may take this much longer than it was asked to, for its last request.
+// A host may run this much longer than it was asked to, for its last request.
 constexpr DWORD kLastWork = 210000;  // ms
 
 void Print(const std::string& text) {
@@ -52,13 +52,12 @@ service::ServerOptions Options() {
         "userMenu": [{"item": "Account", "url": "https://account.quillfern.example/my/profile"}]
     }]})");
     service::User& user = options.accounts.users[0];
-    user.memberTokenLifetime = 65;  // to be renewed seconds later
+    user.memberTokenLifetime = 65;  // so that it is renewed seconds later
     user.nextVerifyTime = 1;
     return options;
 }
 
-// The service, and what else goes on beside the hosts: other programs that work on the shared tokens, and keys that
-// change.
+// The service, and what goes on beside the hosts: other programs change the shared tokens, and keys change.
 class World {
 public:
     explicit World(unsigned seed)
@@ -181,7 +180,7 @@ unsigned Number(int count, char** arguments, int index, unsigned otherwise) {
 
 int main(int count, char** arguments) {
     using namespace qsn::soak;
-    // A crash is an exit code, not a box that nobody sees.
+    // A crash gives an exit code, not a box that nobody sees.
     SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
     try {
         if (count > 1 && std::strcmp(arguments[1], "host") == 0) {

@@ -81,7 +81,7 @@ void Neighbour::DeleteKey() { RegDeleteKeyA(HKEY_CURRENT_USER, kKey); }
 void Neighbour::WriteRubbish() {
     std::string rubbish(m_random() % 3000, '\0');
     for (char& c : rubbish) c = static_cast<char>(m_random());
-    // Half of it is Base64, so that something comes out.
+    // Half of it is Base64, so that something can be decoded.
     if (m_random() % 2 == 0) rubbish = SharedValues::Base64Lines(rubbish);
     SharedValues::Write(kNames[m_random() % std::size(kNames)], rubbish, kTypes[m_random() % std::size(kTypes)]);
 }

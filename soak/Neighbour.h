@@ -11,8 +11,8 @@
 
 namespace qsn::soak {
 
-// Another program of the user that does what it likes with the shared tokens: it signs in and out, deletes the key,
-// writes rubbish and takes the rights away, all without the library.
+// Another program of the user that does what it likes with the shared tokens. It signs in and out, deletes the key,
+// writes rubbish and removes access rights, all without the library.
 class Neighbour {
 public:
     explicit Neighbour(unsigned seed) : m_random(seed), m_counts() {}
@@ -20,10 +20,10 @@ public:
     Neighbour& operator=(const Neighbour&) = delete;
     ~Neighbour() { AllowAccess(); }
 
-    // One of these, at random; ends what the one before keeps from others.
+    // One of these, at random. Gives back what the last one kept from others.
     void Act();
-    // Does its worst once more, and then leaves the user signed in, or out, for good. Takes seconds, because
-    // applications need not notice what lasts for less than one.
+    // Does its worst once more, and then leaves the user signed in or out for good. It takes seconds, because
+    // applications need not notice what lasts less than one.
     void LeaveSignedIn(bool signedIn);
     // How often it has done what.
     std::string Text() const;
@@ -45,21 +45,21 @@ private:
     bool m_denied = false;
 };
 
-// What the driver and its hosts say to each other at the end: "I only look from now on", and "this is what I have left
-// behind". In this many rounds.
+// What the driver and its hosts tell each other at the end, in this many rounds: "I only look from now on", and "this
+// is what I have left behind".
 class LastWords {
 public:
     static constexpr int kRounds = 2;
 
     LastWords();
 
-    // A host's side. False when the word does not come within `milliseconds`.
+    // A host's side. False if the word does not come within `milliseconds`.
     void Announce();
     bool WaitFor(int round, DWORD milliseconds);
-    // Whether a session that holds `accessToken` is what the store says.
+    // Whether a session that holds `accessToken` agrees with the store.
     static bool IsShared(const std::string& accessToken);
 
-    // The driver's side: how many hosts have come to wait since the last call.
+    // The driver's side: how many hosts have begun to wait since the last call.
     int NewListeners();
     void Speak(int round);
 

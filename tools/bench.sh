@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# What the library costs, beside what the same thing costs without it. See docs/performance.md.
+# What the library costs, beside the cost of the same thing without it. See docs/performance.md.
 
 end_bench() { stop_prefix "$BUILD_DIR/wineprefix-bench"; }
 

@@ -49,7 +49,7 @@ stop_test_prefixes() {
     for lane in unit contract waiting ending panel browser; do stop_prefix "$BUILD_DIR/wineprefix-$lane"; done
 }
 
-# run_suites CTEST-ARGS...: of what has been compiled
+# run_suites CTEST-ARGS...: runs suites that have been compiled
 run_suites() {
     trap stop_test_prefixes EXIT
     say "testing"

@@ -10,7 +10,7 @@ die() {
     exit 1
 }
 
-# run_logged LOG COMMAND...: keeps the output in LOG and shows its end only when the command fails.
+# run_logged LOG COMMAND...: keeps the output in LOG and shows its end only if the command fails.
 run_logged() {
     local log=$1
     shift
@@ -23,8 +23,8 @@ run_logged() {
 
 # build_once NAME FUNCTION: makes the folder NAME in the cache by calling FUNCTION with an empty folder to fill and a
 # scratch folder. The folder appears whole or not at all: an interrupted run leaves only scratch behind, which the next
-# one clears, and a concurrent run waits here for the first one's result. Not to be called in a condition, which would
-# switch off the end at the first error.
+# one clears, and a concurrent run waits here for the first one's result. Do not call it in a condition: the shell would
+# then go on after an error.
 build_once() {
     local name=$1 function=$2
     [ -d "$QSN_CACHE/$name" ] && return

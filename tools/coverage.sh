@@ -1,7 +1,7 @@
 # shellcheck shell=bash
 # Which lines of src/ the unit and contract tests run.
 
-# Less of a file than this many percent is a failure.
+# If less than this percentage of a file is run, that is a failure.
 readonly COVERAGE_LEAST=85
 
 # below_least REPORT: the names of such files
@@ -15,7 +15,7 @@ run_coverage() {
     use_variant coverage
     compile_test_programs
     report=$BUILD_DIR/lines.csv
-    # Beside the objects; elsewhere in the build folder, Wine's links lead anywhere.
+    # Beside the objects. Elsewhere in the build folder Wine's links may lead anywhere.
     counters=("$BUILD_DIR/src" "$BUILD_DIR/tests/CMakeFiles")
     find "${counters[@]}" -name '*.gcda' -delete
     run_suites -L '^(unit|contract)$' || result=1

@@ -1,4 +1,4 @@
-# Turns apt entries for Debian's own archive into deb-src entries; format is "line" or "deb822".
+# Turns apt entries for Debian's own archive into deb-src entries. format is "line" or "deb822".
 
 function is_debian_suite(suite) {
     return suite ~ /^(bookworm|stable|oldstable|oldoldstable)(-updates|-security|-proposed-updates)?$/ ||

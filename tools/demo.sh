@@ -21,7 +21,7 @@ start_service() {
     say "account service: $(grep -m 1 '^listening on ' "$log" | tr -d '\r')"
 }
 
-# wait_for_line PATTERN FILE PID: fails when the process ends without writing such a line, or after 30 seconds.
+# wait_for_line PATTERN FILE PID: fails if the process ends without writing such a line, or after 30 seconds.
 wait_for_line() {
     local i
     for ((i = 0; i < 300; i++)); do
@@ -34,10 +34,10 @@ wait_for_line() {
 
 run_host() { in_prefix "$DEMO_DIR/wineprefix" wine "$BUILD_DIR/bin/qsn-host.exe" "$@" 8>&-; }
 
-# What a host says, under its name.
+# What a host prints, under its name.
 show_as() { sed -u "s/\r$//; s/^/   $1  /"; }
 
-# start_watching: a host in the background, with its input from a pipe; what it says is kept in A.log, too.
+# start_watching: a host in the background, with its input from a pipe. Its output also goes to A.log.
 start_watching() {
     rm -f "$DEMO_DIR/A.in"
     mkfifo "$DEMO_DIR/A.in"
@@ -48,7 +48,7 @@ start_watching() {
     WATCHER_PID=$!
 }
 
-# One host watches while another signs in, asks for what there is and signs out, a command at a time.
+# One host watches while another signs in, asks for everything and signs out, one command at a time.
 run_two_hosts() {
     local command result=0
     start_watching
@@ -69,7 +69,7 @@ run_two_hosts() {
     return "$result"
 }
 
-# A member token that ends soon is given to a host, which has to get it renewed; then a token is taken from it.
+# A host gets a member token that ends soon, and has to have it renewed. Then a token is taken away from it.
 run_token_care() {
     local token
     token=$(in_prefix "$DEMO_DIR/wineprefix" wine "$BUILD_DIR/bin/qsn-account-service.exe" \

@@ -6,7 +6,7 @@ readonly CROSS=x86_64-w64-mingw32
 JOBS=$(nproc)
 readonly JOBS
 
-# libcrypto goes into the DLL, libssl into the account service only. The options leave out what neither uses.
+# libcrypto goes into the DLL, and libssl only into the account service. The options leave out what neither uses.
 readonly OPENSSL_OPTIONS=(
     no-shared no-tests no-dso no-engine no-legacy no-async no-cms no-ct no-ocsp no-ts no-srp no-cmp
     no-autoload-config no-ui-console no-psk no-srtp no-dtls no-nextprotoneg no-comp
@@ -14,8 +14,8 @@ readonly OPENSSL_OPTIONS=(
     no-sm2 no-sm3 no-sm4 no-dh no-dsa no-ec
 )
 
-# HTTPS through Windows' own TLS and nothing else; the names are resolved by the caller, so that no thread of libcurl's stays
-# behind. tests/dll-surface looks whether the rest is really out.
+# HTTPS through Windows' own TLS and nothing else. The caller resolves the names, so that no thread of libcurl stays behind.
+# tests/dll-surface checks that the rest is really left out.
 readonly CURL_OPTIONS=(
     --with-schannel --with-zlib --disable-shared --enable-static --disable-threaded-resolver --disable-pthreads
     --disable-ldap --disable-ldaps --disable-rtsp --disable-dict --disable-telnet --disable-tftp --disable-pop3 --disable-imap
@@ -58,7 +58,7 @@ build_library() {
     read -r source version <<<"$found"
     say "$name $version: compiling"
     mkdir "$result/lib" "$work/objects"
-    # NDEBUG, because an assertion would end the host's process where an exception can be caught.
+    # NDEBUG, because an assertion would end the host's process. An exception can be caught.
     # shellcheck disable=SC2016 # the inner shell expands these
     find "$source/src" -name "$6" -print0 | run_logged "$work/build.log" xargs -0 -P "$JOBS" -I UNIT \
         sh -c '"$@" -o "$0/$(basename UNIT).o"' "$work/objects" "$CROSS-g++-posix" -O2 -DNDEBUG -D_WIN32_WINNT=0x0601 \
@@ -78,7 +78,7 @@ build_curl() {
     read -r source version <<<"$found"
     cd "$source" || return
     say "libcurl $version: configuring and compiling (1 to 3 minutes)"
-    # With msvcrt's sscanf: MinGW's own crashes without memory.
+    # With msvcrt's sscanf, because MinGW's own crashes without memory.
     run_logged "$work/configure.log" ./configure "--host=$CROSS" "CC=$CROSS-gcc-posix" \
         "CFLAGS=-O2 -D_WIN32_WINNT=0x0A00 -D__USE_MINGW_ANSI_STDIO=0 -ffile-prefix-map=$source/=" "${CURL_OPTIONS[@]}"
     run_logged "$work/build.log" make -C lib -j"$JOBS"
@@ -86,7 +86,7 @@ build_curl() {
     cp -r include/curl "$result/include/curl"
     find "$result/include" ! -type d ! -name '*.h' -delete
     cp lib/.libs/libcurl.a "$result/lib/"
-    # The package's own text, which the binary packages of this series carry too.
+    # The package's own text, as in the binary packages of this series.
     cp debian/copyright "$result/copyright"
     "$CROSS-strip" --strip-debug "$result"/lib/*.a
     echo "$version" >"$result/VERSION"

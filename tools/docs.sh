@@ -5,7 +5,7 @@ version_of_header() {
     sed -n 's/^#define QSN_VERSION_\(MAJOR\|MINOR\|PATCH\)[ \t]*\([0-9]*\).*/\2/p' "$QSN_ROOT/include/qsn/qsn.h" | paste -sd .
 }
 
-# dead_links FOLDER: a line for each link between the pages of FOLDER that leads nowhere.
+# dead_links FOLDER: prints a line for each link between the pages of FOLDER that leads nowhere.
 dead_links() {
     perl -e '
         use strict;
@@ -56,7 +56,7 @@ run_docs() {
         cat "$log" >&2
         die "Doxygen failed"
     }
-    # Everything it reads is ours, so every warning is, too.
+    # Everything it reads is ours, and so is every warning.
     if [ -s "$log" ]; then
         sed "s,$QSN_ROOT/,," "$log" >&2
         die "the documentation has the faults above"

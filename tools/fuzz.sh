@@ -1,7 +1,7 @@
 # shellcheck shell=bash
 # The units that read what comes from outside, under libFuzzer.
 
-# Compiled here with the checks, so that the fuzzer sees its ways through a JSON text, too.
+# Compiled here with the checks, so that the fuzzer also sees its paths through a JSON text.
 fetch_jsoncpp() {
     local source version found
     say "jsoncpp: fetching the source"
@@ -22,7 +22,7 @@ compile_targets() {
     run_logged "$FUZZ_DIR/build.log" cmake --build "$FUZZ_DIR" -j "$JOBS" 8>&-
 }
 
-# What a run found lies in its findings folder; what it learned about reaching code stays in its corpus for the next one.
+# What a run found lies in its findings folder. The inputs that reach new code stay in the corpus for the next run.
 fuzz_one() {
     local target=$1 seconds=$2 work=$FUZZ_DIR/runs/$1 folder inputs=() result=0
     rm -rf "$work/findings"

@@ -17,7 +17,7 @@ code_files() {
     find "${folders[@]}" -type f \( -name '*.h' -o -name '*.hpp' -o -name '*.c' -o -name '*.cpp' \) | sort
 }
 
-# The parts that `dev` reads are checked along with it.
+# The parts that `dev` sources are checked along with it.
 scripts() {
     (cd "$QSN_ROOT" && grep -rl '^#!/usr/bin/env bash' dev .ci tools tests | sort)
 }
@@ -32,42 +32,66 @@ lint_scripts() {
     (cd "$QSN_ROOT" && scripts | xargs shellcheck --external-sources --check-sourced)
 }
 
-# The public headers in the other compiler's dialect. Its system headers are not free; the few names that qsn.h takes from
-# them stand in. The C++ client needs more than that: it is compiled with the extensions, but with our own headers.
+# The public headers in the other compiler's dialect. Its system headers are not free, so stand-ins declare the few names
+# that qsn.h takes from them. The C++ client needs more: it is compiled with the extensions, but with MinGW's headers.
 lint_public_header() {
     local stand_in standard
     stand_in=$(mktemp -d)
-    cat >"$stand_in/unknwn.h" <<'HEADER'
+    cat >"$stand_in/objbase.h" <<'HEADER'
 typedef long HRESULT;
 typedef unsigned long ULONG;
 typedef struct _GUID { unsigned long Data1; unsigned short Data2; unsigned short Data3; unsigned char Data4[8]; } GUID;
 typedef GUID IID;
-#define REFIID const IID&
 #define STDMETHODCALLTYPE __stdcall
 #define STDAPICALLTYPE __stdcall
+#define _HRESULT_TYPEDEF_(code) ((HRESULT)code)
+#ifdef __cplusplus
+#define EXTERN_C extern "C"
+#define REFIID const IID&
+#define PURE = 0
+#define THIS void
+#define THIS_
+#define DECLARE_INTERFACE_(name, base) struct __declspec(novtable) name : public base
 struct __declspec(uuid("00000000-0000-0000-C000-000000000046")) __declspec(novtable) IUnknown {
     virtual HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** object) = 0;
     virtual ULONG STDMETHODCALLTYPE AddRef() = 0;
     virtual ULONG STDMETHODCALLTYPE Release() = 0;
 };
+#else
+#define EXTERN_C extern
+#define REFIID const IID*
+#define PURE
+#define THIS INTERFACE* This
+#define THIS_ INTERFACE *This,
+#define DECLARE_INTERFACE_(name, base)                   \
+    typedef struct name { struct name##Vtbl* lpVtbl; } name; \
+    typedef struct name##Vtbl name##Vtbl;                \
+    struct name##Vtbl
+typedef struct IUnknown IUnknown;
+typedef unsigned short wchar_t;
+#endif
 HEADER
     local result=0
-    for standard in c++14 c++20; do
-        echo '#include <qsn/qsn.h>' | clang++-14 --target=x86_64-pc-windows-msvc -std=$standard -ffreestanding \
-            -fsyntax-only -Wall -Wextra -Werror -isystem "$stand_in" -I "$QSN_ROOT/include" -x c++ - || result=1
+    for standard in c11 c++14 c++20; do
+        echo '#include <qsn/qsn.h>' | clang-14 --target=x86_64-pc-windows-msvc -std=$standard -ffreestanding \
+            -fsyntax-only -Wall -Wextra -Werror -isystem "$stand_in" -I "$QSN_ROOT/include" \
+            -x "$([[ $standard == c++* ]] && echo c++ || echo c)" - || result=1
     done
-    for standard in c++17 c++20; do
-        echo '#include <qsn/client/interactive.hpp>' | clang++-14 --target="$CROSS" -std=$standard -fms-extensions \
-            -fdelayed-template-parsing -fsyntax-only -Wall -Wextra -Werror -isystem "$CXX_HEADERS" \
-            -isystem "$CXX_HEADERS/$CROSS" -I "$QSN_ROOT/include" -x c++ - || result=1
+    # This version of the compiler has coroutines in C++20 but does not announce them.
+    for standard in c++17 "c++20 -D__cpp_impl_coroutine=201902L"; do
+        # shellcheck disable=SC2086
+        (cd "$QSN_ROOT/include" && printf '#include <%s>\n' qsn/client.hpp qsn/client/*.hpp) |
+            clang++-14 --target="$CROSS" -std=$standard -fms-extensions -fdelayed-template-parsing -fsyntax-only -Wall \
+                -Wextra -Werror -isystem "$CXX_HEADERS" -isystem "$CXX_HEADERS/$CROSS" -I "$QSN_ROOT/include" \
+                -x c++ - || result=1
     done
     rm -rf "$stand_in"
     return "$result"
 }
 
 # A line "SOURCE HASH" for each of our translation units. The hash covers the unit, every header of ours that it
-# includes as the last build saw it, the checks and the compiler settings, so an unchanged unit is not looked at again,
-# in whichever checkout it lies.
+# included in the last build, the checks and the compiler settings. So an unchanged unit is not looked at again, in any
+# checkout.
 tidy_units() {
     local environment
     environment=$({
@@ -84,7 +108,7 @@ tidy_units() {
             if (source ~ /\.cpp$/ && index(source, root) == 1 && index(file, root) == 1 && index(file, build) != 1)
                 print source "\t" file
         }' | sort -u >"$BUILD_DIR/lint-deps"
-    # A source that is gone since the build is in the list but not in the sums.
+    # A source that was deleted after the build is in the list but not in the sums.
     cut -f 2 "$BUILD_DIR/lint-deps" | sort -u | xargs -r -d '\n' sha256sum >"$BUILD_DIR/lint-sums" 2>/dev/null || true
     awk -F '\t' -v environment="$environment" '
         NR == FNR { sum[substr($0, 67)] = substr($0, 1, 64); next }
@@ -141,7 +165,7 @@ lint_cppcheck() {
 run_lint() {
     local step failed=()
     require_packages "${LINT_PACKAGES[@]}"
-    # With the benchmarks, which nothing else compiles on the way to a landing.
+    # With the benchmarks, which nothing else compiles before a change is merged.
     require_benchmark
     configure -DQSN_BENCHMARK_DIR="$BENCHMARK_DIR"
     compile --target all qsn_bench

@@ -1,12 +1,12 @@
 # shellcheck shell=bash
 # The SDK package: qsn-sdk-VERSION-win64.zip.
 
-# setting NAME: what the build said about itself, see cmake/Package.cmake
+# setting NAME: a value that cmake/Package.cmake has written down
 setting() { sed -n "s/^$1=//p" "$BUILD_DIR/package-settings"; }
 
 package_version() { dpkg-query -W -f '${Version}' "$1"; }
 
-# What is linked into the programs: name in file names, SPDX licence, Debian source package, version, and the programs.
+# What is linked into the programs: its name in file names, SPDX licence, Debian source package, version, and the programs.
 sdk_components() {
     local boost both="dll service" gcc=gcc-mingw-w64-x86-64-posix-runtime mingw
     mingw=$(package_version mingw-w64-x86-64-dev)
@@ -25,7 +25,7 @@ sdk_components() {
 # The package of the Boost headers has a version in its name.
 boost_package() { dpkg-query -S /usr/include/boost/version.hpp | cut -d : -f 1; }
 
-# programs_with SYMBOL: which of the programs have it, as in the list of components. The DLL's own symbols lie beside it.
+# programs_with SYMBOL: the programs that have it, as in the list of components. The DLL's own symbols lie beside it.
 programs_with() {
     local found=()
     "$(setting nm)" "$BUILD_DIR/symbols/qsn.dll.debug" | grep -w "$1" >/dev/null && found+=(dll)
@@ -33,7 +33,7 @@ programs_with() {
     echo "${found[*]}"
 }
 
-# The texts that the components' own Debian packages carry, with the licences that these only refer to.
+# The texts from the components' own Debian packages, with the licences that those only refer to.
 add_licenses() {
     local folder=$1 doc=/usr/share/doc common=/usr/share/common-licenses
     mkdir "$folder"
@@ -44,7 +44,7 @@ add_licenses() {
     cat $doc/gcc-mingw-w64-x86-64-posix-runtime/copyright $common/GPL-3 >"$folder/gcc-runtime.txt"
     cat $doc/mingw-w64-x86-64-dev/copyright >"$folder/winpthreads.txt"
     cat $doc/libz-mingw-w64-dev/copyright >"$folder/zlib.txt"
-    # Two megabytes of authors of every part; their common licence asks for no more in a compiled program.
+    # The text lists the authors of every part on two megabytes. For a compiled program the common licence is enough.
     awk -v RS= '/^License: BSL-1.0\n *Boost Software License/' "$doc/$(boost_package)/copyright" >"$folder/boost.txt"
     [ -s "$folder/boost.txt" ] || die "the licence of Boost was not found"
 }
@@ -62,7 +62,7 @@ add_component_list() {
 
 file_sums() { sha1sum "$1" | cut -c 1-40 && sha256sum "$1" | cut -c 1-64; }
 
-# Of the last change, so that the same change gives the same package.
+# The time of the last change, so that the same change gives the same package.
 package_time() {
     local first_of_zip=315532800
     echo "${SOURCE_DATE_EPOCH:-$(git -C "$QSN_ROOT" log -1 --format=%ct 2>/dev/null || echo $first_of_zip)}"
@@ -80,7 +80,7 @@ make_package() {
     mkdir -p "$stage"
     run_logged "$folder/install.log" cmake --install "$BUILD_DIR" --prefix "$stage" --component sdk
     "$(setting strip)" --preserve-dates --strip-all "$stage/bin/$(basename "$(setting service)")"
-    # The linker writes where each object file lay.
+    # The linker writes down where each object file lay.
     "$QSN_ROOT/tools/hide-folders" "$stage/symbols/qsn.pdb" "$BUILD_DIR" "$QSN_ROOT" "$(setting openssl)" "$(setting jsoncpp)" \
         "$(setting curl)"
     llvm-dlltool-14 -m i386:x86-64 -d "$QSN_ROOT/src/qsn.def" -D qsn.dll -l "$stage/lib/qsn.lib"
@@ -88,7 +88,7 @@ make_package() {
     add_licenses "$stage/licenses"
     add_component_list "$stage" "$time"
     find "$stage" -type f -exec chmod 644 {} + -exec touch -d "@$time" {} +
-    # Sorted and in one time zone, which the format does not tell.
+    # Sorted, and in one time zone, because the format does not record it.
     (cd "$folder/stage" && find "$name" -type f | LC_ALL=C sort | TZ=UTC zip -q -X -@ "$folder/$name.zip")
     rm -rf "$folder/stage"
     echo "$folder/$name.zip"

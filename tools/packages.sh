@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# Debian packages by name, installed only where they are missing.
+# Debian packages by name, installed only if they are missing.
 
 readonly BUILD_PACKAGES=(
     ca-certificates cmake dpkg-dev g++-mingw-w64-x86-64-posix googletest libboost-dev libz-mingw-w64-dev make
@@ -9,7 +9,7 @@ readonly DOCS_PACKAGES=(doxygen graphviz perl)
 readonly RUN_PACKAGES=(wine wine64)
 # libjsoncpp25 for its licence
 readonly PACKAGE_PACKAGES=(jq libjsoncpp25 llvm-14 zip)
-# To try the package, a program with a window, and pages in a browser; the demo does without.
+# For the tests of the package, of a program with a window, and of pages in a browser. The demo does not need them.
 readonly TEST_PACKAGES=(
     chromium chromium-driver clang-14 fonts-liberation fonts-wine imagemagick lld-14 python3 python3-selenium unzip xvfb
 )

@@ -1,7 +1,7 @@
 # shellcheck shell=bash
-# The bundled account service beside a host of one's own, under Wine in a prefix of its own, until Ctrl+C.
+# The bundled account service for a host of the developer's, under Wine in a prefix of its own, until Ctrl+C.
 
-# It puts its user's settings back when its input closes; a signal would reach Wine's loader, not the program.
+# The service restores its user's settings when its input closes. A signal would reach Wine's loader, not the program.
 end_service() {
     exec 7>&-
     local i
@@ -30,9 +30,9 @@ run_service() {
     fresh_prefix "$SERVICE_DIR/wineprefix" 4>&-
     rm -f "$SERVICE_DIR/input"
     mkfifo "$SERVICE_DIR/input"
-    # Read and write, so that opening it waits for nobody.
+    # Read and write, so that opening it does not wait.
     exec 7<>"$SERVICE_DIR/input"
-    # The terminal's Ctrl+C is for this shell alone; and Wine must not see a terminal, which it would draw on.
+    # The terminal's Ctrl+C is for this shell alone. Wine must not see a terminal, because it would draw on it.
     (
         trap '' INT
         exec setsid "${WINE_ENV[@]}" WINEPREFIX="$SERVICE_DIR/wineprefix" wine "$BUILD_DIR/bin/qsn-account-service.exe" \

@@ -1,8 +1,8 @@
 # shellcheck shell=bash
 # Debian source packages, read through a private apt configuration so that the machine's own stays as it is.
 
-# The deb-src form of the machine's entries for Debian itself. Other vendors' entries are told apart by their suite, or
-# by a key of their own.
+# The deb-src form of the machine's entries for Debian itself. Other vendors' entries have another suite, or a key of
+# their own.
 debian_source_entries() {
     local format=$1 file
     shift
@@ -19,7 +19,7 @@ prepare_private_apt() {
     debian_source_entries deb822 /etc/apt/sources.list.d/*.sources >"$home/etc/parts/debian.sources"
     [ -s "$home/etc/parts/debian.list" ] || [ -s "$home/etc/parts/debian.sources" ] ||
         die "no Debian entry found in the machine's apt sources"
-    # Everything else (proxies, certificates) comes from the machine's configuration.
+    # Everything else, such as proxies and certificates, comes from the machine's configuration.
     cat >"$home/apt.conf" <<CONF
 Dir::Etc::sourcelist "/dev/null";
 Dir::Etc::sourceparts "$home/etc/parts";
@@ -28,7 +28,7 @@ Dir::Cache "$home/cache";
 APT::Sandbox::User "root";
 APT::Get::List-Cleanup "false";
 CONF
-    # An entry that fails does not matter as long as another one lists the package.
+    # An entry may fail as long as another one lists the package.
     APT_CONFIG=$home/apt.conf run_logged "$home/update.log" apt-get update || say "some package lists are missing"
 }
 

@@ -9,7 +9,7 @@ import re
 import statistics
 import sys
 
-# What stands further right may include what stands further left, within its own tree. Folders in one group do not know each other.
+# A folder may include from those to the left of it, within its own tree, but not from those in its own group.
 PLANS = {
     "src": [["Utility"], ["thread", "objects", "dll"], ["protocol", "sso"], ["engine"], ["tasks"], ["lib"]],
     "service": [["text"], ["crypto"], ["net"], ["http"], ["accounts"], ["operations"], ["pages"], ["server"], ["program"]],
@@ -21,7 +21,7 @@ MEDIAN_FILE = 75
 MEDIAN_FUNCTION = 6
 
 INCLUDE = re.compile(r'\s*#include "([^"]+)"')
-# A function's first line as clang-format writes it: not indented, or a member's inside its class.
+# A function's first line as clang-format writes it: not indented, or that of a member inside its class.
 FUNCTION = re.compile(r"^( {0,8})(?![ #/}])(?!(?:if|for|while|switch|else|do|return|namespace|catch|try)\b)[^=\[]*\(.*$")
 ONE_LINE = re.compile(r"\{.*\}\s*$")
 

@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# Wine prefixes: always one of our own, made in a moment from a template in the cache.
+# Wine prefixes: always one of our own, quickly made from a template in the cache.
 
 # Nothing of the caller's desktop, proxies or language reaches a program under Wine.
 readonly WINE_ENV=(
@@ -19,9 +19,9 @@ wine_template_name() { echo "wine-template-windows-10-no-debugger-$(dpkg-query -
 make_wine_template() {
     say "preparing Wine (10 to 20 seconds)"
     in_prefix "$1" wineboot -i </dev/null >/dev/null 2>&1
-    # The oldest Windows that the library is for; by itself Wine says 7.
+    # The oldest Windows that the library is for. By default Wine is Windows 7.
     in_prefix "$1" wine winecfg -v win10 </dev/null >/dev/null 2>&1
-    # A program whose thread crashes under Wine's debugger ends with 0, and what calls it takes that for success.
+    # If a thread crashes under Wine's debugger, the program ends with 0, and its caller takes that for success.
     in_prefix "$1" wine reg add 'HKLM\Software\Microsoft\Windows NT\CurrentVersion\AeDebug' /v Debugger /t REG_SZ /d '' \
         /f </dev/null >/dev/null 2>&1
     in_prefix "$1" wineserver -w
@@ -33,8 +33,8 @@ stop_prefix() {
     in_prefix "$1" wineserver -w 2>/dev/null || true
 }
 
-# fresh_prefix PREFIX: as Wine first made it, whatever was there before. Files that Wine never writes are shared with the
-# template by hard links.
+# fresh_prefix PREFIX: a prefix as Wine first made it, whatever was there before. Hard links share the files that Wine never
+# writes with the template.
 fresh_prefix() {
     local prefix=$1 name template
     template=$(wine_template_name)
@@ -56,11 +56,11 @@ fresh_prefix() {
 }
 
 # hold_prefix PREFIX HOLDER: keeps the prefix open with the idle program HOLDER. The first program in a prefix starts
-# Wine's background services, which keep its output open for as long as they run: here that is nobody's pipe.
+# Wine's background services. They keep its output open for as long as they run, so here it is not a pipe.
 hold_prefix() {
     local attempt
     in_prefix "$1" setsid wine "$2" </dev/null >/dev/null 2>&1 &
-    # Two programs that start a prefix together get in each other's way at times; then the second comes too early.
+    # Two programs that start a prefix together sometimes disturb each other. Then the second comes too early.
     for attempt in 1 2 3; do
         ! in_prefix "$1" wine cmd /c exit </dev/null >/dev/null 2>&1 || return 0
         say "prefix ${1##*/} did not start at attempt $attempt"

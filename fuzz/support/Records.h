@@ -12,7 +12,7 @@
 
 namespace qsn::fuzz {
 
-// Reads a text field as a careful host does, in a buffer of exactly the room that it takes, and as a careless one.
+// Reads a text field as a careful host does, with a buffer of exactly the right size, and as a careless one does.
 inline void RequireText(IQSNDataSet& record, int32_t id, std::string_view expected) {
     uint32_t length = 0;
     REQUIRE(record.GetStringLength(id, &length) == S_OK);

@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-// What has to hold for every input. The fuzzer keeps the input that it does not hold for.
+// What has to be true for every input. The fuzzer keeps an input for which it is not.
 #define REQUIRE(condition)                                                             \
     do {                                                                               \
         if (condition) break;                                                          \

@@ -1,4 +1,4 @@
-// The functions of the C library that std::wstring calls, for characters of two bytes: the library's own take four.
+// The functions of the C library that std::wstring calls, for characters of two bytes. The library's own take four.
 #include <algorithm>
 #include <cstddef>
 #include <cwchar>

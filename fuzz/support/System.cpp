@@ -1,4 +1,4 @@
-// What the units ask of Windows.
+// What the units need of Windows.
 #define INITGUID
 #include <windows.h>
 
@@ -22,7 +22,7 @@ namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
 
-// Takes one character off the front of `text`; a byte that begins none is one by itself.
+// Takes one character off the front of `text`. A byte that does not begin one is a character by itself.
 char32_t TakeCharacter(std::string_view* text) {
     const auto byte = [&](std::size_t i) { return static_cast<unsigned char>((*text)[i]); };
     constexpr char32_t kSmallest[] = {0, 0x80, 0x800, 0x10000};
@@ -45,7 +45,7 @@ char32_t TakeCharacter(std::string_view* text) {
 
 }  // namespace
 
-// As the system's, for UTF-8.
+// Like the system's, for UTF-8.
 INT WINAPI MultiByteToWideChar(UINT, DWORD, LPCSTR text, INT length, LPWSTR wide, INT capacity) {
     std::string_view rest(text, static_cast<std::size_t>(length));
     std::wstring converted;
@@ -63,5 +63,5 @@ INT WINAPI MultiByteToWideChar(UINT, DWORD, LPCSTR text, INT length, LPWSTR wide
     return static_cast<INT>(converted.size());
 }
 
-// No target makes UTF-8 of a wide text.
+// No target converts a wide text to UTF-8.
 INT WINAPI WideCharToMultiByte(UINT, DWORD, LPCWSTR, INT, LPSTR, INT, LPCSTR, LPBOOL) { __builtin_trap(); }

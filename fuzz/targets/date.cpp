@@ -24,25 +24,31 @@ SYSTEMTIME CheckText(std::string_view text) {
     return *date;
 }
 
+bool IsWithin(int value, int first, int last) { return value >= first && value <= last; }
+
+bool IsSound(int year, int month, int day, int hour, int minute, int second) {
+    return year >= 1900 && IsWithin(month, 1, 12) && IsWithin(day, 1, 31) && IsWithin(hour, 0, 23) &&
+           IsWithin(minute, 0, 59) && IsWithin(second, 0, 59);
+}
+
 // Nothing for what MakeTime refuses.
 std::optional<std::int64_t> TimeOf(int year, int month, int day, int hour, int minute, int second) {
+    const bool isSound = IsSound(year, month, day, hour, minute, second);
     try {
-        return qsn::MakeTime(year, month, day, hour, minute, second);
+        const std::int64_t time = qsn::MakeTime(year, month, day, hour, minute, second);
+        REQUIRE(isSound);
+        return time;
     } catch (const qsn::DateError& error) {
-        REQUIRE(error.code == E_FAIL || error.code == E_INVALIDARG);
+        REQUIRE(error.code == (isSound ? E_INVALIDARG : E_FAIL));
         return std::nullopt;
     }
 }
 
-// In UTC, against the calendar of the C++ library.
+// In UTC, compared with the calendar of the C++ library.
 void CheckTime(int year, int month, int day, int hour, int minute, int second) {
     using namespace std::chrono;
-    const auto isWithin = [](int value, int first, int last) { return value >= first && value <= last; };
-    const bool isSound = year >= 1900 && isWithin(month, 1, 12) && isWithin(day, 1, 31) && isWithin(hour, 0, 23) &&
-                         isWithin(minute, 0, 59) && isWithin(second, 0, 59);
     const auto time = TimeOf(year, month, day, hour, minute, second);
-    REQUIRE(isSound || !time);
-    if (!isSound || year > 9999) return;
+    if (!IsSound(year, month, day, hour, minute, second) || year > 9999) return;
     const auto firstOfMonth = sys_days(std::chrono::year(year) / month / 1);
     const auto expected = sys_seconds(firstOfMonth + days(day - 1)) + hours(hour) + minutes(minute) + seconds(second);
     REQUIRE(time.has_value() == (expected.time_since_epoch().count() >= 0));
@@ -57,7 +63,7 @@ void CheckDays(const SYSTEMTIME& a, const SYSTEMTIME& b, int days) {
     if (!IsExpressible(a) || !IsExpressible(b)) return;
     REQUIRE(qsn::DaysBetween(a, b) == -qsn::DaysBetween(b, a));
     REQUIRE(qsn::DaysBetween(a, a) == 0);
-    // The earlier, the longer past.
+    // What is past for a limit is past for a shorter one.
     REQUIRE(!qsn::IsPastDays(a, days) || days == INT_MIN || qsn::IsPastDays(a, days - 1));
 }
 

@@ -36,7 +36,7 @@ void CheckToken(std::string_view token) {
     REQUIRE(payload.size() <= token.size());
 }
 
-// A token whose payload is these bytes, in the form of the service.
+// A token with these bytes as its payload, in the form of the service.
 void CheckTokenOf(std::string_view payload) {
     std::vector<char> lines(payload.size() * 2 + 4);
     auto length = static_cast<std::uint32_t>(lines.size());

@@ -47,7 +47,7 @@ void CheckClaims(std::string_view payload, const Json::Value* root) {
     REQUIRE(claims.memberId == (memberId.isUInt64() ? memberId.asUInt64() : 0));
 }
 
-// What the writer puts out for `token`, read back.
+// What the writer writes for `token`, read back.
 std::string WrittenAndRead(const std::string& token, std::uint64_t memberId) {
     const std::string text = qsn::WriteMemberRefreshSecret(token, memberId).value;
     REQUIRE(std::ranges::count(text, '\n') == 1 && text.back() == '\n');
@@ -57,7 +57,7 @@ std::string WrittenAndRead(const std::string& token, std::uint64_t memberId) {
     return JsonText(*root, "refreshToken");
 }
 
-// A text that is not UTF-8 cannot be sent as it is; what is sent for it is.
+// A text that is not UTF-8 cannot be sent unchanged. What is sent in its place can.
 void CheckWriter(const std::string& token) {
     const bool isAscii = std::ranges::all_of(token, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
     const std::string sent = WrittenAndRead(token, token.size());

@@ -1,5 +1,5 @@
-// What a user, an administrator or a proxy script may write where proxies and exceptions belong: a host, exceptions and
-// a list, a line each.
+// What a user, an administrator or a proxy script may write for proxies and exceptions: a host, exceptions and a list,
+// each on a line.
 #include <algorithm>
 #include <string>
 #include <string_view>
@@ -16,7 +16,7 @@ std::string_view TakeLine(std::string_view& text) {
     return line;
 }
 
-// By trying everything, as a short pattern allows.
+// Tries everything. The pattern is short enough for that.
 bool MatchesSlowly(std::string_view pattern, std::string_view text) {
     if (pattern.empty()) return text.empty();
     if (pattern[0] != '*') {
@@ -45,7 +45,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const bool isExcepted = qsn::IsExcepted(exceptions, host);
     REQUIRE(!isExcepted || qsn::IsExcepted("other;" + std::string(exceptions) + "\tother", host));
     for (const std::string& proxy : qsn::ProxiesIn(text)) {
-        // What libcurl gets has no room for anything but a protocol, a host and a port.
+        // What libcurl gets consists of a protocol, a host and a port only.
         REQUIRE(
             std::ranges::all_of(proxy, [](char c) { return c > ' ' && c < 0x7F && c != '@' && c != '?' && c != '#'; }));
         const std::string_view authority = std::string_view(proxy).substr(proxy.find("://") + 3);

@@ -1,4 +1,4 @@
-// Tokens as they lie in the user's registry, where any program may have written anything.
+// Tokens in the user's registry, where any program may have written anything.
 #include <algorithm>
 #include <string>
 #include <vector>
@@ -11,7 +11,7 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// In a block of its own that has no byte to spare.
+// In a block of its own without a byte to spare.
 std::string Encode(std::span<const std::uint8_t> bytes) {
     const std::size_t breaks = bytes.empty() ? 0 : (bytes.size() - 1) / 57;
     std::vector<char> text((bytes.size() + 2) / 3 * 4 + 2 * breaks);

@@ -24,12 +24,6 @@
 #pragma once
 
 #include <qsn/qsn.h>
-#include <qsn/client/errors.hpp>
-#include <qsn/client/library.hpp>
-#include <qsn/client/operation.hpp>
-#include <qsn/client/options.hpp>
-#include <qsn/client/records.hpp>
-#include <qsn/client/result.hpp>
 #include <qsn/client/session.hpp>
 
 namespace qsn {
@@ -37,7 +31,7 @@ namespace qsn {
 /* A session with the account service. It can be moved but not copied. */
 class Client {
     using Products = std::vector<Product>;
-    template <class T>
+    template <class T = void>
     using Done = const Completion<T>&;
     using Text = const std::string&;
 
@@ -102,103 +96,61 @@ public:
      */
     Request SignIn(Text token, Done<SignInState> done, TimeLimit limit = {}) { return Make(Token(token), done, limit); }
     Operation<SignInState> SignIn(Text token, TimeLimit limit = {}) { return Make(Token(token), limit); }
-
     /* Takes the token that the suite's applications share, if single sign-on is on and there is one. */
     Request AdoptSharedSignIn(Done<SignInState> done, TimeLimit limit = {}) { return Make(kAdopt, done, limit); }
     Operation<SignInState> AdoptSharedSignIn(TimeLimit limit = {}) { return Make(kAdopt, limit); }
-
     /* Ends the session's sign-in, at the service too if it can be reached. The token is gone whatever the result. */
-    Request SignOut(Done<void> done, TimeLimit limit = {}) { return Make(kSignOut, done, limit); }
+    Request SignOut(Done<> done, TimeLimit limit = {}) { return Make(kSignOut, done, limit); }
     Operation<void> SignOut(TimeLimit limit = {}) { return Make(kSignOut, limit); }
-
     /* The signed-in user's profile and menu. */
     Request GetUserInfo(Done<UserInfo> done, TimeLimit limit = {}) { return Make(kUser, done, limit); }
     Operation<UserInfo> GetUserInfo(TimeLimit limit = {}) { return Make(kUser, limit); }
-
     /* The user's products, in the service's order. */
     Request GetProductList(Done<Products> done, TimeLimit limit = {}) { return Make(kList, done, limit); }
     Operation<Products> GetProductList(TimeLimit limit = {}) { return Make(kList, limit); }
-
     /* The second generation's list; first renews a member token that is about to expire. */
     Request GetProductListV2(Done<Products> done, TimeLimit limit = {}) { return Make(kListV2, done, limit); }
     Operation<Products> GetProductListV2(TimeLimit limit = {}) { return Make(kListV2, limit); }
-
     /* How many downloads are left. */
     Request QueryQuota(Done<Quota> done, TimeLimit limit = {}) { return Make(kQuota, done, limit); }
     Operation<Quota> QueryQuota(TimeLimit limit = {}) { return Make(kQuota, limit); }
-
     /* Reports one download to the service. */
-    Request LogDownload(Done<void> done, TimeLimit limit = {}) { return Make(kDownload, done, limit); }
+    Request LogDownload(Done<> done, TimeLimit limit = {}) { return Make(kDownload, done, limit); }
     Operation<void> LogDownload(TimeLimit limit = {}) { return Make(kDownload, limit); }
-
     /* QSN_CALLBACK_NOT_SIGNED_IN if nobody is signed in. */
     Request AccessToken(Done<std::string> done, TimeLimit limit = {}) { return Make(kAccess, done, limit); }
     Operation<std::string> AccessToken(TimeLimit limit = {}) { return Make(kAccess, limit); }
-
     /* The address of the page on which the user signs in. */
     Request SignInUrl(Done<std::string> done, TimeLimit limit = {}) { return Make(kUrl, done, limit); }
     Operation<std::string> SignInUrl(TimeLimit limit = {}) { return Make(kUrl, limit); }
-
     /* The tokens that the suite's applications share; empty if there is none. */
     Request MemberToken(Done<std::string> done, TimeLimit limit = {}) { return Make(kMember, done, limit); }
     Operation<std::string> MemberToken(TimeLimit limit = {}) { return Make(kMember, limit); }
     Request RefreshToken(Done<std::string> done, TimeLimit limit = {}) { return Make(kRefresh, done, limit); }
     Operation<std::string> RefreshToken(TimeLimit limit = {}) { return Make(kRefresh, limit); }
-
     /* An empty token clears. Errors also: Windows' own from writing to the registry. */
-    Request SetMemberToken(Text token, Done<void> done, TimeLimit limit = {}) {
-        return Make(Set(QSNCFG_SET_MEMBER_TOKEN, token), done, limit);
-    }
-    Operation<void> SetMemberToken(Text token, TimeLimit limit = {}) {
-        return Make(Set(QSNCFG_SET_MEMBER_TOKEN, token), limit);
-    }
-    Request SetRefreshToken(Text token, Done<void> done, TimeLimit limit = {}) {
-        return Make(Set(QSNCFG_SET_REFRESH_TOKEN, token), done, limit);
-    }
-    Operation<void> SetRefreshToken(Text token, TimeLimit limit = {}) {
-        return Make(Set(QSNCFG_SET_REFRESH_TOKEN, token), limit);
-    }
-
+    Request SetMemberToken(Text token, Done<> done, TimeLimit limit = {}) { return Make(Member(token), done, limit); }
+    Operation<void> SetMemberToken(Text token, TimeLimit limit = {}) { return Make(Member(token), limit); }
+    Request SetRefreshToken(Text token, Done<> done, TimeLimit limit = {}) { return Make(Refresh(token), done, limit); }
+    Operation<void> SetRefreshToken(Text token, TimeLimit limit = {}) { return Make(Refresh(token), limit); }
     /* The language of the service's answers, as the service names languages. */
-    Request SetLanguage(Text language, Done<void> done, TimeLimit limit = {}) {
-        return Make(Set(QSNCFG_SET_LANGUAGE, language), done, limit);
-    }
-    Operation<void> SetLanguage(Text language, TimeLimit limit = {}) {
-        return Make(Set(QSNCFG_SET_LANGUAGE, language), limit);
-    }
+    Request SetLanguage(Text to, Done<> done, TimeLimit limit = {}) { return Make(Language(to), done, limit); }
+    Operation<void> SetLanguage(Text to, TimeLimit limit = {}) { return Make(Language(to), limit); }
     /* Sent with most requests. */
-    Request SetExtendData(Text data, Done<void> done, TimeLimit limit = {}) {
-        return Make(Set(QSNCFG_SET_EXTEND_DATA, data), done, limit);
-    }
-    Operation<void> SetExtendData(Text data, TimeLimit limit = {}) {
-        return Make(Set(QSNCFG_SET_EXTEND_DATA, data), limit);
-    }
+    Request SetExtendData(Text data, Done<> done, TimeLimit limit = {}) { return Make(Extend(data), done, limit); }
+    Operation<void> SetExtendData(Text data, TimeLimit limit = {}) { return Make(Extend(data), limit); }
     /* The platform that the host asks products for. */
-    Request SetPlatform(Platform platform, Done<void> done, TimeLimit limit = {}) {
-        return Make(Set(QSNCFG_SET_PLATFORM_INFO, platform), done, limit);
-    }
-    Operation<void> SetPlatform(Platform platform, TimeLimit limit = {}) {
-        return Make(Set(QSNCFG_SET_PLATFORM_INFO, platform), limit);
-    }
+    Request SetPlatform(Platform to, Done<> done, TimeLimit limit = {}) { return Make(Asked(to), done, limit); }
+    Operation<void> SetPlatform(Platform to, TimeLimit limit = {}) { return Make(Asked(to), limit); }
     /* Shares sign-in and sign-out with the suite's other applications; see Notifications. */
-    Request EnableSingleSignOn(bool on, Done<void> done, TimeLimit limit = {}) {
-        return Make(Set(QSNCFG_ENABLE_SINGLE_SIGNON, on), done, limit);
-    }
-    Operation<void> EnableSingleSignOn(bool on, TimeLimit limit = {}) {
-        return Make(Set(QSNCFG_ENABLE_SINGLE_SIGNON, on), limit);
-    }
+    Request EnableSingleSignOn(bool on, Done<> done, TimeLimit limit = {}) { return Make(Sharing(on), done, limit); }
+    Operation<void> EnableSingleSignOn(bool on, TimeLimit limit = {}) { return Make(Sharing(on), limit); }
     /* Lets the library check the access token as often as the service asks for; see Notifications. */
-    Request EnableTokenCheck(bool on, Done<void> done, TimeLimit limit = {}) {
-        return Make(Set(QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE, on), done, limit);
-    }
-    Operation<void> EnableTokenCheck(bool on, TimeLimit limit = {}) {
-        return Make(Set(QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE, on), limit);
-    }
+    Request EnableTokenCheck(bool on, Done<> done, TimeLimit limit = {}) { return Make(Checking(on), done, limit); }
+    Operation<void> EnableTokenCheck(bool on, TimeLimit limit = {}) { return Make(Checking(on), limit); }
     /* Talks to the staging service. */
-    Request UseTestbed(bool on, Done<void> done, TimeLimit limit = {}) {
-        return Make(Set(QSNCFG_USE_TESTBED, on), done, limit);
-    }
-    Operation<void> UseTestbed(bool on, TimeLimit limit = {}) { return Make(Set(QSNCFG_USE_TESTBED, on), limit); }
+    Request UseTestbed(bool on, Done<> done, TimeLimit limit = {}) { return Make(Testbed(on), done, limit); }
+    Operation<void> UseTestbed(bool on, TimeLimit limit = {}) { return Make(Testbed(on), limit); }
 
 private:
     friend struct detail::ClientAccess;
@@ -218,14 +170,18 @@ private:
     static constexpr Ask<std::string> kRefresh{QSN_REQUEST_CONFIG, &detail::ReadText, QSNCFG_GET_REFRESH_TOKEN};
 
     static Ask<SignInState> Token(Text token) { return {QSN_REQUEST_SIGNIN, &detail::ReadSignIn, 0, &token}; }
-    static Ask<void> Set(QSN_CONFIG item, Text text) {
-        const bool clears = text.empty() && (item == QSNCFG_SET_MEMBER_TOKEN || item == QSNCFG_SET_REFRESH_TOKEN);
-        return {QSN_REQUEST_CONFIG, &detail::ReadNothing, item, clears ? nullptr : &text};
+    static Ask<void> Set(QSN_CONFIG item, const std::string* text, std::uint32_t value = 0) {
+        return {QSN_REQUEST_CONFIG, &detail::ReadNothing, item, text, value};
     }
-    template <class Value>
-    static Ask<void> Set(QSN_CONFIG item, Value value) {
-        return {QSN_REQUEST_CONFIG, &detail::ReadNothing, item, nullptr, static_cast<std::uint32_t>(value)};
-    }
+    static const std::string* OrNull(Text text) { return text.empty() ? nullptr : &text; }
+    static Ask<void> Member(Text token) { return Set(QSNCFG_SET_MEMBER_TOKEN, OrNull(token)); }
+    static Ask<void> Refresh(Text token) { return Set(QSNCFG_SET_REFRESH_TOKEN, OrNull(token)); }
+    static Ask<void> Language(Text to) { return Set(QSNCFG_SET_LANGUAGE, &to); }
+    static Ask<void> Extend(Text data) { return Set(QSNCFG_SET_EXTEND_DATA, &data); }
+    static Ask<void> Asked(Platform to) { return Set(QSNCFG_SET_PLATFORM_INFO, nullptr, static_cast<uint32_t>(to)); }
+    static Ask<void> Sharing(bool on) { return Set(QSNCFG_ENABLE_SINGLE_SIGNON, nullptr, on); }
+    static Ask<void> Checking(bool on) { return Set(QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE, nullptr, on); }
+    static Ask<void> Testbed(bool on) { return Set(QSNCFG_USE_TESTBED, nullptr, on); }
 
     template <class T>
     Request Make(const Ask<T>& ask, const Completion<T>& done, TimeLimit limit) {
@@ -278,14 +234,13 @@ private:
         const std::error_code error = library ? session->Begin(*library) : library.Error();
         if (error) return deliver(error), Request();
         const Options& options = host->options;
-        std::vector<Ask<void>> asks;
-        if (!options.language.empty()) asks.push_back(Set(QSNCFG_SET_LANGUAGE, options.language));
-        if (!options.extendData.empty()) asks.push_back(Set(QSNCFG_SET_EXTEND_DATA, options.extendData));
-        if (options.testbed) asks.push_back(Set(QSNCFG_USE_TESTBED, true));
-        if (options.tokenCheck) asks.push_back(Set(QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE, true));
-        if (options.singleSignOn) asks.push_back(Set(QSNCFG_ENABLE_SINGLE_SIGNON, true));
         // Never none, so that a client always opens on the worker thread.
-        asks.push_back(Set(QSNCFG_SET_PLATFORM_INFO, options.platform));
+        std::vector<Ask<void>> asks{Asked(options.platform)};
+        if (!options.language.empty()) asks.push_back(Language(options.language));
+        if (!options.extendData.empty()) asks.push_back(Extend(options.extendData));
+        if (options.testbed) asks.push_back(Testbed(true));
+        if (options.tokenCheck) asks.push_back(Checking(true));
+        if (options.singleSignOn) asks.push_back(Sharing(true));
         const auto ticket = std::make_shared<detail::Ticket>(asks.size());
         const auto opening = std::make_shared<Opening>(session, std::move(deliver), asks.size());
         for (const Ask<void>& ask : asks)

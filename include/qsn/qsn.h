@@ -34,14 +34,16 @@
 
 #ifdef __cplusplus
 #define QSN_HRESULT(code) static_cast<HRESULT>(code)
+#define QSN_METHOD(type, name) virtual type STDMETHODCALLTYPE name
 #define QSN_INHERIT_UNKNOWN
 #define QSN_INHERIT(base)
 #else
 #define QSN_HRESULT(code) ((HRESULT)(code))
-#define QSN_INHERIT_UNKNOWN                                     \
-    STDMETHOD(QueryInterface)(THIS_ REFIID iid, void** object); \
-    STDMETHOD_(ULONG, AddRef)(THIS);                            \
-    STDMETHOD_(ULONG, Release)(THIS);
+#define QSN_METHOD(type, name) type(STDMETHODCALLTYPE* name)
+#define QSN_INHERIT_UNKNOWN                                               \
+    QSN_METHOD(HRESULT, QueryInterface)(THIS_ REFIID iid, void** object); \
+    QSN_METHOD(ULONG, AddRef)(THIS);                                      \
+    QSN_METHOD(ULONG, Release)(THIS);
 #define QSN_INHERIT(base) base##Vtbl base;
 #endif
 
@@ -245,22 +247,22 @@ DECLARE_INTERFACE_(IQSNDataSet, IUnknown) {
      * E_POINTER: null buffer. E_INVALIDARG: `id` is not a text field, or bufferSize is not greater than the text's
      * length; the buffer is then left as it was.
      */
-    STDMETHOD(GetString)(THIS_ int32_t id, char* buffer, uint32_t bufferSize) PURE;
+    QSN_METHOD(HRESULT, GetString)(THIS_ int32_t id, char* buffer, uint32_t bufferSize) PURE;
     /* The text's length in bytes, without terminator. E_POINTER: null `length`. E_INVALIDARG: not a text field. */
-    STDMETHOD(GetStringLength)(THIS_ int32_t id, uint32_t * length) PURE;
+    QSN_METHOD(HRESULT, GetStringLength)(THIS_ int32_t id, uint32_t * length) PURE;
     /* Reserved: E_POINTER for a null output, else E_INVALIDARG. */
-    STDMETHOD(GetObject5)(THIS_ int32_t id, void** output) PURE;
+    QSN_METHOD(HRESULT, GetObject5)(THIS_ int32_t id, void** output) PURE;
     /* Reserved: E_INVALIDARG. */
-    STDMETHOD(GetObject6)(THIS_ int32_t id, void** output) PURE;
+    QSN_METHOD(HRESULT, GetObject6)(THIS_ int32_t id, void** output) PURE;
     /* Reserved: E_INVALIDARG. */
-    STDMETHOD(GetObject7)(THIS_ int32_t id, void** output) PURE;
+    QSN_METHOD(HRESULT, GetObject7)(THIS_ int32_t id, void** output) PURE;
     /*
      * The value of an integer field. E_POINTER: null `value`. E_INVALIDARG: not an integer field. The elements of the
      * user menu have no integer fields and always return E_INVALIDARG.
      */
-    STDMETHOD(GetInt)(THIS_ int32_t id, int32_t * value) PURE;
+    QSN_METHOD(HRESULT, GetInt)(THIS_ int32_t id, int32_t * value) PURE;
     /* A QSN_FIELD_TYPE. E_POINTER: null `type`. E_INVALIDARG: no such field. */
-    STDMETHOD(GetFieldType)(THIS_ int32_t id, int32_t * type) PURE;
+    QSN_METHOD(HRESULT, GetFieldType)(THIS_ int32_t id, int32_t * type) PURE;
 };
 
 /* A list in the order of the service's reply. Threads and lifetime as for IQSNDataSet. */
@@ -272,9 +274,9 @@ DECLARE_INTERFACE_(IQSNList, IUnknown) {
      * Element `index`, counted from 0, as an IQSNDataSet with a reference for the caller to release.
      * E_INVALIDARG: index not below the count (tested first). E_POINTER: null `element`.
      */
-    STDMETHOD(GetItem)(THIS_ uint32_t index, void** element) PURE;
+    QSN_METHOD(HRESULT, GetItem)(THIS_ uint32_t index, void** element) PURE;
     /* The number of elements itself, not a result code. */
-    STDMETHOD_(uint32_t, GetCount)(THIS) PURE;
+    QSN_METHOD(uint32_t, GetCount)(THIS) PURE;
 };
 
 /* The signed-in user: a record of QSN_USER_FIELD texts, and the menu that the service made for them. */
@@ -286,7 +288,7 @@ DECLARE_INTERFACE_(IQSNUserInfo, IQSNDataSet) {
      * The user menu, whose elements have QSN_MENU_FIELD texts, with a reference for the caller to release.
      * E_POINTER: null `menu`. E_FAIL, with *menu null: the object has no menu.
      */
-    STDMETHOD(GetUserMenu)(THIS_ IQSNList * *menu) PURE;
+    QSN_METHOD(HRESULT, GetUserMenu)(THIS_ IQSNList * *menu) PURE;
 };
 
 /* ---------------------------------------------------------------------------------------- the host's callback --- */
@@ -304,7 +306,7 @@ DECLARE_INTERFACE_(IQSNCallbackFunc, IUnknown) {
      * QSN_ACTION. Called on the worker thread. The library ignores the return value, except that it passes it on as the
      * result of a request made without a token. Must not throw.
      */
-    STDMETHOD(Callback)(THIS_ int32_t action, int32_t result, void* data) PURE;
+    QSN_METHOD(HRESULT, Callback)(THIS_ int32_t action, int32_t result, void* data) PURE;
 };
 
 /* ------------------------------------------------------------------------------------------- the library object --- */
@@ -323,7 +325,7 @@ DECLARE_INTERFACE_(IPVSubscription, IUnknown) {
      * time, such as reading the machine's identity from WMI. `productSID` is copied, and `callback` is referenced.
      * E_POINTER: a null argument. QSN_RETURN_E_ALREADY_INITIALIZED. E_OUTOFMEMORY: no memory, or no thread.
      */
-    STDMETHOD(Init)(THIS_ const wchar_t* productSID, IQSNCallbackFunc* callback) PURE;
+    QSN_METHOD(HRESULT, Init)(THIS_ const wchar_t* productSID, IQSNCallbackFunc* callback) PURE;
     /*
      * Ends the session. Queued requests are dropped without a callback, and a call that waits for one returns
      * QSN_RETURN_E_TIMEOUT. The running request has a second to end by itself, and is then reported like any other.
@@ -331,7 +333,7 @@ DECLARE_INTERFACE_(IPVSubscription, IUnknown) {
      * running callback without limit, so the callback must not in turn wait for the thread that calls Uninit. Once
      * Uninit has returned, no callback comes and no thread of the session is left. Init may be called again.
      */
-    STDMETHOD(Uninit)(THIS) PURE;
+    QSN_METHOD(HRESULT, Uninit)(THIS) PURE;
     /*
      * Sets or reads the item `id` (a QSN_CONFIG, which says what `data` and `length` are and what waits).
      * E_NOTIMPL: unknown or reserved id. E_POINTER: data missing for item 1, length missing for 12 and 13.
@@ -342,9 +344,9 @@ DECLARE_INTERFACE_(IPVSubscription, IUnknown) {
      * items 14 and 15 return its error as a failure, such as 0x80070005; only a missing token reads as an empty one.
      * QSN_RETURN_E_TIMEOUT: the worker did not get to it within 120 s, or dropped it.
      */
-    STDMETHOD(Config)(THIS_ int32_t id, void* data, uint32_t* length) PURE;
+    QSN_METHOD(HRESULT, Config)(THIS_ int32_t id, void* data, uint32_t* length) PURE;
     /* Reserved: E_NOTIMPL. */
-    STDMETHOD(Reserved6)(THIS) PURE;
+    QSN_METHOD(HRESULT, Reserved6)(THIS) PURE;
     /*
      * Waits. Copies the session's access token, zero-terminated, into `buffer` of `bufferLength` bytes; *outLength
      * becomes its length without terminator.
@@ -352,24 +354,24 @@ DECLARE_INTERFACE_(IPVSubscription, IUnknown) {
      * E_INVALIDARG: bufferLength is not greater than the token's length (at most 63). QSN_RETURN_E_TIMEOUT.
      * On every failure after the pointer test *outLength is 0, or untouched if the object is not initialised.
      */
-    STDMETHOD(GetAccessToken)(THIS_ char* buffer, uint32_t bufferLength, uint32_t* outLength) PURE;
+    QSN_METHOD(HRESULT, GetAccessToken)(THIS_ char* buffer, uint32_t bufferLength, uint32_t* outLength) PURE;
     /* Reserved: E_NOTIMPL. */
-    STDMETHOD(Reserved8)(THIS) PURE;
+    QSN_METHOD(HRESULT, Reserved8)(THIS) PURE;
     /* Reserved: E_NOTIMPL. */
-    STDMETHOD(Reserved9)(THIS) PURE;
+    QSN_METHOD(HRESULT, Reserved9)(THIS) PURE;
     /*
      * Waits. Copies the address of the login page as GetAccessToken copies the token. The product SID in it is exactly
      * as given to Init (not escaped). *outLength is untouched on failure.
      * E_POINTER, E_INVALIDARG, QSN_RETURN_E_TIMEOUT as for GetAccessToken.
      */
-    STDMETHOD(GetSignInURL)(THIS_ char* buffer, uint32_t bufferLength, uint32_t* outLength) PURE;
+    QSN_METHOD(HRESULT, GetSignInURL)(THIS_ char* buffer, uint32_t bufferLength, uint32_t* outLength) PURE;
     /*
      * Drops the queued requests without a callback; a call that waits for one returns QSN_RETURN_E_TIMEOUT. The running
      * one ends normally. The worker goes on.
      */
-    STDMETHOD(Stop)(THIS) PURE;
+    QSN_METHOD(HRESULT, Stop)(THIS) PURE;
     /* Reserved: E_NOTIMPL. */
-    STDMETHOD(Reserved12)(THIS) PURE;
+    QSN_METHOD(HRESULT, Reserved12)(THIS) PURE;
     /*
      * Makes `token` (at most 63 bytes) the session's access token; null or "" if the host has none.
      * Reported as QSN_ACTION_SIGNIN_RESULT: 0 if the session now holds a token (nothing is sent to find out whether
@@ -378,18 +380,18 @@ DECLARE_INTERFACE_(IPVSubscription, IUnknown) {
      * QSN_RETURN_E_NO_TOKEN: no token was given or found; the callback comes all the same. Any other failure: nothing
      * was done, and no callback comes. With null and single sign-on this happens if the shared token cannot be read.
      */
-    STDMETHOD(SignIn)(THIS_ const char* token) PURE;
+    QSN_METHOD(HRESULT, SignIn)(THIS_ const char* token) PURE;
     /*
      * Ends the session, at the service too if it can be reached, and clears the shared member and refresh token.
      * Reported as QSN_ACTION_SIGNOUT_RESULT; the token is gone whatever the result.
      * A failure (E_OUTOFMEMORY, or the registry's or DPAPI's own): these two tokens could not be read, so the service
      * would not have heard of them. Nothing was done and no callback comes; call again.
      */
-    STDMETHOD(SignOut)(THIS) PURE;
+    QSN_METHOD(HRESULT, SignOut)(THIS) PURE;
     /* Asks for the user's profile and menu; reported as QSN_ACTION_GET_USERINFO_RESULT. */
-    STDMETHOD(GetUserInfo)(THIS) PURE;
+    QSN_METHOD(HRESULT, GetUserInfo)(THIS) PURE;
     /* Asks for the product list; reported as QSN_ACTION_GET_PRODUCTLIST_RESULT. */
-    STDMETHOD(GetProductList)(THIS) PURE;
+    QSN_METHOD(HRESULT, GetProductList)(THIS) PURE;
 };
 
 #undef INTERFACE
@@ -397,15 +399,15 @@ DECLARE_INTERFACE_(IPVSubscription, IUnknown) {
 DECLARE_INTERFACE_(IPVSubscription2, IPVSubscription) {
     QSN_INHERIT(IPVSubscription)
     /* Asks for the second generation's product list; reported as QSN_ACTION_GET_PRODUCTLIST_V2_RESULT. */
-    STDMETHOD(GetProductListV2)(THIS) PURE;
+    QSN_METHOD(HRESULT, GetProductListV2)(THIS) PURE;
     /* Reserved: E_NOTIMPL. */
-    STDMETHOD(Reserved18)(THIS) PURE;
+    QSN_METHOD(HRESULT, Reserved18)(THIS) PURE;
     /* Reserved: E_NOTIMPL. */
-    STDMETHOD(Reserved19)(THIS) PURE;
+    QSN_METHOD(HRESULT, Reserved19)(THIS) PURE;
     /* Reserved: E_NOTIMPL. */
-    STDMETHOD(Reserved20)(THIS) PURE;
+    QSN_METHOD(HRESULT, Reserved20)(THIS) PURE;
     /* Reserved: E_NOTIMPL. */
-    STDMETHOD(Reserved21)(THIS) PURE;
+    QSN_METHOD(HRESULT, Reserved21)(THIS) PURE;
 };
 
 /* ----------------------------------------------------------------------------------------- requests of their own ---
@@ -432,8 +434,9 @@ enum QSN_REQUEST_KIND {
     QSN_REQUEST_GET_PRODUCTLIST_V2 = 3, /* IQSNList* of IQSNDataSet, or null if the service has none */
     QSN_REQUEST_GI_QUERY = 4,           /* const QSN_GI_QUOTA* */
     QSN_REQUEST_GI_LOG = 5,             /* null */
-    QSN_REQUEST_SIGNIN = 6,           /* null. `text`: an access token of at most 63 bytes, or null for the one that the
-                                         suite shares. If there is none, the request fails with callbackResult
+    QSN_REQUEST_SIGNIN =
+        6,                            /* null. `text`: an access token of at most 63 bytes, or null for the one that the
+                                         suite shares (with single sign-on). If there is none, the request fails with callbackResult
                                          QSN_CALLBACK_NOT_SIGNED_IN, and data is the login page address (narrow text) */
     QSN_REQUEST_SIGNOUT = 7,          /* null */
     QSN_REQUEST_GET_SIGNIN_URL = 8,   /* narrow text: the login page address */
@@ -497,14 +500,14 @@ DECLARE_INTERFACE_(IQSNRequest, IUnknown) {
      * reply is there already ends with that. A sign-out that has begun ends the sign-in here all the same.
      * S_FALSE: it was completed, or has been asked to end, before.
      */
-    STDMETHOD(Cancel)(THIS) PURE;
+    QSN_METHOD(HRESULT, Cancel)(THIS) PURE;
     /*
      * Copies how the request ended into `outcome`, whose `size` the caller has set; members beyond that are left out.
      * E_POINTER: null. E_INVALIDARG: a size of less than 4. E_PENDING (0x8000000A): it has not ended.
      */
-    STDMETHOD(GetOutcome)(THIS_ QSN_OUTCOME * outcome) PURE;
+    QSN_METHOD(HRESULT, GetOutcome)(THIS_ QSN_OUTCOME * outcome) PURE;
     /* The number by which IQSNLog calls this request; unique within the library object. */
-    STDMETHOD_(uint32_t, GetNumber)(THIS) PURE;
+    QSN_METHOD(uint32_t, GetNumber)(THIS) PURE;
 };
 
 /* Implemented by the host. The library holds a reference from Start until it has been called. */
@@ -517,7 +520,7 @@ DECLARE_INTERFACE_(IQSNCompletion, IUnknown) {
      * takes a reference to an object. Called on the worker thread; what holds inside IQSNCallbackFunc::Callback holds
      * here. The return value is ignored. Must not throw.
      */
-    STDMETHOD(Completed)(THIS_ IQSNRequest * request, const QSN_OUTCOME* outcome, void* data) PURE;
+    QSN_METHOD(HRESULT, Completed)(THIS_ IQSNRequest * request, const QSN_OUTCOME* outcome, void* data) PURE;
 };
 
 /* What IQSNLog is told. */
@@ -554,7 +557,7 @@ DECLARE_INTERFACE_(IQSNLog, IUnknown) {
      * Called on any thread, several at a time, in the middle of the library's work. It must be quick, must not throw,
      * and must not call the library. The return value is ignored.
      */
-    STDMETHOD(Write)(THIS_ const QSN_LOG_RECORD* record) PURE;
+    QSN_METHOD(HRESULT, Write)(THIS_ const QSN_LOG_RECORD* record) PURE;
 };
 
 /* From QueryInterface on the library object. */
@@ -569,13 +572,14 @@ DECLARE_INTERFACE_(IQSNRequests, IUnknown) {
      * E_POINTER: null request. E_INVALIDARG: a size that is too small, an unknown kind or item, a text that is
      * missing, or too long for an access token. QSN_RETURN_E_NOT_INITIALIZED. E_OUTOFMEMORY.
      */
-    STDMETHOD(Start)(THIS_ const QSN_REQUEST* request, IQSNCompletion* completion, IQSNRequest** started) PURE;
+    QSN_METHOD(HRESULT, Start)
+    (THIS_ const QSN_REQUEST* request, IQSNCompletion* completion, IQSNRequest** started) PURE;
     /*
      * From now on tells `log` of events up to `level`, a QSN_LOG_LEVEL; null ends that. Before Init or later. The
      * library keeps a reference until the next call or the last Release; a call that has begun by then may still be
      * under way. E_INVALIDARG: not a level.
      */
-    STDMETHOD(SetLog)(THIS_ IQSNLog * log, uint32_t level) PURE;
+    QSN_METHOD(HRESULT, SetLog)(THIS_ IQSNLog * log, uint32_t level) PURE;
 };
 
 /* ------------------------------------------------------------------------------------------------- the factory --- */

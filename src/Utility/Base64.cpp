@@ -19,7 +19,7 @@ constexpr std::array<std::int8_t, 256> MakeValues() {
 }
 constexpr std::array<std::int8_t, 256> kValues = MakeValues();
 
-// Twelve bits at a time: half the look-ups, which are what encoding costs.
+// Twelve bits at a time. That halves the look-ups, which are what encoding costs.
 using Digits = std::array<char, 2>;
 constexpr std::array<Digits, 4096> MakePairs() {
     std::array<Digits, 4096> pairs{};
@@ -40,10 +40,10 @@ void EncodeGroup(const std::uint8_t* group, char* text) {
     std::memcpy(text + sizeof(Digits), &kPairs[bits & 0xFFF], sizeof(Digits));
 }
 
-// Of a line or the rest of one.
+// Encodes a line or the rest of one.
 char* EncodeLine(std::span<const std::uint8_t> bytes, char* text) {
     const auto rest = bytes.last(bytes.size() % 3);
-// Without it the time varies by half with where the linker happens to put the loop.
+// Without it the time varies by half, depending on where the linker puts the loop.
 #pragma GCC unroll 4
     for (const std::uint8_t* group = bytes.data(); group != rest.data(); group += 3, text += 4)
         EncodeGroup(group, text);

@@ -18,7 +18,7 @@ HRESULT Failed(const wchar_t* text) {
 }
 
 Outcome<std::string> Encode(std::span<const std::uint8_t> bytes) {
-    // CryptoAPI refuses a null pointer even for no bytes.
+    // CryptoAPI refuses a null pointer even if there are no bytes.
     const BYTE* const data = bytes.empty() ? reinterpret_cast<const BYTE*>("") : bytes.data();
     const DWORD size = static_cast<DWORD>(bytes.size());
     DWORD length = 0;

@@ -8,7 +8,7 @@
 namespace qsn {
 namespace {
 
-// Uses COM only if the process has loaded it: a body without need of COM does not pull it in.
+// Uses COM only if the process has loaded it, so that a body that does not need COM does not load it.
 class MultithreadedApartment {
 public:
     MultithreadedApartment() noexcept : m_ole32(GetModuleHandleW(L"ole32.dll")) {

@@ -20,8 +20,8 @@ UniqueCom<Interface> AddReference(Interface* object) noexcept {
     return UniqueCom<Interface>(object);
 }
 
-// For functions that hand out what they made through a pointer: `Out(owner)` as the argument replaces what `owner`
-// holds when the call is over.
+// For functions that hand out a new object through a pointer. `Out(owner)` as the argument replaces what `owner` holds
+// when the call is over.
 template <class Owner>
 class OutPointer {
 public:

@@ -10,7 +10,7 @@ namespace qsn {
 
 // Dates as the service sends them. A record with a year below 1900 stands for "no date".
 
-// Thrown by `MakeTime`, and by the functions below it for a date that `MakeTime` refuses.
+// Thrown by `MakeTime`, and by the functions below it if `MakeTime` refuses a date.
 struct DateError {
     HRESULT code;
 };
@@ -22,7 +22,7 @@ std::optional<SYSTEMTIME> ParseDate(std::string_view text);
 // a time that the C runtime cannot express.
 std::int64_t MakeTime(int year, int month, int day, int hour, int minute, int second);
 
-// Whether `date` plus `days` lies before now, by whole days.
+// Whether `date` plus `days` lies at least a whole day before now.
 bool IsPastDays(const SYSTEMTIME& date, int days);
 
 // Whole days from `b` to `a`, truncated towards zero.

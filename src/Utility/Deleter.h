@@ -2,7 +2,7 @@
 
 namespace qsn {
 
-// For a std::unique_ptr whose object goes back to `function`.
+// For a std::unique_ptr whose object is given back to `function`.
 template <auto function>
 struct Deleter {
     template <class Object>

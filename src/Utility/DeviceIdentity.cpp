@@ -19,7 +19,7 @@ namespace {
 constexpr wchar_t kPropertyName[] = L"UUID";
 constexpr LONG kSlice = 100;  // ms
 constexpr int kSlices = 100;
-// The headers give these as unsigned enumerators.
+// In the headers these are unsigned enumerators.
 constexpr LONG kTimedOut = WBEM_S_TIMEDOUT;
 constexpr HRESULT kNotFound = static_cast<HRESULT>(WBEM_E_NOT_FOUND);
 
@@ -60,7 +60,7 @@ Outcome<UniqueCom<IWbemServices>> Connect() {
     return {hr, std::move(services)};
 }
 
-// WMI can be ill for minutes.
+// WMI can hang for minutes.
 Outcome<UniqueCom<IWbemClassObject>> Next(IEnumWbemClassObject* instances, Interruption* giveUp) {
     for (int slice = 0; slice < kSlices; ++slice) {
         UniqueCom<IWbemClassObject> instance;

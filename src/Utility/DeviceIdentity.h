@@ -20,10 +20,10 @@ using DeviceText = wchar_t[kDeviceTextSize];
 HRESULT GetDeviceId(DeviceText& identifier, DeviceText* rawUuid, Interruption* giveUp = nullptr);
 
 // The property "UUID" of the first instance of a WMI class in ROOT\CIMV2.
-// WBEM_E_NOT_FOUND if the class has no instance or the instance no such property; E_ABORT if WMI has none to show
-// within 10 s or `giveUp`, which may be null, breaks it off.
+// WBEM_E_NOT_FOUND if the class has no instance, or the instance no such property. E_ABORT if WMI shows none within 10
+// s, or if `giveUp`, which may be null, breaks it off.
 Outcome<std::wstring> QueryWmiProperty(const wchar_t* className, Interruption* giveUp = nullptr);
-// A text property as it is, the elements of a text array joined, empty for any other type.
+// A text as it is, a text array as one text; empty for any other type.
 std::wstring WmiPropertyText(const VARIANT& value);
 
 }  // namespace qsn

@@ -8,8 +8,8 @@
 
 namespace qsn {
 
-// Runs `work` and turns what it throws into a result code, or into an outcome with one: the last line of defence at
-// each border that promises codes.
+// Runs `work` and turns what it throws into a result code, or into an outcome with one. It is the last line of defence
+// at each border that promises codes.
 template <class Work>
 std::invoke_result_t<Work> Guarded(Work&& work) noexcept {
     try {

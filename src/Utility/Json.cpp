@@ -7,8 +7,8 @@
 #include <exception>
 #include <new>
 
-// jsoncpp prefers its builder classes, which read and write a slightly different JSON; the service's partners were
-// fixed with these.
+// jsoncpp prefers its builder classes, but those read and write a slightly different JSON. The service's partners rely
+// on that of these.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
@@ -30,7 +30,7 @@ std::optional<Json::Value> ParseJson(std::string_view text) {
     } catch (const std::bad_alloc&) {
         throw;
     } catch (const std::exception& failure) {
-        // What its own calls of malloc did not get is reported like a fault of the text.
+        // If its own calls of malloc fail, it reports that like a fault of the text.
         if (std::strstr(failure.what(), "Failed to allocate")) throw std::bad_alloc();
         return std::nullopt;
     }
@@ -61,8 +61,7 @@ const Json::Value& JsonMember(const Json::Value& object, const char* member) {
     return value ? *value : Json::Value::nullSingleton();
 }
 
-// Both ask before they convert, because a reply of a hundred thousand wrong members would else throw as many
-// exceptions.
+// Both ask before they convert. Otherwise a reply with a hundred thousand wrong members would throw as many exceptions.
 std::string_view JsonTextOf(const Json::Value& value, std::string* converted) {
     const char* begin = nullptr;
     const char* end = nullptr;

@@ -22,7 +22,7 @@ std::size_t BlockSize(HCRYPTKEY key) {
     return bits / 8;
 }
 
-// What both directions begin with: the key, and the input in the output buffer with zeroes behind it.
+// Both directions begin with the key, and with the input in the output buffer with zeroes behind it.
 Outcome<UniqueCryptKey> Prepare(const UniqueCryptProvider& provider, const KeyBlob& blob,
                                 std::span<const std::uint8_t> input, std::span<std::uint8_t> output) {
     if (output.size() < input.size()) return {E_INVALIDARG};
@@ -60,7 +60,7 @@ Outcome<std::span<const std::uint8_t>> DecryptWithKeyBlob(const UniqueCryptProvi
     if (!ciphertext.data() || !buffer.data()) return {E_POINTER};
     const Outcome<UniqueCryptKey> imported = Prepare(provider, key, ciphertext, buffer);
     if (FAILED(imported.result)) return {imported.result};
-    // Not left to CryptDecrypt: there are providers that work on a whole block, beyond the end of a shorter buffer.
+    // Not left to CryptDecrypt: some providers work on a whole block, beyond the end of a shorter buffer.
     if (BlockSize(imported.value.Get()) != ciphertext.size()) return {E_FAIL};
     DWORD length = static_cast<DWORD>(ciphertext.size());
     if (!CryptDecrypt(imported.value.Get(), 0, TRUE, 0, buffer.data(), &length)) return {E_FAIL};

@@ -17,8 +17,8 @@ struct KeyBlob {
     std::uint32_t length;
 };
 
-// A provider context for key blobs and MD5, empty if there is none. Under Wine it takes 0.6 ms to acquire, and 4 if no
-// other is held.
+// A provider context for key blobs and MD5, empty if there is none. Under Wine it takes 0.6 ms to acquire, and 4 ms if
+// no other is held.
 UniqueCryptProvider AcquireKeyBlobProvider();
 
 // PKCS #1 v1.5 with a CryptoAPI key blob, in CryptoAPI's own (little-endian) byte order. The value is the part of

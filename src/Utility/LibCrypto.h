@@ -2,8 +2,8 @@
 
 namespace qsn {
 
-// libcrypto is linked into the DLL. Its own exit handler would run after the DLL is gone, so it is started without one
-// before its first use (this call, cheap when repeated) ...
+// libcrypto is linked into the DLL. Its own exit handler would run after the DLL has gone, so it is started without one
+// before its first use (this call, cheap if repeated) ...
 void StartLibCrypto() noexcept;
 // ... gives back a thread's share at the end of each of our threads ...
 void LeaveLibCryptoThread() noexcept;

@@ -36,7 +36,7 @@ const char* HashParts(HCRYPTPROV provider, std::initializer_list<Bytes> parts, s
     return nullptr;
 }
 
-// The digest of the parts in a row.
+// The digest of the parts, one after the other.
 Digest Hash(HCRYPTPROV provider, std::initializer_list<Bytes> parts) {
     Digest digest;
     digest.error = HashParts(provider, parts, digest.bytes);

@@ -46,7 +46,7 @@ UniqueCipherContext NewCipherContext() {
 }
 
 bool SwitchPaddingOff(EVP_CIPHER_CTX* context) {
-    // On a context without a cipher OpenSSL 3 reports failure, but keeps the wish for the cipher that comes.
+    // On a context without a cipher OpenSSL 3 reports failure, but keeps the setting for the cipher to come.
     EVP_CIPHER_CTX_set_padding(context, 0);
     return EVP_CIPHER_CTX_test_flags(context, EVP_CIPH_NO_PADDING) != 0;
 }
@@ -95,7 +95,7 @@ Outcome<std::size_t> DecryptGcm(EVP_CIPHER_CTX* context, const AesKey& key, cons
     return {S_OK, static_cast<std::size_t>(length) + static_cast<std::size_t>(rest)};
 }
 
-// Otherwise OpenSSL would ask the user of the host's program for a pass phrase, if the text says that it is encrypted.
+// Otherwise, if the text says that it is encrypted, OpenSSL would ask the user of the host's program for a pass phrase.
 int RefusePassPhrase(char* /*buffer*/, int /*size*/, int /*forWriting*/, void* /*argument*/) { return -1; }
 
 Outcome<Bytes> EncryptRaw(RSA* rsa, const AesKey& key) {
@@ -159,7 +159,7 @@ Outcome<Bytes> AesDecrypt(UniqueCipherContext context, const AesKey& key, std::s
     return Guarded([&]() -> Outcome<Bytes> {
         Bytes output(input.size());
         const Outcome<std::size_t> length = DecryptGcm(context.get(), key, iv.data(), input, output.data());
-        // Text that was not proved genuine goes no further.
+        // A text that was not proved genuine goes no further.
         if (FAILED(length.result)) OPENSSL_cleanse(output.data(), output.size());
         output.resize(length.value);
         return {length.result, std::move(output)};

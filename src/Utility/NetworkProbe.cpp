@@ -3,7 +3,7 @@
 namespace qsn {
 namespace {
 
-// The host's own folder and the system's, but not the current folder, which may hold anybody's file.
+// The host's own folder and the system's, but not the current folder, where the file may be anybody's.
 constexpr DWORD kTrustedFolders = LOAD_LIBRARY_SEARCH_APPLICATION_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32;
 
 }  // namespace

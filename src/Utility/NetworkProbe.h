@@ -6,8 +6,8 @@
 
 namespace qsn {
 
-// The platform's word on whether there is a network. Its library is loaded at the first question and kept: to load and
-// free it costs more than a whole exchange.
+// Asks the platform whether there is a network. The platform's library is loaded at the first question and kept: to
+// load and free it costs more than a whole exchange.
 class NetworkProbe {
 public:
     // Non-zero if the platform reports a connection; 0 also if the library is missing.

@@ -10,7 +10,7 @@
 
 namespace qsn {
 
-using UniqueBio = std::unique_ptr<BIO, Deleter<BIO_free_all>>;  // with all that is chained behind it
+using UniqueBio = std::unique_ptr<BIO, Deleter<BIO_free_all>>;  // with everything that is chained behind it
 using UniqueRsa = std::unique_ptr<RSA, Deleter<RSA_free>>;
 using UniqueCipherContext = std::unique_ptr<EVP_CIPHER_CTX, Deleter<EVP_CIPHER_CTX_free>>;
 

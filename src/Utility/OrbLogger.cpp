@@ -77,7 +77,7 @@ Function* OrbLogger::EntryPoint(const char* name) const noexcept {
 }
 
 bool OrbLogger::IsLoaded() const noexcept {
-    // A handle of all ones, and the one below it, stand for no module like null does.
+    // Like null, a handle of all ones and the one below it stand for no module.
     const auto value = reinterpret_cast<UINT_PTR>(m_module.Get());
     return value != 0 && value < ~UINT_PTR{0} - 1;
 }

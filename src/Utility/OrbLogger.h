@@ -10,8 +10,8 @@
 namespace qsn {
 
 // The suite's usage log, an optional DLL of the maker: without it, or without one of its entry points, nothing happens.
-// Every operation works under the object's own lock, so that host and worker thread may both log; the entry points are
-// looked up at each call because `Load` may exchange the module.
+// Every operation takes the object's own lock, so that host and worker thread may both log. The entry points are looked
+// up at each call, because `Load` may exchange the module.
 class OrbLogger {
 public:
     OrbLogger() noexcept = default;
@@ -20,7 +20,7 @@ public:
     // Reports `Orb_Uninit(1)` if an `Init` has not been followed by `Uninit`.
     ~OrbLogger();
 
-    // Loads "Orb.dll" by bare name; a failure leaves the log empty.
+    // Loads "Orb.dll" by its bare name. A failure leaves the log empty.
     void Load() noexcept;
     // Exchanges the module for the one in `folder`. The old module goes only if the new file exists.
     void Load(const std::wstring& folder) noexcept;
@@ -31,7 +31,7 @@ public:
     void Uninit(std::uint32_t reason) noexcept;
 
 private:
-    // Null if the module is not there or lacks it.
+    // Null if there is no module, or if it lacks the function.
     template <class Function>
     Function* EntryPoint(const char* name) const noexcept;
     bool IsLoaded() const noexcept;

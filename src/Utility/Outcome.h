@@ -4,7 +4,7 @@
 
 namespace qsn {
 
-// A result code and what came along with it. What that is if the code is a failure, the function says.
+// A result code and the value that came with it. If the code is a failure, each function says what the value is.
 template <class Value>
 struct Outcome {
     HRESULT result = S_OK;

@@ -7,8 +7,8 @@
 
 namespace qsn {
 
-// Base of what a call of the system may still read and write when the DLL has gone: on the process's own heap, where it
-// can be left for good.
+// Base of what a call of the system may still read and write after the DLL has gone. It lies on the process's own heap,
+// where it can stay for good.
 struct OnSystemHeap {
     static void* operator new(std::size_t size) {
         void* const memory = HeapAlloc(GetProcessHeap(), 0, size);

@@ -14,7 +14,7 @@ constexpr std::size_t kBufferSize = 2048;
 constexpr std::size_t kPrefixLength = 6;
 constexpr std::size_t kTextSize = kBufferSize - kPrefixLength - 1;
 
-// A line that is being written. It belongs to the call and not to the process: no thread overwrites another's.
+// A line that is being written. It belongs to the call and not to the process, so no thread overwrites another's.
 template <class Char>
 class Line {
 public:
@@ -25,8 +25,7 @@ public:
     }
 
     Char* Text() noexcept { return m_buffer + kPrefixLength; }
-    // Ends a line that was cut off with a line feed, in the place of its terminator; lies unseen behind any shorter
-    // line.
+    // Ends a line that was cut off with a line feed, in place of its terminator. Behind a shorter line it is not seen.
     const Char* Finish() noexcept {
         m_buffer[kBufferSize - 2] = '\n';
         m_buffer[kBufferSize - 1] = '\0';

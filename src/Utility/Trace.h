@@ -8,15 +8,15 @@
 
 namespace qsn {
 
-// One switch serves the whole process. It is off at process start; `ReadDumpSwitch` can turn it on and nothing turns it
-// off again, so that a line never depends on which library object happened to be created last. A line needs no lock and
-// no memory but the stack.
+// One switch serves the whole process. It is off at first. `ReadDumpSwitch` can turn it on, and nothing turns it off
+// again, so that a line never depends on which library object was created last. A line needs no lock and no memory but
+// the stack.
 extern std::atomic<bool> g_traceEnabled;
 
 // Turns tracing on if the user's "DumpQSN" value under "Software\Quillfern\QSN" is non-zero.
 void ReadDumpSwitch();
 
-// Use the macros below; these format unconditionally. Text beyond 2040 characters is cut off.
+// Use the macros below: these always format. Text beyond 2040 characters is cut off.
 void WriteTraceW(const wchar_t* format, ...);
 void WriteTraceA(const char* format, ...) __attribute__((format(ms_printf, 1, 2)));
 

@@ -7,7 +7,7 @@
 
 namespace qsn {
 
-// Owner of a Win32 resource that goes back to `close`, with 0 or null for none. Each use is a type of its own.
+// Owner of a Win32 resource that is given back to `close`; 0 or null stands for none. Each use is a type of its own.
 template <class Handle, auto close>
 class UniqueResource {
 public:
@@ -53,7 +53,7 @@ Function* FindFunction(HMODULE module, const char* name) noexcept {
     return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(module, name)));
 }
 
-// Win32 locks and not the standard library's: those would leave a TLS index behind each time the DLL is unloaded.
+// Win32 locks, because the standard library's would leave a TLS index behind each time the DLL is unloaded.
 class SlimLock {
 public:
     SlimLock() noexcept = default;
@@ -69,7 +69,7 @@ private:
     SRWLOCK m_lock = SRWLOCK_INIT;
 };
 
-// One that its owner may take again. Slower to make than the other and, under Wine, twice as fast to take.
+// A lock that its owner may take again. It is slower to make than the other but, under Wine, twice as fast to take.
 class CriticalSection {
 public:
     CriticalSection() noexcept { InitializeCriticalSection(&m_section); }

@@ -4,8 +4,8 @@
 
 namespace qsn {
 
-// Wipes what a container of bytes holds when the scope ends. Declare it behind the container; the container must not
-// have moved its contents by growing, or the older copies stay behind.
+// Wipes what a container of bytes holds when the scope ends. Declare it behind the container. The container must not
+// have moved its contents by growing, or the older copies stay in memory.
 template <class Container>
 class WipeAtEnd {
 public:

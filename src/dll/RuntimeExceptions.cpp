@@ -1,8 +1,8 @@
 // Where the statically linked C++ runtime keeps what it knows of each thread's exceptions.
 //
-// The runtime's own version allocates that at a thread's first exception and ends the process if there is no memory:
-// just when std::bad_alloc is on its way to the border where it becomes a result code. These two functions take the
-// place of its own and need no memory for as many threads as ever throw at the same time.
+// The runtime's own version allocates that at a thread's first exception, and ends the process if there is no memory.
+// That happens just when std::bad_alloc is on its way to the border where it becomes a result code. These two functions
+// replace it and need no memory for as many threads as ever throw at the same time.
 #include <pthread.h>
 #include <windows.h>
 
@@ -42,7 +42,7 @@ ExceptionState* TakePlace() noexcept {
     return static_cast<ExceptionState*>(std::calloc(1, sizeof(ExceptionState)));
 }
 
-// Made when the DLL is loaded, and given back with the runtime's other keys.
+// Made when the DLL is loaded and given back with the runtime's other keys.
 const pthread_key_t g_key = [] {
     pthread_key_t key = 0;
     if (pthread_key_create(&key, &GiveBack) != 0) std::abort();

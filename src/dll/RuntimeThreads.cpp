@@ -1,10 +1,10 @@
 // The ten thread primitives that the statically linked C++ runtime asks for (exceptions, guarded statics, locales).
 //
 // MinGW's own library for them keeps a thread-local index and two handles each time a DLL that contains it is freed:
-// 300 rounds of load and free took a host from 79 handles to 681. These give everything back. They are made for what
-// the runtime does with them, short critical sections and initialisations that hardly ever meet, and so a thread that
-// finds one taken gives way and looks again. The system's own waits do not fit: its locks do not know their owner, and
-// its one-time initialisation is larger than the runtime's.
+// 300 rounds of load and free took a host from 79 handles to 681. These give everything back. The
+// runtime uses them for short critical sections and for initialisations that hardly ever meet. So a thread that finds
+// one taken gives way and looks again. The system's own waits do not fit: its locks do not know their owner, and its
+// one-time initialisation is larger than the runtime's.
 #include "dll/RuntimeThreads.h"
 
 #include <pthread.h>
@@ -20,13 +20,13 @@ void GiveWay() noexcept {
     if (!SwitchToThread()) Sleep(1);
 }
 
-// A mutex is free at 0 and at the static initialisers, which are negative; locked it holds its owner and how often.
+// A mutex is free if it is 0 or a static initialiser, which is negative. A locked one holds its owner and how often.
 constexpr std::intptr_t Locked(DWORD owner, std::intptr_t depth) {
     return (static_cast<std::intptr_t>(owner) << 16) | depth;
 }
 constexpr bool IsOwnedBy(std::intptr_t state, DWORD thread) { return state > 0 && (state >> 16) == thread; }
 
-// Fiber-local, because only these are given back for every thread at once.
+// Fiber-local, because only such keys are given back for every thread at once.
 constexpr int kMaxKeys = 8;
 std::atomic<int> g_keyCount{0};
 DWORD g_keys[kMaxKeys];
@@ -45,7 +45,7 @@ void __freeres();
 // NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming)
 
 void ReturnRuntimeState() noexcept {
-    __gnu_cxx::__freeres();  // memory for exceptions when there is no other
+    __gnu_cxx::__freeres();  // memory for exceptions if there is no other
     ReturnKeys();
 }
 

@@ -1,5 +1,5 @@
 #pragma once
 
-// Gives back what the runtime keeps to itself, its thread-local keys for every thread. To be called last when the DLL
-// goes and the process stays.
+// Gives back what the runtime keeps to itself, with its thread-local keys for every thread. To be called last, when the
+// DLL goes and the process stays.
 void ReturnRuntimeState() noexcept;

@@ -16,21 +16,17 @@ HRESULT QSNThreadContext::CheckTokenValidCmdProc(bool singleSignOn) {
         DoCallback(QSN_ACTION_CHECK_TOKEN_ROUTINE_RESULT, QSN_CALLBACK_NETWORK_OR_UNKNOWN, nullptr);
         return S_FALSE;
     }
-    Outcome<ReplyPayload> check;
-    const HRESULT hr = Guarded([&] {
-        check = OnlineCheckTokenValid();
-        return check.result;
-    });
-    const int code = HRESULT2CallbackResult(hr);
-    // Some codes are local failures, too, and those say nothing about the token.
+    const Outcome<ReplyPayload> check = Guarded([this] { return OnlineCheckTokenValid(); });
+    const int code = HRESULT2CallbackResult(check.result);
+    // Some codes also stand for local failures, which say nothing about the token.
     const bool isRefused = check.value.serverResult != 0 && code > QSN_CALLBACK_NETWORK_OR_UNKNOWN;
     if (isRefused) DropRefusedToken(singleSignOn, code);
     DoCallback(QSN_ACTION_CHECK_TOKEN_ROUTINE_RESULT, code, nullptr);
-    return hr;
+    return check.result;
 }
 
 void QSNThreadContext::DropRefusedToken(bool singleSignOn, int callbackResult) {
-    // Another user may have signed in since the check was sent, and that token is not refused.
+    // Another user may have signed in since the check was sent. That user's token is not refused.
     if (singleSignOn && DeleteAccessToken(m_state.accessToken.Text())) {
         TraceA("Clear SSO token due to server verify token failed\n");
     } else {
@@ -54,7 +50,7 @@ HRESULT QSNThreadContext::EnableCheckTokenRoutine(int nextVerifyTime) {
     return S_OK;
 }
 
-// Right after the reply was read, whatever came of that: a token check always sets the routine, any other reply if
+// Right after the reply was read, whatever came of that. A token check always sets the routine, any other reply only if
 // it brings a time.
 void QSNThreadContext::RearmCheckTokenRoutine(RequestType type, const ReplyPayload& payload) {
     if (type == RequestType::kVerifyToken) {

@@ -11,7 +11,7 @@ namespace qsn {
 
 inline constexpr std::uint32_t kRoutineEventCheckToken = 1;  // ROUTINE_EVENT_CHECK_TOKEN
 
-// Whom the timer tells that an entry's time is over. Called on the timer's thread under the timer's lock: post work and
+// Told by the timer that an entry's time is over. Called on the timer's thread under the timer's lock: post work and
 // return, and do not call the timer.
 class RoutineTimerCallback {
 public:
@@ -21,8 +21,8 @@ protected:
     ~RoutineTimerCallback() = default;
 };
 
-// Counts the time to the next token check down in ticks of 100 ms, on a thread of its own.
-// Any thread but the timer's own may call. Its lock is never held while anybody waits.
+// Counts down to the next token check in ticks of 100 ms, on a thread of its own.
+// Any thread but the timer's own may call. Its lock is never held during a wait.
 class RoutineTimer final : public PVWorkerThread {
 public:
     RoutineTimer() = default;
@@ -30,16 +30,16 @@ public:
     RoutineTimer& operator=(const RoutineTimer&) = delete;
     ~RoutineTimer() override;
 
-    // Nothing happens if the timer has been initialised already. The thread is left to `Run`, so that nobody waits for
-    // it to start.
+    // Does nothing if the timer has been initialised already. `Run` starts the thread, so that nobody waits for that
+    // here.
     HRESULT Init(RoutineTimerCallback* callback);
-    // Starts the thread of a timer that has been initialised. Without a thread it is as if it had not been.
+    // Starts the thread of an initialised timer. If there is no thread, it is as if it had not been initialised.
     void Run();
     // 0 if the timer was initialised, 1 if it was not. No event comes once this has returned.
     HRESULT Uninit();
 
-    // Arms the token check anew, to fire after `interval` seconds and then again after each, or disarms it. `event` is
-    // not looked at. E_INVALIDARG: enabled with an interval of 0. E_NOTIMPL: the timer is not initialised.
+    // Arms the token check anew, to fire after every `interval` seconds, or disarms it. `event` is ignored.
+    // E_INVALIDARG: enabled with an interval of 0. E_NOTIMPL: the timer is not initialised.
     HRESULT SetRoutine(std::uint32_t event, bool enable, std::uint32_t interval);
 
     DWORD ThreadProc() override;

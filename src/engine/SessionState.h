@@ -20,7 +20,7 @@ struct SessionState {
     SecretText accessToken;  // at most 63 characters
     std::string memberId;    // of the access token's user, as user info gave it; empty until it has been read
 
-    // What is known of the user goes with the token.
+    // What is known of the user is forgotten with the old token.
     void SetAccessToken(SecretText token) noexcept {
         accessToken = std::move(token);
         memberId.clear();

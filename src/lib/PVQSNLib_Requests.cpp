@@ -4,7 +4,6 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <type_traits>
 #include <utility>
 
 #include "Utility/Guard.h"
@@ -50,14 +49,15 @@ constexpr std::array kPlainKinds{
 // A secret in a function object that may be copied.
 std::shared_ptr<const SecretText> Shared(const char* text) { return std::make_shared<SecretText>(text ? text : ""); }
 
-template <class Value>
-Work Setting(int item, Value value) {
-    return [item, value = std::move(value)](QSNThreadContext& context, Text&) {
-        if constexpr (std::is_same_v<Value, std::wstring>)
-            return context.SetConfig(item, value.c_str());
-        else
-            return context.SetConfig(item, &value);
+Work TextSetting(int item, const char* text) {
+    if (!text) return nullptr;
+    return [item, value = std::make_shared<const std::wstring>(Utf8ToWide(text))](QSNThreadContext& context, Text&) {
+        return context.SetConfig(item, value->c_str());
     };
+}
+
+Work NumberSetting(int item, std::uint32_t value) {
+    return [item, value](QSNThreadContext& context, Text&) { return context.SetConfig(item, &value); };
 }
 
 template <class Reading, class Read>
@@ -83,8 +83,10 @@ HRESULT STDMETHODCALLTYPE PVQSNLib::Start(const QSN_REQUEST* request, IQSNComple
         if (!session.book->Add(*made)) return QSN_RETURN_E_NOT_INITIALIZED;
         const HRESULT queued = Guarded([&] { return session.worker->PostTask(task), S_OK; });
         if (FAILED(queued)) session.book->Withdraw(*made);
-        if (SUCCEEDED(queued) && started) *started = AddReference(made.get()).release();
-        return queued;
+        if (FAILED(queued) || !started) return queued;
+        made->AddRef();
+        *started = made.get();
+        return S_OK;
     });
 }
 
@@ -128,10 +130,10 @@ HRESULT PVQSNLib::SignOutOn(QSNThreadContext& context) {
 Work PVQSNLib::ConfigWork(const QSN_REQUEST& request) {
     switch (request.item) {
         case QSNCFG_SET_LANGUAGE:
-        case QSNCFG_SET_EXTEND_DATA: return request.text ? Setting(request.item, Utf8ToWide(request.text)) : nullptr;
+        case QSNCFG_SET_EXTEND_DATA: return TextSetting(request.item, request.text);
         case QSNCFG_SET_PLATFORM_INFO:
         case QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE:
-        case QSNCFG_USE_TESTBED: return Setting(request.item, request.value);
+        case QSNCFG_USE_TESTBED: return NumberSetting(request.item, request.value);
         case QSNCFG_ENABLE_SINGLE_SIGNON:
             return [this, on = request.value != 0](QSNThreadContext&, Text&) { return SwitchSingleSignOn(on); };
         case QSNCFG_SET_MEMBER_TOKEN:

@@ -21,7 +21,7 @@ ULONG STDMETHODCALLTYPE CPVUnknown::NonDelegatingAddRef() {
 ULONG STDMETHODCALLTYPE CPVUnknown::NonDelegatingRelease() {
     const LONG references = InterlockedDecrement(&m_nReferences);
     if (references != 0) return static_cast<ULONG>(references);
-    // Whatever the destructor passes `this` to may reference and release it again without a second destruction.
+    // If the destructor passes `this` on, a further reference and its release must not destroy the object again.
     m_nReferences = 1;
     delete this;
     return 0;

@@ -6,7 +6,8 @@
 
 namespace qsn {
 
-// The three operations of IUnknown under other names, in the same slots: a pointer to one can pass for the other.
+// The three operations of IUnknown under other names, in the same slots, so that a pointer to one can pass for the
+// other.
 class INonDelegatingUnknown {
 public:
     virtual HRESULT STDMETHODCALLTYPE NonDelegatingQueryInterface(REFIID iid, void** ppv) = 0;
@@ -17,7 +18,7 @@ protected:
     ~INonDelegatingUnknown() = default;
 };
 
-// Reference counting of every object that a host gets. The count starts at 1; no object is ever aggregated, so the
+// Reference counting of every object that a host gets. The count starts at 1. No object is ever aggregated, so the
 // outer unknown is the object's own.
 class CPVUnknown : public INonDelegatingUnknown {
 public:
@@ -39,7 +40,7 @@ private:
     volatile LONG m_nReferences = 1;
 };
 
-// Stands in a class that derives from a COM interface and from CPVUnknown.
+// For a class that derives from a COM interface and from CPVUnknown.
 #define QSN_DELEGATE_IUNKNOWN                                                   \
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** ppv) override { \
         return Outer()->QueryInterface(iid, ppv);                               \

@@ -13,7 +13,7 @@ class CQSNMenuItem final : public DataSet<IQSNDataSet> {
 public:
     CQSNMenuItem(std::string item, std::string url) : m_fields({std::move(item), std::move(url)}) {}
 
-    // Unlike other records, menu elements do not look at the output first.
+    // Unlike other records, menu elements do not check the output first.
     HRESULT STDMETHODCALLTYPE GetInt(int32_t, int32_t*) override { return E_INVALIDARG; }
 
 private:

@@ -14,8 +14,8 @@
 
 namespace qsn {
 
-// One product of a list, its fields numbered as in kProductFields. The fields lie behind the object in the same block
-// of memory, because lists are long.
+// One product of a list, with its fields numbered as in kProductFields. They lie behind the object in the same block of
+// memory, because lists are long.
 class CQSNProductItem final : public DataSet<IQSNDataSet> {
 public:
     // Copies the texts. Throws std::bad_alloc.

@@ -50,7 +50,7 @@ public:
     }
 
 protected:
-    // The text of field `id`; nothing if that is not a text field.
+    // The text of field `id`. Nothing if that is not a text field.
     virtual std::optional<std::string_view> Text(int32_t id) const = 0;
 };
 

@@ -15,8 +15,8 @@ class DataSetList : public IQSNList, public CPVUnknown {
 public:
     QSN_DELEGATE_IUNKNOWN
 
-    // Takes a reference of its own. E_NOINTERFACE if `element` is not a record. Not to be called any more once the
-    // host has the list.
+    // Takes a reference of its own. E_NOINTERFACE if `element` is not a record. Not to be called after the host has got
+    // the list.
     HRESULT Append(IUnknown* element);
     void Reserve(std::size_t count) { m_elements.reserve(count); }
 

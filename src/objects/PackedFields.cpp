@@ -5,8 +5,8 @@
 namespace qsn {
 namespace {
 
-// An entry: one byte of id and kind, then the text's length and bytes, or the number. Lengths are seven bits a byte,
-// the lowest first, with the top bit set on all but the last.
+// An entry: one byte for id and kind, then the text's length and bytes, or the number. A length takes seven bits of
+// each byte, the lowest first, with the top bit set in all but the last.
 constexpr unsigned char kTextMark = 0x80;
 constexpr unsigned kLengthBits = 7;
 constexpr std::size_t kMoreLength = std::size_t{1} << kLengthBits;

@@ -7,8 +7,8 @@
 
 namespace qsn {
 
-// Texts and numbers under small ids, packed into one block of memory: a product has some forty fields, of which most
-// are empty, and a list has tens of thousands of products. Empty texts and zeros take no room.
+// Texts and numbers under small ids, packed into one block of memory. A list has tens of thousands of products with
+// some forty fields each, and most of those are empty. Empty texts and zeros take no room.
 class PackedFields {
 public:
     struct Field {
@@ -22,7 +22,7 @@ public:
     // Fills a block of `SizeOf` bytes.
     static void Pack(std::span<const Field> fields, char* block) noexcept;
 
-    // Reads a packed block, which stays the caller's.
+    // Reads a packed block, which still belongs to the caller.
     explicit PackedFields(const char* block) noexcept : m_block(block) {}
 
     // Empty, or 0, if `id` holds nothing or something of the other kind.

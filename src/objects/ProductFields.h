@@ -13,7 +13,7 @@ namespace qsn {
 enum class ProductFieldKind : std::uint8_t {
     kText,
     kInteger,
-    kUntypedInteger,  // a number that GetFieldType does not know: hosts have been written against that
+    kUntypedInteger,  // a number that GetFieldType does not know: hosts rely on that
 };
 
 struct ProductField {
@@ -70,7 +70,7 @@ inline constexpr std::array kProductFields{
     ProductField{QSN_PRODUCT_DEMO_URL, "demoUrl"},
 };
 
-// Row n stands for id n + 1, so that looking a field up is one subtraction.
+// Row n stands for id n + 1, so that finding a field is one subtraction.
 static_assert(std::ranges::all_of(kProductFields, [](const ProductField& field) {
     return field.id == &field - kProductFields.data() + 1;
 }));

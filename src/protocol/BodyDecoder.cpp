@@ -21,7 +21,7 @@ constexpr std::array kEncodings{
 constexpr int kAnyFrame = 15 + 32;  // gzip's or zlib's, as the first bytes say
 constexpr int kNoFrame = -15;
 
-// Some services send "deflate" without the frame that it ought to have. Neither frame starts like that.
+// Some services send "deflate" without its frame. Such data starts like neither frame.
 bool HasFrame(std::string_view encoded) {
     const auto first = static_cast<unsigned char>(encoded[0]);
     return first == 0x1f || (first & 0x0f) == Z_DEFLATED;

@@ -7,13 +7,13 @@
 
 namespace qsn {
 
-// Undoes a reply body's encoding, piece by piece. Not libcurl's work here: that takes a body whose encoding ends too
-// early for a whole one.
+// Undoes a reply body's encoding, piece by piece. This is not left to libcurl, which takes a body whose encoding ends
+// too early for a complete one.
 class BodyDecoder {
 public:
     enum class Encoding { kNone, kCompressed, kUnknown };
 
-    // Of a "Content-Encoding" value: gzip, deflate or none.
+    // The encoding that a "Content-Encoding" value names: gzip, deflate or none.
     static Encoding EncodingOf(std::string_view value);
 
     BodyDecoder() = default;
@@ -21,7 +21,7 @@ public:
     BodyDecoder(const BodyDecoder&) = delete;
     BodyDecoder& operator=(const BodyDecoder&) = delete;
 
-    // For what follows. False: it is an encoding that is not undone here.
+    // For the bytes that follow. False: this encoding is not undone here.
     bool Begin(Encoding encoding) noexcept;
     // Calls `take` with the decoded pieces, as long as it returns true. False: the encoding is broken, `take` wants no
     // more, or there is no memory.
@@ -34,7 +34,7 @@ private:
     static constexpr std::size_t kPiece = 16384;
 
     bool Start(std::string_view encoded) noexcept;
-    // The next decoded bytes, at most kPiece, into `piece`; false at a broken encoding.
+    // Puts the next decoded bytes, at most kPiece, into `piece`. False if the encoding is broken.
     bool Inflate(char* piece, std::size_t* size) noexcept;
 
     z_stream m_stream{};

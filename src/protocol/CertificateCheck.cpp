@@ -45,15 +45,15 @@ TransferError ErrorOf(DWORD error) noexcept {
     }
 }
 
-// What the policy of some systems (Wine's) says nothing about: it judges the end of a chain only if there is one.
+// What the policy of some systems (Wine's) does not judge: it looks at the end of a chain only if there is one.
 TransferError TrustError(DWORD trust) noexcept {
     if (trust == 0) return TransferError::kNone;
     if (trust & CERT_TRUST_IS_NOT_TIME_VALID) return TransferError::kCertificateDate;
     return TransferError::kCertificateAuthority;
 }
 
-// With a chain of its own: if nothing is known of revocation, which is nearly always so, the policy of Wine stops at
-// that and looks neither at the name nor at the time.
+// Uses a chain of its own. Nearly always nothing is known of revocation. Wine's policy would then stop and look neither
+// at the name nor at the time.
 bool IsKnownAsRevoked(PCCERT_CONTEXT leaf) noexcept {
     const UniqueChain chain =
         BuildChain(leaf, CERT_CHAIN_REVOCATION_CHECK_CHAIN_EXCLUDE_ROOT | CERT_CHAIN_REVOCATION_CHECK_CACHE_ONLY);

@@ -10,9 +10,9 @@
 
 namespace qsn {
 
-// `kNone` if the system's chain engine takes the server certificate `leaf`, with the certificates that came along in
-// its store, for `host` at this time; else what is wrong with it. Missing certificates may be fetched by the system;
-// revocation is judged by what the system knows already, so that nobody waits for a list.
+// `kNone` if the system's chain engine accepts the server certificate `leaf`, with the certificates that came along in
+// its store, for `host` at this time; else what is wrong with it. The system may fetch missing certificates. Revocation
+// is judged by what the system knows already, so that nobody waits for a list.
 TransferError CheckServerCertificate(PCCERT_CONTEXT leaf, const std::wstring& host) noexcept;
 
 }  // namespace qsn

@@ -9,7 +9,7 @@
 namespace qsn {
 namespace {
 
-SlimLock g_usersLock;  // held while libcurl starts and ends, which nothing else may run beside
+SlimLock g_usersLock;  // held while libcurl starts and ends; nothing else may run meanwhile
 unsigned g_users = 0;
 
 bool Start() noexcept {

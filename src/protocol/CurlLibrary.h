@@ -2,8 +2,8 @@
 
 namespace qsn {
 
-// One use of libcurl and Winsock: the first in the process starts them, the last one ends them, so that nothing is left
-// when the host frees the DLL. Starting takes tens of milliseconds, too long for `Init`.
+// One use of libcurl and Winsock. The first in the process starts them and the last one ends them, so that nothing is
+// left when the host frees the DLL. Starting takes tens of milliseconds, too long for `Init`.
 class CurlLibrary {
 public:
     CurlLibrary() noexcept;

@@ -5,7 +5,7 @@
 
 namespace qsn {
 
-// The operations of the service. The numbers are the field's own; the gaps belong to operations of other products.
+// The operations of the service, with the numbers of its protocol. The gaps belong to operations of other products.
 enum class RequestType {
     kSignOut = 5,
     kGetUserInfo = 6,
@@ -18,7 +18,7 @@ enum class RequestType {
     kRefreshMemberToken = 20,
 };
 
-// An address of the service. The scheme is https, the port its own.
+// An address of the service. The scheme is https, with its usual port.
 struct ServerURL {
     std::string host;
     std::string path;

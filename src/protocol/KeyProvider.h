@@ -7,7 +7,7 @@ namespace qsn {
 // The keys that the library was built with, by slot.
 enum class KeySlot { kRequest = 0, kReply = 2 };
 
-// A key blob, wiped from memory with its owner. Of length 0 for a slot that holds no key.
+// A key blob, wiped from memory with its owner. Its length is 0 if the slot holds no key.
 class ProvidedKey {
 public:
     explicit ProvidedKey(KeySlot slot) noexcept;

@@ -11,7 +11,7 @@ namespace qsn {
 
 // The texts of the member-auth exchange: what is sent, and what is read from its replies and tokens.
 
-// E_OUTOFMEMORY if the writer ran out of it.
+// E_OUTOFMEMORY if memory ran out.
 Outcome<std::string> WriteMemberInitBody(const std::string& productSID);
 Outcome<std::string> WriteMemberRefreshSecret(const std::string& refreshToken, std::uint64_t memberId);
 Outcome<std::string> WriteMemberRefreshBody(const std::string& wrappedKey, const std::string& encryptedSecret,
@@ -20,10 +20,10 @@ Outcome<std::string> WriteMemberRefreshBody(const std::string& wrappedKey, const
 inline constexpr int kUnreadableResult = -1;  // translated like any unknown number
 
 struct MemberAuthReply {
-    int result = 0;  // these replies may carry one, most do not
+    int result = 0;  // these replies may have one, most have not
     std::string additionalMessage;
 };
-// The parts of a reply that do not depend on its kind; those of an empty one if it is not JSON.
+// The parts of a reply that do not depend on its kind. If it is not JSON, they are those of an empty reply.
 MemberAuthReply ReadMemberAuthResult(std::string_view reply);
 
 struct MemberAuthInfo {

@@ -15,7 +15,7 @@ struct AuthenticationPair {
     char digest[64];
 };
 
-// Makes and checks pairs, all with one provider context, which takes longer to acquire than a pair to make. For one
+// Makes and checks pairs, all with one provider context: to acquire that takes longer than to make a pair. For one
 // thread.
 class MessageAuthentication {
 public:
@@ -24,9 +24,9 @@ public:
     // E_POINTER: null body or output. E_FAIL: the key was refused. E_UNEXPECTED: the token does not fit.
     HRESULT GenerateTokenAndDigest(const KeyBlob& requestKey, std::string_view body, AuthenticationPair* pair);
 
-    // Checks the pair of a reply. E_FAIL if it does not belong to `body`, the token is not a hexadecimal text or too
-    // long, or the key does not decrypt it; E_OUTOFMEMORY if that could not be found out. The digest's letter case
-    // matters.
+    // Checks the pair of a reply. E_FAIL if it does not belong to `body`, if the token is not a hexadecimal text or
+    // too long, or if the key does not decrypt it. E_OUTOFMEMORY if that could not be found out. The digest's letter
+    // case matters.
     HRESULT CheckTokenAndDigest(const KeyBlob& replyKey, std::string_view body, std::string_view token,
                                 std::string_view digest);
 

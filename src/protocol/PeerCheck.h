@@ -9,12 +9,12 @@
 
 namespace qsn {
 
-// Whether the other end of a connection may be sent a request. The library asks for itself, whatever the TLS beneath it
-// has said: Wine's takes every certificate and old versions of TLS, too.
+// Whether the other end of a connection may be sent a request. The library checks this itself, whatever the system's
+// TLS has said: Wine's accepts every certificate, and old versions of TLS too.
 class PeerCheck {
 public:
-    // For the moment between handshake and request. A certificate is judged once a connection; on a connection that is
-    // used again it must still be the one that was accepted, also if that connection was never judged.
+    // For the moment between handshake and request. A certificate is judged once for each connection. On a connection
+    // that is used again it must still be the one that was accepted, even if that connection was never judged.
     TransferError Check(CURL* easy, const std::string& host);
 
 private:

@@ -51,9 +51,9 @@ constexpr auto kFieldsByMember = [] {
     return fields;
 }();
 
-// jsoncpp holds members in a tree, whose walk waits for memory at each of them, but it made those of the next product
-// right behind those of this one. So the processor is told to fetch as much as this one took: a wrong guess
-// costs nothing, and without it waiting was two thirds of the time of a long list.
+// jsoncpp holds members in a tree, and a walk through it waits for memory at each of them. But it made those of the
+// next product right behind those of this one. So the processor is told to fetch as much as this one took. A wrong
+// guess costs nothing. Without this, waiting was two thirds of the time of a long list.
 class MemoryAhead {
 public:
     void Start() {
@@ -65,7 +65,7 @@ public:
         m_first = std::min(m_first, address);
         m_last = std::max(m_last, address);
     }
-    // Inlined, because the compiler leaves out the call of a function that does nothing else.
+    // Inlined, because the compiler would drop the call of a function that does nothing else.
     [[gnu::always_inline]] void Fetch() const {
         if (m_first >= m_last) return;
         const std::uintptr_t size = std::min(m_last - m_first, kMostAhead);
@@ -81,7 +81,7 @@ private:
     std::uintptr_t m_last = 0;
 };
 
-// Gathers the members of one product after the other as views, so that the item alone copies them.
+// Gathers the members of one product after the other as views, so that only the item copies them.
 class ProductReader {
 public:
     UniqueCom<CQSNProductItem> Read(const Json::Value& product) {
@@ -93,7 +93,7 @@ public:
     }
 
 private:
-    // Both sides are in the same order: one walk along them in place of forty searches.
+    // Both sides are in the same order, so one walk along them replaces forty searches.
     void GatherMembers(const Json::Value& product) {
         auto row =
             std::ranges::find_if(kFieldsByMember, [](const NamedField& field) { return !field.member.text.empty(); });
@@ -102,7 +102,7 @@ private:
             const char* nameEnd = nullptr;
             const char* const name = member.memberName(&nameEnd);
             const MemberName wanted(std::string_view(name, nameEnd));
-            // Mostly the next row is the one, and then this is the only comparison.
+            // Usually the next row is the right one, and then this is the only comparison.
             if (row->member != wanted) {
                 while (row != kFieldsByMember.end() && row->member < wanted) ++row;
                 if (row == kFieldsByMember.end()) return;

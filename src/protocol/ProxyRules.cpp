@@ -15,8 +15,8 @@ struct Protocol {
     std::string_view forCurl;
     int port;  // unless one is given
 };
-// A proxy reached through TLS is unknown to these settings. SOCKS means version 4, and the name is the proxy's to
-// resolve.
+// These settings do not know a proxy that is reached through TLS. SOCKS means version 4, and the proxy resolves the
+// name.
 constexpr Protocol kProtocols[] = {
     {"http", "http://", 80},        {"https", "http://", 443},      {"socks", "socks4a://", 1080},
     {"socks4", "socks4a://", 1080}, {"socks5", "socks5h://", 1080},
@@ -28,7 +28,7 @@ std::string LowerCase(std::string_view text) {
     return lower;
 }
 
-// Takes the text up to `mark` and the mark off the front of `text`; nothing if there is no mark.
+// Takes the text up to `mark`, and the mark, off the front of `text`. Nothing if there is no mark.
 std::string_view TakeUpTo(std::string_view mark, std::string_view& text) {
     const std::size_t end = text.find(mark);
     if (end == std::string_view::npos) return {};
@@ -37,7 +37,7 @@ std::string_view TakeUpTo(std::string_view mark, std::string_view& text) {
     return front;
 }
 
-// Calls `use` for each entry of `list`, until it returns true; returns whether it did.
+// Calls `use` for each entry of `list` until it returns true. Returns whether it did.
 template <class Use>
 bool AnyEntry(std::string_view list, Use&& use) {
     for (std::size_t end = 0; !list.empty(); list.remove_prefix(std::min(end + 1, list.size()))) {
@@ -47,7 +47,7 @@ bool AnyEntry(std::string_view list, Use&& use) {
     return false;
 }
 
-// "host:port" in two; the port is empty if there is none. The colons of a bare IPv6 address are its own.
+// Splits "host:port"; the port is empty if there is none. The colons of a bare IPv6 address do not count.
 std::pair<std::string_view, std::string_view> SplitPort(std::string_view text) {
     const std::size_t colon = text.rfind(':');
     if (colon == std::string_view::npos) return {text, {}};

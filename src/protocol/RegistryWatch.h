@@ -9,7 +9,7 @@
 
 namespace qsn {
 
-// Tells whether registry keys are as they were when it was made, with everything below them. For one thread.
+// Tells whether registry keys, with everything below them, are as they were when it was made. For one thread.
 class RegistryWatch {
 public:
     struct Key {
@@ -19,10 +19,10 @@ public:
 
     // One that watches nothing.
     RegistryWatch() noexcept = default;
-    // Made ahead of the reading of what the keys hold, it misses no change.
+    // If it is made before the keys are read, it misses no change.
     RegistryWatch(std::initializer_list<Key> keys);
 
-    // False also if one of the keys cannot be watched.
+    // Also false if one of the keys cannot be watched.
     bool IsUnchanged() const noexcept;
 
 private:

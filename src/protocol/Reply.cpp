@@ -64,7 +64,7 @@ Outcome<ReplyPayload> ReadPayload(RequestType type, Json::Value source) {
             payload.userID = JsonText(data, "userID");
             break;
         case RequestType::kGetProductListV2:
-            // Nothing at all is an answer of the second generation, and not the same as an empty list.
+            // In the second generation nothing at all is an answer too, and not the same as an empty list.
             if (data.isNull()) break;
             [[fallthrough]];
         case RequestType::kGetProductList: payload.productList = ReadProductList(data); break;

@@ -13,7 +13,7 @@
 
 namespace qsn {
 
-// What every reply of the service is wrapped in.
+// The wrapping of every reply of the service.
 struct ReplyEnvelope {
     int result = 0;
     std::string additionalMessage;
@@ -23,7 +23,7 @@ struct ReplyEnvelope {
 // E_INVALIDARG: not JSON. kReplyWithoutResult: no "result" that reads as a number.
 Outcome<ReplyEnvelope> ReadEnvelope(std::string_view reply);
 
-// What a reply brought; the request's type says which member.
+// What a reply brought. The request's type says which member.
 struct ReplyPayload {
     int serverResult = 0;  // the envelope's, even if the reply is not authentic
     UniqueCom<IQSNUserInfo> userInfo;
@@ -31,7 +31,7 @@ struct ReplyPayload {
     UniqueCom<IQSNList> productList;
     QSN_GI_QUOTA quota{sizeof(QSN_GI_QUOTA), {}, 0};
     std::optional<int> nextVerifyTime;  // seconds; any reply may bring it
-    // What all that was read from. To free a large reply takes half as long as to parse it, and the host need not wait
+    // What all this was read from. To free a large reply takes half as long as to parse it, and the host need not wait
     // for that.
     Json::Value source;
 };

@@ -24,7 +24,7 @@ std::string_view Trimmed(std::string_view text) {
 }  // namespace
 
 bool ReplyReader::TakeHeaderLine(std::string_view line) {
-    // What stands behind the body says nothing about it any more.
+    // What comes behind the body says nothing about it.
     if (m_status == kOk) return true;
     m_headSize += line.size();
     if (m_headSize > kMaxHead) return false;
@@ -61,7 +61,7 @@ void ReplyReader::TakeField(std::string_view line) {
 }
 
 bool ReplyReader::TakeBody(std::string_view piece) {
-    // An encoding may go on for ever without a byte that it stands for.
+    // An encoding may go on for ever and not stand for a single byte.
     m_encodedSize += piece.size();
     if (m_encodedSize > kMaxBody) return false;
     return m_decoder.Decode(piece, [this](std::string_view decoded) { return Keep(decoded); });
@@ -70,7 +70,7 @@ bool ReplyReader::TakeBody(std::string_view piece) {
 bool ReplyReader::Keep(std::string_view piece) {
     m_bodySize += piece.size();
     if (m_bodySize > kMaxBody) return false;
-    // The body is a text: a NUL cuts short the piece that it arrived in.
+    // The body is a text: a NUL cuts off the piece that it arrived in.
     m_reply.body.append(piece.substr(0, piece.find('\0')));
     return true;
 }

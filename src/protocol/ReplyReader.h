@@ -27,9 +27,9 @@ public:
     bool TakeHeaderLine(std::string_view line);
     bool TakeBody(std::string_view piece);
 
-    // True if all of a reply was there.
+    // True if the whole reply has arrived.
     bool IsComplete() const noexcept { return m_status == kOk && m_decoder.IsComplete(); }
-    // Of the last head that has ended, 0 before that.
+    // The status of the last complete head, 0 before that.
     int Status() const noexcept { return m_status; }
 
 private:

@@ -36,7 +36,7 @@ void AddListSelection(const RequestValues& values, Json::Value& data) {
 
 struct BodyForm {
     RequestType type;
-    const char* requestType;  // null: the address alone names the operation, and the member token takes the place of
+    const char* requestType;  // null: only the address names the operation, and the member token takes the place of
                               // the access token
     void (*addData)(const RequestValues&, Json::Value&);
 };

@@ -9,7 +9,7 @@
 
 namespace qsn {
 
-// What a request body is made of. Texts are UTF-8. The tokens belong to the caller: no copy has to be wiped.
+// What a request body is made of. Texts are UTF-8. The tokens belong to the caller, so no copy has to be wiped.
 struct RequestValues {
     std::string_view accessToken;
     std::string extendData;
@@ -22,8 +22,7 @@ struct RequestValues {
     std::uint32_t platform = 0;
 };
 
-// The JSON body of a request. E_NOTIMPL for the types that bring bodies of their own. E_OUTOFMEMORY if the writer ran
-// out of it.
+// The JSON body of a request. E_NOTIMPL for the types that have bodies of their own. E_OUTOFMEMORY if memory ran out.
 Outcome<std::string> WriteRequestBody(RequestType type, const RequestValues& values);
 
 }  // namespace qsn

@@ -13,7 +13,7 @@ struct ServerResult {
     HRESULT hr;
 };
 
-// The two families are laid out differently: the low digit as it is, and decimal digits kept as hexadecimal ones.
+// The two families differ: one takes the number as it is, the other takes its decimal digits as hexadecimal ones.
 constexpr std::array kServerResults{
     ServerResult{0, S_OK},
     ServerResult{1, kServerResult1},
@@ -36,7 +36,7 @@ struct CallbackResult {
     int result;
 };
 
-// Irregular on purpose (9 before 8; nothing gives 3): hosts have been written against these numbers.
+// Irregular on purpose (9 before 8; nothing gives 3): hosts rely on these numbers.
 constexpr std::array kCallbackResults{
     CallbackResult{S_OK, QSN_CALLBACK_OK},
     CallbackResult{kServerResult1, QSN_CALLBACK_SERVER_RESULT_1},

@@ -5,8 +5,8 @@
 
 namespace qsn {
 
-// Failures of the service's protocol. Some stand both for a result number of the service and for a local failure;
-// nobody tells the two apart.
+// Failures of the service's protocol. Some stand both for a result number of the service and for a local failure, and
+// cannot be told apart.
 inline constexpr HRESULT kServerResult1 = static_cast<HRESULT>(0x84200001);
 inline constexpr HRESULT kServerResult2 = static_cast<HRESULT>(0x84200002);
 inline constexpr HRESULT kServerResult3 = static_cast<HRESULT>(0x84200003);

@@ -21,7 +21,7 @@ constexpr std::array kCodes{
     CodeRow{CURLE_SSL_CONNECT_ERROR, TransferError::kTls},
     CodeRow{CURLE_WEIRD_SERVER_REPLY, TransferError::kNotHttp},
     CodeRow{CURLE_UNSUPPORTED_PROTOCOL, TransferError::kNotHttp},
-    CodeRow{CURLE_WRITE_ERROR, TransferError::kNotHttp},  // a head that the reader did not take
+    CodeRow{CURLE_WRITE_ERROR, TransferError::kNotHttp},  // a head that the reader refused
 };
 
 struct WordRow {

@@ -4,7 +4,7 @@
 
 namespace qsn {
 
-// Why an exchange failed, as the trace says it: with the numbers of WinINet, which the support staff know.
+// Why an exchange failed, with the numbers of WinINet: the trace shows those, and the support staff know them.
 enum class TransferError : int {
     kNone = 0,
     kTimeout = 12002,
@@ -21,10 +21,10 @@ enum class TransferError : int {
     kCertificateRevoked = 12170,
 };
 
-// `words` is what libcurl says of the failure: Schannel's own verdict on a certificate shows nowhere else.
+// `words` is what libcurl says of the failure. Only there does Schannel's own verdict on a certificate show.
 TransferError ErrorOfTransfer(CURLcode code, const char* words) noexcept;
 
-// Whether the failure is one of the way to the service, on which nothing has been sent, so that another may be tried.
+// Whether the way to the service failed before anything was sent, so that another way may be tried.
 bool IsConnectFailure(TransferError error) noexcept;
 
 }  // namespace qsn

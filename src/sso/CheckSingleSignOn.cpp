@@ -77,7 +77,7 @@ void CheckSingleSignOn::Check() {
 }
 
 void CheckSingleSignOn::CheckRefreshToken() {
-    // Decrypting what has not changed would be most of a look's work.
+    // To decrypt what has not changed would be most of a look's work.
     std::optional<std::string> encrypted = EncryptedRefreshToken();
     if (encrypted && encrypted == m_refresh.encrypted) return;
     const StoreReading<SecretText> token = GetRefreshToken();

@@ -11,11 +11,11 @@
 
 namespace qsn {
 
-// The shared tokens with a watcher thread, which looks once a second whether another application has changed them.
+// The shared tokens with a watcher thread. It checks once a second whether another application has changed them.
 //
 // Any thread may call anything, but `Init`, `Uninit` and the destructor wait for the watcher and must not be called
 // from its callback. Reading and writing work with and without the watcher. What is written through this object never
-// comes back as an event. Lock order: lifecycle lock, then store lock; the watcher takes the store lock only, and holds
+// comes back as an event. Lock order: lifecycle lock, then store lock. The watcher takes only the store lock, and holds
 // it while it calls the callback.
 class CheckSingleSignOn final : public TokenStore, public PVWorkerThread {
 public:
@@ -24,12 +24,12 @@ public:
     CheckSingleSignOn& operator=(const CheckSingleSignOn&) = delete;
     ~CheckSingleSignOn() override;
 
-    // Starts the watcher; one that runs already goes on. `callback`, not owned, must live until `Uninit`. Null starts
-    // no thread. E_FAIL: there is none to be had.
+    // Starts the watcher, or lets it go on if it runs already. `callback`, not owned, must live until `Uninit`. Null
+    // starts no thread. E_FAIL: there is no thread to be had.
     HRESULT Init(SSOCallback* callback);
     // Ends it. No event is under way or comes once this has returned. Always 0.
     HRESULT Uninit();
-    // `Uninit` with its line in the trace, which comes even if there is nothing to end.
+    // `Uninit` with its line in the trace, even if there is nothing to end.
     void UninitIfStarted();
 
 private:

@@ -6,18 +6,18 @@
 
 namespace qsn {
 
-// Changes that are made only while the shared tokens are what the caller knows, so that no sign-in or sign-out is
-// undone by what was decided before it. A token that cannot be read counts as another one. The library's own watcher
-// hears of these changes as of anybody's.
+// Changes that are made only if the shared tokens are still those that the caller knows, so that an earlier decision
+// does not undo a sign-in or sign-out. A token that cannot be read counts as another one. To the library's own watcher
+// these changes are like those of another application.
 
 inline constexpr HRESULT kTokensChanged = static_cast<HRESULT>(0x8000000C);  // E_CHANGED_STATE, which some SDKs lack
 
-// Deletes the shared access token if it is `token`; true if that was done.
+// Deletes the shared access token if it is `token`. True if it did.
 bool DeleteAccessToken(std::string_view token);
 
 bool IsSharedMemberToken(std::string_view token);
 
-// Shares `renewed` in place of `member` if that and `refresh` are shared; else kTokensChanged.
+// Shares `renewed` in place of `member` if `member` and `refresh` are the shared ones; else kTokensChanged.
 HRESULT ReplaceMemberToken(std::string_view member, std::string_view refresh, std::string_view renewed);
 
 }  // namespace qsn

@@ -8,7 +8,7 @@
 namespace qsn {
 namespace {
 
-// What the system hands out. Wiped, since it may be plain text.
+// What the system hands out. It is wiped, because it may be plain text.
 class SystemBlob {
 public:
     SystemBlob() = default;
@@ -27,7 +27,7 @@ private:
     DATA_BLOB m_blob{0, nullptr};
 };
 
-// The system takes its input through a pointer to non-const and leaves it alone.
+// The system takes its input through a pointer to non-const, but does not change it.
 DATA_BLOB Input(const void* data, std::size_t size) {
     return {static_cast<DWORD>(size), static_cast<BYTE*>(const_cast<void*>(data))};
 }

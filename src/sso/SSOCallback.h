@@ -14,8 +14,8 @@ enum class SSOEvent : int {
     kRefreshTokenClear = 6
 };
 
-// Told by the token store's watcher thread, under the store lock: an implementation may use that store, but must wait
-// neither for another thread that uses it nor for the watcher itself.
+// Called by the token store's watcher thread, under the store lock. An implementation may use that store, but must not
+// wait for another thread that uses it or for the watcher itself.
 class SSOCallback {
 public:
     // `id`: an SSOEvent. `data`: the new member or refresh token, else null; valid during the call. A failure asks to

@@ -28,8 +28,8 @@ LSTATUS Write(const char* name, DWORD type, const void* data, DWORD size) {
     return RegSetValueExA(key.Get(), name, 0, type, static_cast<const BYTE*>(data), size);
 }
 
-// Reads into `data` in one call. `size`: the buffer's, then the value's. `found`: false, with ERROR_SUCCESS, if no
-// value of `type` that fits is there.
+// Reads into `data` in one call. `size`: the buffer's, then the value's. `found` is false, with ERROR_SUCCESS, if there
+// is no value of `type` that fits.
 LSTATUS Read(const char* name, DWORD type, void* data, DWORD* size, bool* found) {
     UniqueRegistryKey key;
     DWORD actualType = REG_NONE;
@@ -64,8 +64,8 @@ LSTATUS ReadSharedNumber(const char* name, std::optional<std::uint32_t>* number)
 }
 
 LSTATUS WriteSharedText(const char* name, std::string_view text) {
-    // The suite stores its texts without a terminator. The system adds one if it sees a NUL behind the data, and the
-    // longest text would then no longer fit its readers' buffers, so something else stands there.
+    // The suite stores its texts without a terminator. The system adds one if it sees a NUL behind the data. The
+    // longest text would then no longer fit its readers' buffers, so another character stands there.
     const std::string guarded = std::string(text) + '\n';
     return Write(name, REG_SZ, guarded.data(), static_cast<DWORD>(text.size()));
 }

@@ -12,7 +12,7 @@ constexpr DWORD kLongestWait = 200;  // ms
 SharedValuesLock::SharedValuesLock() noexcept : m_mutex(CreateMutexW(nullptr, FALSE, kName)) {
     if (!m_mutex) return;
     const DWORD result = WaitForSingleObject(m_mutex.Get(), kLongestWait);
-    // A process that ended with it has left nothing half done: each value is written by one call.
+    // If a process ended with it, it left nothing half done: each value is written by one call.
     m_held = result == WAIT_OBJECT_0 || result == WAIT_ABANDONED;
 }
 

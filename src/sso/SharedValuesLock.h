@@ -6,11 +6,11 @@
 
 namespace qsn {
 
-// Held while shared values are changed, and from a look at them to the change that rests on it. All libraries of the
-// user's desktop session take it, on any thread; its holder may take it again.
+// Held while shared values are changed, and from a look at them to the change that depends on it. All libraries in the
+// user's desktop session take it, on any thread. Its holder may take it again.
 //
-// It is a courtesy, not a condition: a library that cannot have it, because an application hangs with it or for any
-// other reason, makes the change without it. What is left open then is the time between two calls of the registry.
+// It is a courtesy and not a condition. If a library cannot have it, because an application hangs with it or for any
+// other reason, it makes the change without it. All that is left unguarded then is the time between two registry calls.
 class SharedValuesLock {
 public:
     SharedValuesLock() noexcept;

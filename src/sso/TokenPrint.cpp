@@ -4,7 +4,7 @@
 
 namespace qsn {
 
-// Not the newer interface, which needs memory: what the watcher has seen it must be able to remember.
+// Not the newer interface, which needs memory: the watcher must always be able to remember what it has seen.
 TokenPrint::TokenPrint(std::string_view token) noexcept : m_length(token.size()) {
     SHA256_CTX context;
     SHA256_Init(&context);

@@ -7,13 +7,13 @@
 
 namespace qsn {
 
-// What is kept of a token only to know it again: its length and its SHA-256, from which the token cannot be made.
+// What is kept of a token only to recognise it: its length and its SHA-256, which do not reveal the token.
 class TokenPrint {
 public:
     TokenPrint() = default;  // of the empty token
     explicit TokenPrint(std::string_view token) noexcept;
 
-    // Whether the text is the token, or goes on where it ended.
+    // Whether the text is the token, or begins with it.
     bool IsBeginningOf(std::string_view text) const noexcept;
 
 private:

@@ -22,7 +22,7 @@ constexpr char kRefreshValue[] = "rTok";
 constexpr char kPublicKeyValue[] = "pubK";
 constexpr char kPublicIDValue[] = "pubID";
 
-// Encoded, in the registry, and decoded, in a reader's buffers.
+// Encoded in the registry, and decoded in a reader's buffers.
 constexpr std::uint32_t kSignOnTextCapacity = 1024;
 constexpr std::uint32_t kTextCapacity = 2048;
 constexpr std::uint32_t kSignOnTokenSize = 260;
@@ -71,7 +71,7 @@ StoreReading<Token> ReadEncoded(const char* name, std::uint32_t capacity, std::u
     return TokenOrNone<Token>(TokenIn(bytes, tokenSize));
 }
 
-// What cannot be decrypted is of no use to anybody any more, and goes. What could not be decrypted just now stays.
+// What can never be decrypted is of no use to anybody and goes. What could not be decrypted this time stays.
 StoreReading<SecretText> ReadProtected(const char* name, const char* failedTrace) {
     const StoreReading<std::string> text = ReadText(name, kTextCapacity);
     if (text.result != S_OK) return {text.result};
@@ -91,13 +91,8 @@ StoreReading<SecretText> ReadProtected(const char* name, const char* failedTrace
 // `read`, with the line `noneTrace` if there is nothing.
 template <class Value>
 StoreReading<Value> Reading(const char* noneTrace, StoreReading<Value> (*read)()) {
-    StoreReading<Value> reading;
-    const HRESULT hr = Guarded([&] {
-        reading = read();
-        return reading.result;
-    });
-    reading.result = hr;
-    if (hr == S_FALSE && noneTrace) TraceA("%s", noneTrace);
+    StoreReading<Value> reading = Guarded(read);
+    if (reading.result == S_FALSE && noneTrace) TraceA("%s", noneTrace);
     return reading;
 }
 
@@ -216,7 +211,7 @@ void TokenStore::ClearTokensSeenBefore() {
     const SharedValuesLock changesLock;
     const StoreReading<std::string> member = ReadMemberToken();
     const StoreReading<SecretText> refresh = ReadRefreshToken();
-    // What went along with the sign-on token is not news of its own.
+    // What went together with the sign-on token is not news of its own.
     if (member.result == S_FALSE) m_member.Forget();
     if (refresh.result == S_FALSE) m_refresh.Forget();
     if (m_member.Knows(member.value)) SetMemberToken({});

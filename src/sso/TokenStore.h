@@ -16,13 +16,13 @@ namespace qsn {
 
 enum class StoreStatus : std::uint32_t { kUnknown = 0, kNotExist = 1, kExists = 2 };
 
-// What a look at a shared value gave.
+// The result of a look at a shared value.
 template <class Value>
 struct StoreReading {
     HRESULT result = S_FALSE;  // S_OK; S_FALSE if there is none; any failure if it could not be looked at
-    Value value{};             // empty but for S_OK
+    Value value{};             // empty unless S_OK
 
-    // Unknown if it could not be looked at: such a value has not gone.
+    // Unknown if it could not be looked at: it may still be there.
     StoreStatus Status() const noexcept {
         if (FAILED(result)) return StoreStatus::kUnknown;
         return result == S_OK ? StoreStatus::kExists : StoreStatus::kNotExist;
@@ -45,37 +45,37 @@ public:
     HRESULT SetPublicKey(std::string_view key);
     HRESULT SetPublicID(std::uint32_t id);
 
-    // A value that can never be decrypted here is deleted, and there is none then.
+    // A value that can never be decrypted here is deleted, and counts as missing.
     StoreReading<SecretText> GetSingleSignOnToken();
     StoreReading<std::string> GetMemberToken();
     StoreReading<SecretText> GetRefreshToken();
     StoreReading<std::string> GetPublicKey();
     StoreReading<std::uint32_t> GetPublicID();
 
-    // For an application that follows the sign-out of another, which may have been followed by a sign-in already: the
-    // member and the refresh token as far as they are still those that were seen before, else empty.
+    // For an application that follows the sign-out of another, when the next sign-in may have come already. The member
+    // and the refresh token, each empty unless it is still the one that was seen before.
     struct Tokens {
         HRESULT result = S_OK;  // the first failure
         std::string member{};
         SecretText refresh{};
     };
     Tokens GetTokensSeenBefore();
-    // Deletes these and no others.
+    // Deletes only these.
     void ClearTokensSeenBefore();
 
 protected:
-    // What is known of a value: as it was seen or written here last.
+    // What is known of a value since it was last seen or written here.
     struct Seen {
         StoreStatus status = StoreStatus::kUnknown;
         TokenPrint print;
         std::optional<std::string> encrypted;  // as it lay in the registry when the watcher decrypted it last
 
-        // Hands on what came of writing `token`, or of deleting it if it is empty.
+        // Hands on the result of writing `token`, or of deleting the value if `token` is empty.
         HRESULT Changed(std::string_view token, HRESULT hr) noexcept;
         void Remember(std::string_view token) noexcept;
         void Forget() noexcept;
         void NoteFirstLook(StoreStatus seen, std::string_view token) noexcept;
-        // A token that was merely extended is the same one to the suite.
+        // For the suite a token that was merely extended is the same one.
         bool Knows(std::string_view token) const noexcept {
             return status == StoreStatus::kExists && print.IsBeginningOf(token);
         }
@@ -90,7 +90,7 @@ protected:
     Seen m_refresh;
 };
 
-// A store for one call. The trace has always shown the end of each, by the name of the class that it once was.
+// A store for one call. The trace has always shown the end of each, under the name of an earlier class.
 class BriefTokenStore : public TokenStore {
 public:
     BriefTokenStore() = default;

@@ -75,7 +75,7 @@ class AccountService(WineProgram):
 
     def tunnel(self, host):
         context = ssl.create_default_context(cafile=str(self.authority))
-        # The service has no elliptic curves, and so none of the key exchanges that are Python's own choice.
+        # The service has no elliptic curves, so Python's default key exchanges do not work with it.
         context.set_ciphers("DEFAULT")
         connection = http.client.HTTPSConnection("127.0.0.1", self.port, context=context, timeout=LIMIT)
         connection.set_tunnel(host, 443)

@@ -102,7 +102,7 @@ class PagesTest(unittest.TestCase):
         return row and (row.send_keys(Keys.ENTER) or True)
 
     def test_wrong_and_good_password(self):
-        # A page that belongs to neither site hands out a token for both.
+        # A page that belongs to neither site issues a token for both.
         for base, results in ((self.bases[0], [0, 1]), (self.bases[1], [0, 0]), (f"https://{self.staging_host}", [1, 0])):
             self.open_login(base)
             self.sign_in(password=PASSWORD.upper())
@@ -156,12 +156,12 @@ class PagesTest(unittest.TestCase):
         self.browser.get(re.sub("state=[^&]+", re.search("state=[^&]+", addresses[0]).group(0), addresses[1]))
         self.sign_in()
         self.assert_shows("This sign-in has expired")
-        # As a browser without the proxy reaches the page.
+        # The page as a browser without the proxy reaches it.
         self.browser.get(addresses[1].replace(*self.bases))
         self.sign_in(password="wrong")
         self.sign_in()
         self.assert_shows("You are signed in")
-        # The token is in no address that the browser keeps.
+        # The browser keeps no address with the token in it.
         self.assertTrue(self.browser.current_url.endswith("/done"), self.browser.current_url)
         hosts[1].line(r"^Signed in as Tova Lind <tova@x\.example>\.$")
 
@@ -188,7 +188,7 @@ class PagesTest(unittest.TestCase):
                      "does not hold: X-token is missing", '"accessToken" : "a-toke… (19 bytes)"'):
             self.assert_shows(part)
         self.assertNotIn(FILE_TOKEN, self.browser.page_source)
-        # What was opened stays open when more comes.
+        # What is open stays open when more requests come.
         self.service.result(self.host, FILE_TOKEN, "verifyToken")
         self.until(lambda: "verifyToken" in self.find("#requests summary").text)
         self.assertEqual(len(self.find_all("#requests details[open]")), 3)

@@ -12,7 +12,7 @@ using namespace qsn::service;
 using namespace qsn::test;
 using namespace testing;
 
-// What a library and a browser that behave well do not show of the service.
+// What the service does with clients that do not behave well.
 using AccountServerTest = SessionTest;
 
 TEST_F(AccountServerTest, AcceptsAPairAsItWasSentOnly) {
@@ -83,7 +83,7 @@ TEST(AccountServer, TakesAWeightOfNothingForANo) {
     for (const auto& row : rows) EXPECT_EQ(AcceptsGzip(row.accepted), row.gzip) << row.accepted;
 }
 
-std::vector<ULONGLONG> g_accepts;  // when the server tried
+std::vector<ULONGLONG> g_accepts;  // the times at which the server tried
 SOCKET WSAAPI AcceptAtTheThird(SOCKET listener, sockaddr* address, int* size) {
     g_accepts.push_back(GetTickCount64());
     return g_accepts.size() < 3 ? INVALID_SOCKET : WSAAccept(listener, address, size, nullptr, 0);

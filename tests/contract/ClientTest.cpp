@@ -2,15 +2,19 @@
 
 #include <gmock/gmock.h>
 
+#include <coroutine>
+#include <future>
+#include <map>
 #include <set>
 #include <thread>
 
 #include "service/accounts/ProductMembers.h"
 #include "service/http/ReplyGate.h"
-#include "support/ImportTable.h"
+#include "support/Fakes.h"
 #include "support/ProcessState.h"
 #include "support/SharedValues.h"
 #include "support/TestService.h"
+#include "support/TraceCapture.h"
 
 namespace {
 
@@ -18,10 +22,13 @@ using namespace std::chrono_literals;
 using namespace qsn::test;
 using namespace testing;
 using qsn::Client;
+using qsn::Condition;
 using qsn::Result;
+using qsn::service::ReplyGate;
 
 const std::error_code kCancelled = std::make_error_code(std::errc::operation_canceled);
 const std::error_code kInvalid = std::make_error_code(std::errc::invalid_argument);
+const std::error_code kDeadlock = std::make_error_code(std::errc::resource_deadlock_would_occur);
 const std::error_code kNotOpen = qsn::ErrorOf(QSN_RETURN_E_NOT_INITIALIZED);
 
 // What other threads bring, in the order in which it came.
@@ -50,7 +57,7 @@ private:
 
 using Lines = std::vector<std::string>;
 struct Journal : Collection<std::string> {
-    // A completion that writes how its request ended.
+    // A completion that writes how its operation ended.
     auto Line(const std::string& name) {
         return [this, name](const auto& result) { Add(name + (result ? " ok" : " " + result.Error().message())); };
     }
@@ -58,6 +65,14 @@ struct Journal : Collection<std::string> {
     auto Text(const std::string& name) {
         return [this, name](const std::string& text) { Add(name + " " + text); };
     }
+};
+
+class Stopwatch {
+public:
+    ULONGLONG Milliseconds() const { return GetTickCount64() - m_start; }
+
+private:
+    const ULONGLONG m_start = GetTickCount64();
 };
 
 class ClientTest : public Test {
@@ -68,11 +83,16 @@ protected:
         m_options.libraryPath = qsn::ToWide(QSN_TEST_DLL);
         m_options.notifications.serviceMessage = m_journal.Text("message");
     }
-    Client Open() { return Client::Open(m_options).Value(); }
+    Client Open() { return Client::Open(m_options).Get().Value(); }
     Client SignedIn() {
         Client client = Open();
-        EXPECT_TRUE(client.SignIn(kToken).get()->signedIn);
+        EXPECT_TRUE(client.SignIn(kToken).Get()->signedIn);
         return client;
+    }
+    static std::shared_ptr<const ReplyGate> HoldNext(const std::string& requestType = {}) {
+        auto gate = std::make_shared<const ReplyGate>();
+        Server().Rules().Once({.gate = gate}, {.requestType = requestType});
+        return gate;
     }
     // Handlers run when the test says so.
     qsn::Executor Held() {
@@ -90,124 +110,245 @@ protected:
 
 TEST_F(ClientTest, BringsWhatTheServiceKnows) {
     Client client = Open();
-    const Result<qsn::SignInState> nobody = client.SignIn().get();
+    const Result<qsn::SignInState> nobody = client.AdoptSharedSignIn().Get();
     EXPECT_FALSE(nobody->signedIn);
-    EXPECT_EQ(nobody->loginAddress, *client.SignInUrl());
-    EXPECT_EQ(client.AccessToken().Error(), qsn::ErrorOf(QSN_RETURN_E_NO_TOKEN));
-    EXPECT_EQ(client.GetUserInfo().get().Error(), qsn::ErrorOf(QSN_CALLBACK_NOT_SIGNED_IN));
+    EXPECT_EQ(nobody->signInAddress, *client.SignInUrl().Get());
+    for (const auto& error : {client.AccessToken().Get().Error(), client.GetUserInfo().Get().Error()})
+        EXPECT_EQ(error, qsn::ErrorOf(QSN_CALLBACK_NOT_SIGNED_IN));
 
-    EXPECT_TRUE(client.SignIn(kToken).get()->signedIn);
-    EXPECT_EQ(*client.AccessToken(), kToken);
+    EXPECT_TRUE(client.SignIn(kToken).Get()->signedIn);
+    EXPECT_EQ(*client.AccessToken().Get(), kToken);
     Server().Accounts().Use([](qsn::service::Accounts& accounts) {
-        accounts.users[0].quotas["*"] = {"20270101", 1};
+        accounts.users[0].quotas["*"] = {"20280229", 1};
         accounts.users[0].userName = "Beno\xc3\xaet";
     });
-    const qsn::UserInfo user = client.GetUserInfo().get().Value();
+    const qsn::UserInfo user = client.GetUserInfo().Get().Value();
     EXPECT_EQ((Lines{user.id, user.name, user.email}), (Lines{"20417", "Beno\xc3\xaet", "ada@quillfern.example"}));
     EXPECT_EQ(user.menu.at(2).item + user.menu[2].url, "Helphttps://account.quillfern.example/help");
-    EXPECT_TRUE(client.LogDownload().get());
-    const qsn::Quota quota = client.QueryQuota().get().Value();
-    EXPECT_EQ(quota.resetDate + "/" + std::to_string(quota.remaining), "20270101/0");
-    EXPECT_EQ(client.LogDownload().get().Error(), qsn::ErrorOf(QSN_CALLBACK_SERVER_RESULT_6));
-    EXPECT_TRUE(client.SignOut().get());
-    EXPECT_FALSE(client.AccessToken());
+    EXPECT_TRUE(client.LogDownload().Get());
+    const qsn::Quota quota = client.QueryQuota().Get().Value();
+    EXPECT_EQ(quota.resetDateText + "/" + std::to_string(quota.remaining), "20280229/0");
+    EXPECT_EQ(quota.resetDate, (qsn::Date{2028, 2, 29}));
+    for (const char* const text : {"", "20270229", "2027-01-01", "20271301", "20270100", "2027010", "soon"}) {
+        Server().Accounts().Use([&](auto& accounts) { accounts.users[0].quotas["*"].resetDate = text; });
+        EXPECT_EQ(client.QueryQuota().Get()->resetDate, std::nullopt) << text;
+    }
+    EXPECT_TRUE(client.SignOut().Get());
+    EXPECT_FALSE(client.AccessToken().Get());
 }
 
 TEST_F(ClientTest, GivesEachFieldOfAProductItsOwnMember) {
+    const std::set<std::string> typed{"FileSize", "patchFileSize", "publishDate"};
+    const std::set<std::string> counts{"backgroundMusic", "soundClips", "stockVideo", "stockPhoto"};
     Json::Value list(Json::arrayValue);
-    Lines names;
-    for (int number = 0; const auto& member : qsn::service::kProductMembers) {
+    Lines names, flags;
+    for (const auto& member : qsn::service::kProductMembers) {
         const std::string name(member.name);
-        list[0][name] = member.isNumber ? Json::Value(++number) : Json::Value(name);
-        if (!member.isNumber) names.push_back(name);
+        if (!member.isNumber && !typed.contains(name)) names.emplace_back(name);
+        if (member.isNumber && !counts.contains(name)) flags.emplace_back(name);
+        list[0][name] = member.isNumber ? Json::Value(0) : Json::Value(name);
     }
+    for (int number = 0; const auto& name : counts) list[0][name] = ++number;
+    list[0]["FileSize"] = "18446744073709551615";
+    list[0]["publishDate"] = "20261231";
     list[1] = Json::objectValue;
     Client client = SignedIn();
-    for (const bool second : {false, true}) {
+    Server().Rules().Once({.result = 0, .data = list});
+    const auto products = client.GetProductListV2().Get().Value();
+    ASSERT_EQ(products.size(), 2u);
+    const qsn::Product& p = products[0];
+    EXPECT_THAT(names,
+                ElementsAre(p.name, p.displayName, p.type, p.version, p.displayVersion, p.versionType,
+                            p.displayVersionType, p.sid, p.downloadUrl, p.downloadUrlMd5, p.status, p.patchDownloadUrl,
+                            p.patchDownloadUrlMd5, p.upgradeProducts, p.contentPackWebPageUrl, p.icon, p.tutorialUrl,
+                            p.introUrl, p.belongs, p.extendFeature, p.patchInfo, p.whatNewUrl, p.thumb1, p.thumb2,
+                            p.contentDetail, p.contentDescription, p.demoUrl));
+    EXPECT_EQ((std::vector{p.backgroundMusic, p.soundClips, p.stockPhoto, p.stockVideo}), (std::vector{1, 2, 3, 4}));
+    EXPECT_EQ((std::vector{p.fileSize, p.patchFileSize}), (std::vector<std::uint64_t>{~std::uint64_t{0}, 0}));
+    EXPECT_EQ(p.publishDate, (qsn::Date{2026, 12, 31}));
+    EXPECT_EQ(p.publishDateText, "20261231");
+    EXPECT_EQ(products[1].name + products[1].demoUrl, "");
+    for (const std::string& set : flags) {
+        for (const std::string& name : flags) list[0][name] = name == set ? 1 : 0;
         Server().Rules().Once({.result = 0, .data = list});
-        const auto products = (second ? client.GetProductListV2() : client.GetProductList()).get().Value();
-        ASSERT_EQ(products.size(), 2u);
-        const qsn::Product& p = products[0];
-        EXPECT_THAT(names, ElementsAre(p.name, p.displayName, p.type, p.version, p.displayVersion, p.versionType,
-                                       p.displayVersionType, p.sid, p.downloadUrl, p.downloadUrlMd5, p.status,
-                                       p.fileSize, p.patchFileSize, p.patchDownloadUrl, p.patchDownloadUrlMd5,
-                                       p.upgradeProducts, p.contentPackWebPageUrl, p.icon, p.tutorialUrl, p.introUrl,
-                                       p.belongs, p.publishDate, p.extendFeature, p.patchInfo, p.whatNewUrl, p.thumb1,
-                                       p.thumb2, p.contentDetail, p.contentDescription, p.demoUrl));
-        EXPECT_EQ((std::vector{p.isChecked, p.isUpgraded, p.isContentPack, p.nonSilentInstallation, p.isThirdPartyPack,
-                               p.backgroundMusic, p.soundClips, p.haveX64Build, p.stockVideo, p.stockPhoto}),
-                  (std::vector{1, 2, 3, 4, 5, 6, 7, 8, 9, 10}));
-        EXPECT_EQ(products[1].name + products[1].demoUrl, "");
+        const qsn::Product flagged = client.GetProductList().Get()->at(0);
+        const std::map<std::string, bool> all{
+            {"isChecked", flagged.isChecked},         {"isUpgraded", flagged.isUpgraded},
+            {"isContentPack", flagged.isContentPack}, {"nonSilentInstallation", flagged.nonSilentInstallation},
+            {"haveX64Build", flagged.haveX64Build},   {"isThirdPartyPack", flagged.isThirdPartyPack}};
+        EXPECT_EQ(all.size(), flags.size());
+        for (const auto& [name, value] : all) EXPECT_EQ(value, name == set) << name << " for " << set;
     }
 }
 
-TEST_F(ClientTest, TellsInCallingOrderThroughTheExecutor) {
+TEST_F(ClientTest, TellsEachRequestItsOwnOutcomeThroughTheExecutor) {
     m_options.executor = Held();
     Client client = SignedIn();
-    Server().Rules().Once({.result = 6, .additionalMessage = "gr\xc3\xbcn"});
-    client.QueryQuota([&](const Result<qsn::Quota>& quota) {
-        m_journal.Line("quota")(quota);
+    Json::Value first;
+    first["userName"] = "first";
+    const auto gate = std::make_shared<const ReplyGate>();
+    Server().Rules().Once({.result = 0, .additionalMessage = "gr\xc3\xbcn", .data = first, .gate = gate});
+    const auto name = [&](const Result<qsn::UserInfo>& user) {
+        m_journal.Add(user->name);
         client.SignOut(m_journal.Line("out"));
-    });
-    client.SignIn(std::string(64, 'x'), m_journal.Line("long"));
-    client.GetUserInfo(m_journal.Line("user"));
-    EXPECT_TRUE(client.AccessToken()) << "it waits for all of them";
+    };
+    client.GetUserInfo(name);
+    const qsn::Request second = client.GetUserInfo([&](const auto& user) { m_journal.Add(user->name); });
+    client.GetUserInfo(m_journal.Line("third")).Cancel();
+    client.GetProductList(nullptr);
+    auto operation = client.GetUserInfo();
+    ASSERT_TRUE(gate->WaitForRequest(10s));
+    EXPECT_FALSE(operation.WaitFor(0ms));
+    gate->Open();
+    EXPECT_EQ(operation.Get()->name, "Ada Quill") << "without the executor's help";
+    EXPECT_EQ(operation.Get().Error(), kInvalid) << "it was taken";
     EXPECT_EQ(m_journal.Take(), Lines());
     RunHeldCalls();
-    EXPECT_TRUE(client.AccessToken().Error()) << "signed out by a completion";
+    EXPECT_EQ(client.AccessToken().Get().Error(), Condition::kSignInRequired) << "signed out by a completion";
     RunHeldCalls();
-    EXPECT_EQ(m_journal.Take(),
-              (Lines{"message gr\xc3\xbcn", "quota " + qsn::ErrorOf(QSN_CALLBACK_SERVER_RESULT_6).message(),
-                     "long " + kInvalid.message(), "user ok", "out ok"}));
+    second.Cancel();
+    EXPECT_THAT(m_journal.Take(), UnorderedElementsAre("message gr\xc3\xbcn", "first", "Ada Quill",
+                                                       "third " + kCancelled.message(), "out ok"));
 }
 
-// Opens the gate as soon as the test's thread waits for another.
-const qsn::service::ReplyGate* g_gate = nullptr;
-const DWORD g_testThread = GetCurrentThreadId();
-DWORD WINAPI OpenTheGateAndWait(HANDLE handle, DWORD milliseconds) {
-    if (GetCurrentThreadId() == g_testThread) g_gate->Open();
-    return WaitForSingleObjectEx(handle, milliseconds, FALSE);
+TEST_F(ClientTest, CancelsWhatRunsAndWhatIsQueued) {
+    Client client = SignedIn();
+    const auto gate = HoldNext("getUserInfo");
+    auto running = client.GetUserInfo();
+    auto queued = client.LogDownload();
+    auto next = client.GetUserInfo();
+    ASSERT_TRUE(gate->WaitForRequest(10s));
+    queued.Cancel();
+    EXPECT_TRUE(queued.WaitFor(50ms)) << "while another one runs";
+    running.Cancel();
+    EXPECT_TRUE(running.WaitFor(50ms));
+    EXPECT_EQ(queued.Get().Error(), kCancelled);
+    EXPECT_EQ(running.Get().Error(), kCancelled);
+    EXPECT_EQ(next.Get()->name, "Ada Quill");
+    next.Cancel();
+    Lines sent;
+    for (const auto& request : Server().TakeRequests()) sent.push_back(request.requestType);
+    EXPECT_EQ(sent, (Lines{"getUserInfo", "getUserInfo"}));
 }
 
-// What is queued behind a request that is under way ends once, as cancelled, whichever way the queue ends.
-TEST_F(ClientTest, CancelsWhatIsQueued) {
-    const std::pair<const char*, void (*)(std::unique_ptr<Client>&)> ends[] = {
-        {"Stop", [](auto& client) { client->Stop(); }},
-        {"Close", [](auto& client) { EXPECT_TRUE(client->Close()); }},
-        {"destruction", [](auto& client) { client.reset(); }},
-        {"assignment", [](auto& client) { *client = Client(); }},
+struct Failure {
+    const char* name;
+    std::function<void()> stage;
+    std::error_code error;
+    std::set<Condition> conditions;
+};
+const std::set<Condition> kAllConditions{Condition::kSignInRequired, Condition::kOffline, Condition::kTimedOut,
+                                         Condition::kCancelled,      Condition::kRefused, Condition::kProtocol,
+                                         Condition::kTransient};
+
+std::error_code Network(int code) { return {code, qsn::NetworkCategory()}; }
+std::function<void()> Reply(qsn::service::ReplyChange change) {
+    return [change = std::move(change)] { Server().Rules().Always(change); };
+}
+
+TEST_F(ClientTest, TellsFailuresApart) {
+    using enum Condition;
+    using qsn::service::TlsFault;
+    Collection<bool> canRetry;
+    m_options.log = [&](const qsn::LogRecord& record) {
+        if (record.event == QSN_LOG_REQUEST_COMPLETED && record.action == QSN_REQUEST_GET_USERINFO)
+            canRetry.Add(record.outcome.canRetry != 0);
     };
-    for (const auto& [name, end] : ends) {
-        SCOPED_TRACE(name);
-        auto client = std::make_unique<Client>(SignedIn());
-        Server().TakeRequests();
-        const auto gate = std::make_shared<const qsn::service::ReplyGate>();
-        Server().Rules().Once({.gate = gate});
-        Journal journal;
-        client->GetUserInfo(journal.Line("user"));
-        ASSERT_TRUE(gate->WaitForRequest(10s));
-        client->SignOut(journal.Line("out"));
-        client->QueryQuota(journal.Line("quota"));
-        std::future<Result<void>> future = client->LogDownload();
-        {
-            g_gate = gate.get();
-            const ImportHook hook("WaitForSingleObject", &OpenTheGateAndWait, nullptr);
-            end(client);
+    const auto tls = [](TlsFault fault) { return [fault] { Server().SetTlsFault(fault); }; };
+    const auto result = [](QSN_CALLBACK_RESULT code) { return qsn::ErrorOf(code); };
+    const auto http = [](int status) { return std::error_code(status, qsn::HttpCategory()); };
+    std::optional<FakeNetwork> network;
+    const Failure failures[] = {
+        {"offline", [&] { network.emplace().SetAlive(false); }, Network(12163), {kOffline, kTransient}},
+        {"proxy", [] { Server().RefuseTunnels(403); }, Network(12029), {kOffline, kTransient}},
+        {"lost", Reply({.closeBeforeReply = true}), Network(12030), {kTransient}},
+        {"too late", Reply({.neverReply = true}), std::make_error_code(std::errc::timed_out), {kTimedOut, kTransient}},
+        {"expired", tls(TlsFault::kExpiredCertificate), Network(12037), {kProtocol}},
+        {"other host", tls(TlsFault::kOtherHostCertificate), Network(12038), {kProtocol}},
+        {"unknown", tls(TlsFault::kUnknownAuthority), Network(12045), {kProtocol}},
+        {"no TLS", tls(TlsFault::kPlainText), Network(12157), {kProtocol, kTransient}},
+        {"503", Reply({.status = 503}), http(503), {kTransient}},
+        {"429", Reply({.status = 429}), http(429), {kTransient}},
+        {"404", Reply({.status = 404}), http(404), {kRefused}},
+        {"302", Reply({.status = 302}), http(302), {kProtocol}},
+        {"no JSON", Reply({.body = "hello"}), result(QSN_CALLBACK_NETWORK_OR_UNKNOWN), {kProtocol}},
+        {"no result", Reply({.body = "{}"}), result(QSN_CALLBACK_REPLY_INCOMPLETE), {kProtocol}},
+        {"forged",
+         Reply({.digest = qsn::service::PairFault::kWrong}),
+         result(QSN_CALLBACK_REPLY_NOT_AUTHENTIC),
+         {kProtocol}},
+        {"declined", Reply({.result = 6}), result(QSN_CALLBACK_SERVER_RESULT_6), {kRefused}},
+        {"token", Reply({.result = 1}), result(QSN_CALLBACK_SERVER_RESULT_1), {kSignInRequired, kRefused}},
+        {"ended", Reply({.result = 101}), result(QSN_CALLBACK_SERVER_RESULT_101), {kSignInRequired, kRefused}},
+    };
+    Client client = Open();
+    for (const Failure& each : failures) {
+        SCOPED_TRACE(each.name);
+        Server().DropConnections();
+        EXPECT_TRUE(client.SignIn(kToken).Get());
+        each.stage();
+        const Stopwatch watch;
+        const std::error_code error = client.GetUserInfo(500ms).Get().Error();
+        if (each.conditions.contains(kTimedOut)) {
+            EXPECT_GE(watch.Milliseconds(), 490u);
+            EXPECT_LE(watch.Milliseconds(), 600u);
         }
-        gate->Open();
-        const bool open = client && client->AccessToken();
-        EXPECT_EQ(open, std::string_view(name) == "Stop");
-        if (!open) {
-            EXPECT_EQ(future.wait_for(0s), std::future_status::ready);
-            EXPECT_EQ(GetModuleHandleW(L"qsn.dll"), nullptr);
+        EXPECT_EQ(error, each.error) << error.message();
+        std::set<Condition> conditions;
+        for (const Condition one : kAllConditions) {
+            if (error == one) conditions.insert(one);
         }
-        EXPECT_EQ(future.get().Error(), kCancelled);
-        EXPECT_EQ(journal.Take(), (Lines{"user ok", "out " + kCancelled.message(), "quota " + kCancelled.message()}));
-        EXPECT_EQ(Server().TakeRequests().size(), 1u);
+        EXPECT_EQ(conditions, each.conditions);
+        EXPECT_THAT(canRetry.Take(), ElementsAre(conditions.contains(kTransient)));
+        network.reset();
+        TestService::Instance().Reset();
     }
 }
 
-TEST_F(ClientTest, EndsEachRequestOnceWhateverHappens) {
+// Whatever the service does, the end comes in time, and everything has been told.
+TEST_F(ClientTest, EndsWithinASecond) {
+    using Box = std::unique_ptr<Client>;
+    const std::pair<const char*, std::function<void()>> silences[] = {
+        {"service", Reply({.neverReply = true})},
+        {"drip", Reply({.pieceSize = 1, .pause = 1s})},
+        {"handshake", [] { Server().SetTlsFault(qsn::service::TlsFault::kSilenceInHandshake); }},
+    };
+    const std::tuple<const char*, ULONGLONG, void (*)(Box&)> ends[] = {
+        {"Close", 980, [](Box& client) { client->Close(); }},
+        {"Close at once", 0, [](Box& client) { client->Close(0ms); }},
+        {"destructor", 980, [](Box& client) { client.reset(); }},
+        {"assignment", 980, [](Box& client) { *client = Client(); }},
+    };
+    for (const auto& [silence, begin] : silences) {
+        for (const auto& [name, least, end] : ends) {
+            SCOPED_TRACE(std::string(silence) + ", " + name);
+            auto client = std::make_unique<Client>(SignedIn());
+            const auto count = [] { return Server().Count().requests + Server().Count().tunnels; };
+            Server().DropConnections();
+            const std::size_t before = count();
+            begin();
+            Journal journal;
+            client->GetUserInfo(journal.Line("user"));
+            client->QueryQuota(journal.Line("quota"));
+            auto queued = client->LogDownload();
+            ASSERT_TRUE(Eventually([&] { return count() > before; }));
+            const Stopwatch watch;
+            end(client);
+            EXPECT_GE(watch.Milliseconds(), least) << "a request has a second to end by itself";
+            EXPECT_LE(watch.Milliseconds(), least == 0 ? 150u : 1100u);
+            EXPECT_EQ(GetModuleHandleW(L"qsn.dll"), nullptr);
+            EXPECT_TRUE(queued.WaitFor(0ms));
+            EXPECT_EQ(queued.Get().Error(), kCancelled);
+            EXPECT_THAT(journal.Take(),
+                        UnorderedElementsAre("user " + kCancelled.message(), "quota " + kCancelled.message()));
+            const std::error_code after = client ? client->GetUserInfo().Get().Error() : kNotOpen;
+            EXPECT_EQ(after, kNotOpen);
+            TestService::Instance().Reset();
+        }
+    }
+}
+
+TEST_F(ClientTest, EndsEachOperationOnceWhateverHappens) {
     std::atomic<int> ended{0};
     for (int round = 0; round < 5; ++round) {
         Client client = SignedIn();
@@ -217,8 +358,9 @@ TEST_F(ClientTest, EndsEachRequestOnceWhateverHappens) {
             threads.emplace_back([&, thread] {
                 for (int i = 0; i < 30; ++i) {
                     const auto end = [&](const auto&) { ++ended; };
-                    i % 3 == 0 ? client.SignIn(kToken, end) : client.LogDownload(end);
-                    if (i % 10 == 9) thread == 0 ? client.Stop() : void(client.AccessToken());
+                    const qsn::Request request = i % 3 == 0 ? client.SignIn(kToken, end) : client.LogDownload(end, 5ms);
+                    if (i % 4 == 1) request.Cancel();
+                    if (i % 10 == 9) thread == 0 ? client.Stop() : void(client.AccessToken().Get().Error());
                 }
                 if (thread == 2) client.Close();
             });
@@ -231,13 +373,12 @@ TEST_F(ClientTest, NeverWaitsForItself) {
     auto client = std::make_unique<Client>(SignedIn());
     std::promise<std::vector<std::error_code>> errors;
     client->GetUserInfo([&](const Result<qsn::UserInfo>&) {
-        errors.set_value({client->AccessToken().Error(), client->SetLanguage("de").Error(),
-                          client->SetMemberToken("x").Error(), client->Close().Error(),
-                          client->GetUserInfo().get().Error()});
+        auto operation = client->AccessToken();
+        EXPECT_FALSE(operation.WaitFor(10s));
+        errors.set_value({operation.Get().Error(), client->SetLanguage("de").Get().Error()});
     });
-    EXPECT_EQ(errors.get_future().get(),
-              std::vector(5, std::make_error_code(std::errc::resource_deadlock_would_occur)));
-    EXPECT_TRUE(client->AccessToken()) << "it is open still";
+    EXPECT_EQ(errors.get_future().get(), std::vector(2, kDeadlock));
+    EXPECT_TRUE(client->AccessToken().Get()) << "it is open still";
 
     Client* const raw = client.release();
     raw->GetUserInfo([&, raw](const Result<qsn::UserInfo>&) {
@@ -246,20 +387,57 @@ TEST_F(ClientTest, NeverWaitsForItself) {
         m_journal.Add("deleted");
     });
     ASSERT_TRUE(m_journal.Reaches(2));
-    EXPECT_EQ(m_journal.Take(), (Lines{"deleted", "out " + kCancelled.message()}));
+    EXPECT_EQ(m_journal.Take(), (Lines{"out " + kCancelled.message(), "deleted"}));
+    EXPECT_TRUE(Eventually([] { return GetModuleHandleW(L"qsn.dll") == nullptr; }));
 }
 
-TEST_F(ClientTest, SurvivesHandlersThatThrow) {
-    int failures = 0;
+TEST_F(ClientTest, TellsOfHandlersThatThrow) {
+    std::atomic<int> failures{0};
     m_options.notifications.serviceMessage = [](const std::string&) { throw 1; };
     m_options.notifications.handlerFailed = [&](const std::exception_ptr&) { throw ++failures; };
+    const TraceCapture output;
     Client client = SignedIn();
     Server().Rules().Once({.result = 0, .additionalMessage = "hello"});
     client.LogDownload([](const Result<void>&) { throw std::runtime_error("from a completion"); });
-    client.LogDownload(nullptr);
-    EXPECT_TRUE(client.GetUserInfo().get());
-    EXPECT_TRUE(client.Close());
+    EXPECT_TRUE(client.GetUserInfo().Get());
+    client.Close();
     EXPECT_EQ(failures, 2);
+    const std::string begin = "a handler has thrown: ", too = begin + "handlerFailed did, too\n";
+    EXPECT_EQ(output.Lines(), (Lines{begin + "no std::exception\n", too, begin + "from a completion\n", too}));
+}
+
+// A coroutine that nobody waits for.
+struct Task {
+    struct promise_type {
+        Task get_return_object() { return {}; }
+        std::suspend_never initial_suspend() noexcept { return {}; }
+        std::suspend_never final_suspend() noexcept { return {}; }
+        void return_void() {}
+        void unhandled_exception() { throw; }
+    };
+};
+Task AwaitAll(const qsn::Options& options, Journal& journal) {
+    Client client = (co_await Client::Open(options)).Value();
+    journal.Line("in")(co_await client.SignIn(kToken));
+    auto cancelled = client.LogDownload();
+    cancelled.Cancel();
+    auto user = client.GetUserInfo();
+    journal.Line("cancelled")(co_await cancelled);
+    journal.Add((co_await user)->name);
+    throw std::runtime_error("from a coroutine");
+}
+
+TEST_F(ClientTest, CanBeAwaited) {
+    const Lines expected{"in ok", "cancelled " + kCancelled.message(), "Ada Quill", "failed"};
+    m_options.notifications.handlerFailed = [&](const std::exception_ptr&) { m_journal.Add("failed"); };
+    for (const bool held : {false, true}) {
+        if (held) m_options.executor = Held();
+        AwaitAll(m_options, m_journal);
+        for (std::size_t step = 0; held && step < 4 && m_held.Reaches(1); ++step) RunHeldCalls();
+        ASSERT_TRUE(m_journal.Reaches(4));
+        EXPECT_EQ(m_journal.Take(), expected);
+        EXPECT_TRUE(Eventually([] { return GetModuleHandleW(L"qsn.dll") == nullptr; }));
+    }
 }
 
 TEST_F(ClientTest, MayGoBeforeWhatItsExecutorHolds) {
@@ -279,45 +457,69 @@ TEST_F(ClientTest, HearsOfOtherApplications) {
     to.signedInElsewhere = m_journal.Line("in");
     to.signedOutElsewhere = [&](const auto&) { m_journal.Add("out"); };  // the service knows no more of it
     to.memberTokenSet = m_journal.Text("member");
+    m_options.singleSignOn = true;
     Client client = Open();
-    ASSERT_TRUE(client.EnableSingleSignOn(true));
-    client.SignIn().get();  // a sign-in after this is noticed
+    EXPECT_FALSE(client.AdoptSharedSignIn().Get()->signedIn);  // a sign-in after this is noticed
     m_options.notifications = {};
     Client other = Open();
-    ASSERT_TRUE(other.EnableSingleSignOn(true));
-    other.SignIn(kToken).get();
+    EXPECT_TRUE(other.SignIn(kToken).Get());
     ASSERT_TRUE(m_journal.Reaches(1));
-    EXPECT_EQ(*client.AccessToken(), kToken);
-    ASSERT_TRUE(other.SetMemberToken("m"));
+    EXPECT_EQ(*client.AccessToken().Get(), kToken);
+    EXPECT_TRUE(other.SetMemberToken("m").Get());
     ASSERT_TRUE(m_journal.Reaches(2));
-    other.SignOut().get();
+    EXPECT_TRUE(other.SignOut().Get());
     ASSERT_TRUE(m_journal.Reaches(3));
     EXPECT_EQ(m_journal.Take(), (Lines{"in ok", "member m", "out"}));
-
-    // The library drops a shared token of this length in silence.
-    SharedValues::WriteToken("SSO", std::string(64, 'x'));
-    EXPECT_EQ(other.SignIn().get().Error(), qsn::ErrorOf(E_FAIL));
-    EXPECT_FALSE(other.AccessToken());
 }
 
-TEST_F(ClientTest, RefusesWhatTheLibraryWouldCutShort) {
-    Client client = Open();
-    EXPECT_EQ(client.SignIn(std::string("a\0b", 3)).get().Error(), kInvalid);
-    EXPECT_EQ(client.SetLanguage(std::wstring(L"a\0b", 3)).Error(), kInvalid);
-    EXPECT_EQ(client.SetMemberToken(std::string("a\0b", 3)).Error(), kInvalid);
-    for (const std::string& token : {std::string(700, 't'), std::string()}) {
-        ASSERT_TRUE(client.SetMemberToken(token));
-        EXPECT_EQ(*client.MemberToken(), token);
-    }
+TEST_F(ClientTest, SetsWhatItIsOpenedWith) {
+    m_options.language = "de";
+    m_options.extendData = "\xc3\xa4";
+    m_options.platform = qsn::Platform::k64Bit;
+    m_options.testbed = true;
     m_options.productSid.assign(3000, L's');
-    EXPECT_GT(Open().SignInUrl()->size(), 3000u);
+    Client client = Open();
+    EXPECT_TRUE(client.SignIn(kStagingToken).Get()->signedIn);
+    EXPECT_TRUE(client.GetProductList().Get());
+    const auto requests = Server().TakeRequests();
+    ASSERT_EQ(requests.size(), 1u);
+    EXPECT_THAT(requests[0].body, AllOf(HasSubstr("\"lang\":\"de\""), HasSubstr("\\u00e4"), HasSubstr("\"x64\"")));
+    EXPECT_GT(client.SignInUrl().Get()->size(), 3000u);
+    for (const std::string& token : {std::string(700, 't'), std::string()}) {
+        EXPECT_TRUE(client.SetMemberToken(token).Get());
+        EXPECT_EQ(*client.MemberToken().Get(), token);
+    }
+    const std::string zero("a\0b", 3), tooLong(64, 'x');
+    EXPECT_EQ(client.SignIn(zero).Get().Error(), kInvalid);
+    EXPECT_EQ(client.SetLanguage(zero).Get().Error(), kInvalid);
+    for (const std::string& token : {std::string(), tooLong})
+        EXPECT_EQ(client.SignIn(token).Get().Error(), qsn::ErrorOf(E_INVALIDARG));
+    EXPECT_EQ(Client().GetUserInfo().Get().Error(), kNotOpen);
+}
 
-    Client closed;
-    EXPECT_EQ(closed.GetUserInfo().get().Error(), kNotOpen);
-    EXPECT_EQ(closed.AccessToken().Error(), kNotOpen);
-    EXPECT_THROW(closed.AccessToken().Value(), std::system_error);
-    m_options.libraryPath = L"none.dll";
-    EXPECT_EQ(Client::Open(m_options).Error(), std::error_code(ERROR_MOD_NOT_FOUND, std::system_category()));
+TEST_F(ClientTest, SaysWhyItCannotBeOpened) {
+    const auto error = [&](const auto& change) {
+        qsn::Options options = m_options;
+        change(options);
+        Client::Open(options, m_journal.Line("open"));
+        EXPECT_TRUE(m_journal.Reaches(1));
+        const std::error_code given = Client::Open(options).Get().Error();
+        EXPECT_EQ(m_journal.Take(), Lines{"open " + given.message()});
+        EXPECT_TRUE(Eventually([] { return GetModuleHandleW(L"qsn.dll") == nullptr; }));
+        return given;
+    };
+    EXPECT_EQ(error([](auto& options) { options.productSid.clear(); }), kInvalid);
+    EXPECT_EQ(error([](auto& options) { options.extendData.assign(2, '\0'); }), kInvalid);
+    EXPECT_EQ(error([](auto& options) { options.libraryPath = L"none.dll"; }),
+              std::error_code(ERROR_MOD_NOT_FOUND, std::system_category()));
+    EXPECT_EQ(error([](auto& options) { options.log = [](auto&) {}, options.logLevel = qsn::LogLevel(); }),
+              qsn::ErrorOf(E_INVALIDARG));
+    const auto none = qsn::Library::From([](void**) -> HRESULT { return E_FAIL; });
+    EXPECT_EQ(Client::Open(m_options, none).Get().Error(), qsn::ErrorOf(E_FAIL));
+    auto cancelled = Client::Open(m_options);
+    cancelled.Cancel();
+    const Result<Client> client = cancelled.Get();
+    EXPECT_TRUE(client || client.Error() == kCancelled);
 }
 
 TEST(ClientErrors, EachCodeHasANameOfItsOwn) {
@@ -331,7 +533,24 @@ TEST(ClientErrors, EachCodeHasANameOfItsOwn) {
     for (const int code : {2, 4, 5, 6}) expectText(qsn::ErrorOf(static_cast<HRESULT>(0x86210000 + code)));
     for (const int code : {1, 2, 3, 4, 5, 8, 9, 10, 11, 101, 102, 103, 104, 105, 106, 107})
         expectText(qsn::ErrorOf(static_cast<QSN_CALLBACK_RESULT>(code)));
+    for (const int code : {2, 7, 29, 30, 37, 38, 45, 152, 157, 163, 170}) expectText(Network(12000 + code));
     EXPECT_NE(qsn::ErrorOf(static_cast<QSN_CALLBACK_RESULT>(99)).message().find("0x00000063"), std::string::npos);
+}
+
+TEST(ClientResults, LeadOnToOthers) {
+    const auto half = [](int value) -> Result<int> { return value % 2 == 0 ? Result<int>(value / 2) : kInvalid; };
+    const auto text = [](int value) { return std::to_string(value); };
+    int seen = 0;
+    const auto see = [&](int value) { seen = value; };
+    const Result<int> eight = 8, nothing = kCancelled;
+    EXPECT_EQ(*eight.and_then(half).and_then(half).transform(text), "2");
+    EXPECT_TRUE(eight.transform(see).and_then([]() -> Result<void> { return {}; }));
+    EXPECT_EQ(seen, 8);
+    EXPECT_EQ(Result<int>(3).and_then(half).transform(text).Error(), kInvalid);
+    EXPECT_EQ(nothing.transform(see).Error(), kCancelled);
+    EXPECT_EQ(eight.value_or(1) + nothing.value_or(1), 9);
+    EXPECT_EQ(*Result(std::make_unique<int>(5)).transform([](std::unique_ptr<int> moved) { return *moved; }), 5);
+    EXPECT_THROW(nothing.Value(), std::system_error);
 }
 
 TEST(ClientTexts, GoBetweenUtf8AndUtf16) {

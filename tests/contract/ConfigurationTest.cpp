@@ -16,7 +16,7 @@ struct ItemRow {
     int32_t id;
     void* data;
     HRESULT withData, withoutData;
-    bool needsInit;  // before Init and after Uninit it is refused
+    bool needsInit;  // refused before Init and after Uninit
 };
 
 const ItemRow kItems[] = {
@@ -95,7 +95,7 @@ protected:
     }
 };
 
-// The prefix's hardware decides the identifier; the service only has to get some.
+// The identifier depends on the hardware. It is enough that the service gets one.
 std::string WithoutMachineID(const std::string& body) {
     static const std::regex identifier("\"machineID\":\"[0-9A-Za-z{}-]+\"");
     return std::regex_replace(body, identifier, "\"machineID\":\"*\"");

@@ -137,7 +137,7 @@ TEST_F(Ending, ACallbackMayUseTheObjectUntilItReturns) {
     releasing.join();
 }
 
-// A name server that never answers, as the system shows it.
+// What the system does if the name server never answers.
 std::atomic<std::size_t> g_namesAsked{0};
 int WSAAPI AskForName(PCWSTR, PCWSTR, DWORD, LPGUID, const ADDRINFOEXW*, PADDRINFOEXW*, timeval*,
                       LPOVERLAPPED overlapped, LPLOOKUPSERVICE_COMPLETION_ROUTINE, LPHANDLE cancel) {
@@ -154,7 +154,7 @@ struct SilentNames {
 };
 std::optional<SilentNames> g_names;
 
-// Each kind of silence that a request can meet, from `begin` to the service's reset, and the count of those that did.
+// A kind of silence that a request can meet, from `begin` to the service's reset, and the count of requests that did.
 struct Silence {
     const char* name;
     std::function<void()> begin;
@@ -278,7 +278,7 @@ void Storm(const Library& library, unsigned seed) {
         while (!ending) qsn->Stop();
     });
     EXPECT_EQ(byRelease ? S_OK : qsn->Uninit(), S_OK);
-    // Nobody may be inside a method when the last reference goes.
+    // No thread may be inside a method when the last reference goes.
     ending = true;
     for (std::thread* thread : {&stopping, &first, &second}) thread->join();
     qsn.reset();

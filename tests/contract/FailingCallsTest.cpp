@@ -15,13 +15,13 @@ using Kind = FailingCalls::Kind;
 
 const char* NameOf(Kind kind) { return kind == Kind::kAllocation ? "allocation" : "call"; }
 
-// After the first of them every seventh: a renewal makes hundreds of allocations, and each round takes a while.
+// All of the first calls fail in turn, then every seventh: a renewal makes hundreds, and each round takes a while.
 constexpr unsigned kEachUpTo = 40;
 constexpr unsigned kStride = 7;
 constexpr char kRefreshToken[] = "refresh-ada";
 constexpr char kTokenToKeep[] = "a-token-to-keep";
 
-// What goes on while calls fail. `run` is true if all of it succeeded.
+// What is done while calls fail. `run` is true if all of it succeeded.
 class FailingCallsTest : public SessionTest {
 public:
     using Held = std::map<std::string, long>;
@@ -29,14 +29,14 @@ public:
         const char* name;
         void (FailingCallsTest::*prepare)();
         bool (FailingCallsTest::*run)();
-        unsigned leastRounds;  // a scenario in which hardly anything could fail has not run
+        unsigned leastRounds;  // with fewer, the scenario has not really run
     };
 
     void SetUp() override {
         Server().Accounts().Use([](auto& accounts) { accounts.users[0].refreshTokens = {kRefreshToken}; });
     }
 
-    // The callback of a request that was accepted comes, whatever became of the request.
+    // If a request was accepted, its callback comes, whatever became of the request.
     bool IsReported(HRESULT posted, int action) {
         if (FAILED(posted)) return false;
         const int result = m_callback.ResultOf(action);
@@ -51,7 +51,7 @@ public:
         if (FAILED(hr)) return false;
         m_qsn.reset(static_cast<IPVSubscription2*>(object));
         if (m_qsn->Init(L"SID-TEST", &m_callback) != S_OK) return false;
-        return GetSignInUrl(*m_qsn) == S_OK;  // what the worker thread does first is part of it
+        return GetSignInUrl(*m_qsn) == S_OK;  // includes what the worker thread does first
     }
     void Session() {
         if (!m_qsn) m_qsn = Create(m_library);
@@ -92,7 +92,7 @@ public:
         const HRESULT refresh = SetToken(*m_qsn, QSNCFG_SET_REFRESH_TOKEN, kTokenToKeep);
         return member == S_OK && refresh == S_OK;
     }
-    // Ended while what the watcher and the sign-in have begun is going on.
+    // The session ends while the watcher and the sign-in are still at work.
     bool End() {
         const bool watched = SetNumber(*m_qsn, QSNCFG_ENABLE_SINGLE_SIGNON) == S_OK;
         const bool signedIn = IsReported(m_qsn->SignIn(kToken), QSN_ACTION_SIGNIN_RESULT);
@@ -110,7 +110,7 @@ public:
         const char* const failed = m_calls.Stop();
         (this->*scenario.prepare)();
         EXPECT_TRUE((this->*scenario.run)()) << "the next try, after " << (failed ? failed : "nothing") << " failed";
-        m_qsn.reset();  // with the worker goes what libcrypto keeps of its last errors
+        m_qsn.reset();  // libcrypto's record of errors goes with the worker
         return failed;
     }
     // The worker lets go of a task a moment after its callback.
@@ -129,7 +129,7 @@ public:
             if (!failed) break;
             SCOPED_TRACE(testing::Message() << scenario.name << ", " << NameOf(kind) << " " << n << ", " << failed);
             if (HoldsNoMoreThan(before)) continue;
-            // What is kept once, for good, is not a leak; what is kept again for the same failure is one.
+            // What is kept once and for good is not a leak. What is kept again for the same failure is one.
             const Held once = m_held;
             Round(scenario, kind, n);
             EXPECT_TRUE(HoldsNoMoreThan(once))
@@ -139,7 +139,7 @@ public:
         RecordProperty(std::string(scenario.name) + NameOf(kind), static_cast<int>(rounds));
     }
 
-    FakeOrb m_orb;  // the stand-in would leave memory behind each time that it is freed
+    FakeOrb m_orb;  // the stand-in leaves memory behind each time that it is freed
     FailingCalls m_calls;
     Kind m_kind = Kind::kPlatform;
     Held m_held;
@@ -169,7 +169,7 @@ TEST_F(FailingCallsTest, WhatTheRegistryDoesNotTakeIsNotRenewed) {
     EXPECT_TRUE(Renewal()) << "the next try works";
 }
 
-// Whatever keeps the library from looking at them for a while.
+// Whatever keeps the library from looking at the tokens for a while.
 TEST_F(FailingCallsTest, SharedTokensOutOfReachAreNotTakenForGone) {
     const std::pair<const char*, DWORD> obstacles[] = {{nullptr, 0},  // blocks of memory
                                                        {"RegOpenKeyExA", ERROR_ACCESS_DENIED},
@@ -184,7 +184,7 @@ TEST_F(FailingCallsTest, SharedTokensOutOfReachAreNotTakenForGone) {
         Switch(QSNCFG_ENABLE_SINGLE_SIGNON);
         ASSERT_TRUE(Request());
         ASSERT_TRUE(StoreWrite());
-        SharedValues::WriteProtected("rTok", kTokenToKeep);  // the same token, encrypted anew, so that it is looked at
+        SharedValues::WriteProtected("rTok", kTokenToKeep);  // encrypted anew, so that the library looks at it again
 
         fail();
         EXPECT_TRUE(Eventually([&] { return m_calls.Failures() >= 3; })) << "looks at each value, or at one of them";
@@ -207,8 +207,8 @@ TEST_F(FailingCallsTest, SharedTokensOutOfReachAreNotTakenForGone) {
     }
 }
 
-// An exchange that failed for want of memory is over: a callback is waited for again, and not left behind like a
-// server.
+// An exchange that failed for want of memory is over. From then on the end waits for a callback again and does not
+// leave it behind like a server.
 TEST_F(FailingCallsTest, TheEndWaitsForACallbackAfterAFailedExchange) {
     Session();
     ASSERT_TRUE(Request());
@@ -218,7 +218,7 @@ TEST_F(FailingCallsTest, TheEndWaitsForACallbackAfterAFailedExchange) {
         if (event.action != QSN_ACTION_GET_USERINFO_RESULT) return S_OK;
         m_calls.Stop();
         inside = true;
-        Sleep(2000);  // longer than an exchange is waited for
+        Sleep(2000);  // longer than the end waits for an exchange
         left = true;
         return S_OK;
     };

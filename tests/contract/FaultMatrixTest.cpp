@@ -10,18 +10,18 @@ namespace {
 using namespace qsn::test;
 using namespace qsn::service;
 
-// Where a fault strikes: a token renewal has replies of its own kind, and a fault of the way that every one meets.
+// Where a fault strikes. A token renewal has replies of its own kind. Every operation meets a fault of the way.
 enum Where { kWay, kHttp, kPair, kEnvelope };
 
 struct Fault {
     std::string name;
     Where where;
-    int result;  // of the callback; renewals follow from `where`
+    int result;  // of the callback; that of renewals follows from `where`
     ReplyChange change = {};
     TlsFault tls = TlsFault::kNone;
     int refusedTunnels = 0;
-    const wchar_t* proxy = nullptr;  // in place of the service; "" for none at all
-    bool checked = false;            // by the token check too, which takes a second and is armed by a request first
+    const wchar_t* proxy = nullptr;  // in place of the service; "": no proxy at all
+    bool checked = false;            // by the token check too, which takes a second
 };
 
 ReplyChange Body(std::string body) { return {.body = std::move(body)}; }
@@ -149,7 +149,7 @@ struct Operation {
     Kind kind = kUsual;
 };
 
-// The request that arms the check is the user information, which the rules of a fault leave alone then.
+// User information is the request that arms the check. The rules of a fault leave it alone then.
 const Operation kOperations[] = {
     {"user information", QSN_ACTION_GET_USERINFO_RESULT, [](auto& qsn) { return qsn.GetUserInfo(); }},
     {"product list", QSN_ACTION_GET_PRODUCTLIST_RESULT, [](auto& qsn) { return qsn.GetProductList(); }},
@@ -177,7 +177,7 @@ protected:
         });
         Switch(QSNCFG_ENABLE_CHECK_TOKEN_ROUTINE);
     }
-    // The access token is given again before each step, because what came before may have cost it.
+    // The access token is set again before each step, because the last step may have cost it.
     void Prepare(const Operation& operation) {
         SignIn();
         m_values.Clear();
@@ -210,7 +210,7 @@ protected:
         if (fault.where == kWay) Server().SetTlsFault(TlsFault::kNone);
     }
     void ExpectTheFault(const Fault& fault, const Operation& operation) {
-        // A list without its member token is the service's to refuse, and what a renewal brings no pair is asked for.
+        // The service refuses a list without a member token. A renewal's reply needs no pair.
         const bool spoiltRenewal = operation.kind == kRenewal && fault.where == kHttp && fault.result != 0;
         const int expected = spoiltRenewal ? QSN_CALLBACK_OK : fault.result;
         EXPECT_EQ(Run(operation), expected);
@@ -220,7 +220,7 @@ protected:
         if (fault.where == kWay) {
             EXPECT_EQ(requests, 0u) << "something was sent";
         } else if (operation.kind < kRenewal) {
-            // A kept connection that closes without a word may have been given up before the request came.
+            // A kept connection that closes without a reply may have been given up before the request came.
             const std::size_t most = fault.change.closeBeforeReply ? 2 : 1;
             EXPECT_GE(requests, 1u);
             EXPECT_LE(requests, most) << "repeated or redirected";
@@ -232,7 +232,7 @@ TEST_P(FaultMatrix, EachOperationHasItsResultAndTheNextOneWorks) {
     const Fault& fault = GetParam();
     for (const Operation& operation : kOperations) {
         if (operation.kind == kCheck && !fault.checked) continue;
-        // The replies of a renewal have neither pair nor this envelope; their own faults have their own tests.
+        // The replies of a renewal have neither the pair nor this envelope. Their faults have tests of their own.
         if (operation.kind == kRenewal && (fault.where == kPair || fault.where == kEnvelope)) continue;
         SCOPED_TRACE(operation.name);
         Prepare(operation);

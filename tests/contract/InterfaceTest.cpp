@@ -1,10 +1,12 @@
-// What hosts were compiled against. A change that makes one of these tables fail breaks every host in the field: it
+// What hosts were compiled against. If a change makes one of these tables fail, it breaks every host in the field: it
 // needs a new interface, not a new table.
 #include <gtest/gtest.h>
 #include <qsn/qsn.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <initializer_list>
 #include <type_traits>
 
 namespace qsn::test {
@@ -66,9 +68,45 @@ static_assert(offsetof(QSN_GI_QUOTA, size) == 0 && sizeof(QSN_GI_QUOTA::size) ==
 static_assert(offsetof(QSN_GI_QUOTA, resetDate) == 4 && sizeof(QSN_GI_QUOTA::resetDate) == 28 * 2);
 static_assert(offsetof(QSN_GI_QUOTA, remainCount) == 60 && sizeof(QSN_GI_QUOTA::remainCount) == 4);
 
+static_assert(CountFrom(1, QSN_REQUEST_GET_USERINFO, QSN_REQUEST_GET_PRODUCTLIST, QSN_REQUEST_GET_PRODUCTLIST_V2,
+                        QSN_REQUEST_GI_QUERY, QSN_REQUEST_GI_LOG, QSN_REQUEST_SIGNIN, QSN_REQUEST_SIGNOUT,
+                        QSN_REQUEST_GET_SIGNIN_URL, QSN_REQUEST_GET_ACCESS_TOKEN, QSN_REQUEST_CONFIG));
+static_assert(CountFrom(1, QSN_LOG_SESSION_STARTED, QSN_LOG_SESSION_ENDED, QSN_LOG_REQUEST_QUEUED,
+                        QSN_LOG_REQUEST_BEGUN, QSN_LOG_REQUEST_COMPLETED, QSN_LOG_EXCHANGE, QSN_LOG_CALLBACK));
+static_assert(CountFrom(1, QSN_LOG_ERROR, QSN_LOG_INFO, QSN_LOG_DETAIL));
+static_assert(QSN_REQUEST_E_CANCELLED == static_cast<HRESULT>(0x800704C7));
+static_assert(QSN_REQUEST_E_OUT_OF_TIME == static_cast<HRESULT>(0x800705B4));
+static_assert(QSN_NO_SERVER_RESULT == INT32_MIN);
+
+// Where each member of a record begins, in its order.
+template <class Record, class... Members>
+bool LiesAt(std::initializer_list<std::size_t> offsets, Members... members) {
+    const Record record{};
+    const auto* const begin = reinterpret_cast<const char*>(&record);
+    const std::size_t found[] = {
+        static_cast<std::size_t>(reinterpret_cast<const char*>(&(record.*members)) - begin)...};
+    return std::ranges::equal(offsets, found);
+}
+
 static_assert(std::is_same_v<decltype(&CreateQSN), HRESULT (*)(void**)>);
 static_assert(std::is_same_v<decltype(&CreateQSN), decltype(&CreateQSN2)>);
 static_assert(std::is_base_of_v<IPVSubscription, IPVSubscription2> && std::is_base_of_v<IQSNDataSet, IQSNUserInfo>);
+
+TEST(Interface, RecordsKeepTheirMembersInTheirPlaces) {
+    EXPECT_EQ(sizeof(QSN_REQUEST), 32u);
+    EXPECT_TRUE(
+        (LiesAt<QSN_REQUEST>({0, 4, 8, 12, 16, 24, 28}, &QSN_REQUEST::size, &QSN_REQUEST::kind, &QSN_REQUEST::timeLimit,
+                             &QSN_REQUEST::item, &QSN_REQUEST::text, &QSN_REQUEST::value, &QSN_REQUEST::reserved)));
+    using Outcome = QSN_OUTCOME;
+    EXPECT_EQ(sizeof(Outcome), 36u);
+    EXPECT_TRUE((LiesAt<Outcome>({0, 4, 8, 12, 16, 20, 24, 28, 32}, &Outcome::size, &Outcome::callbackResult,
+                                 &Outcome::result, &Outcome::serverResult, &Outcome::httpStatus, &Outcome::systemError,
+                                 &Outcome::queuedTime, &Outcome::wireTime, &Outcome::canRetry)));
+    using Record = QSN_LOG_RECORD;
+    EXPECT_EQ(sizeof(Record), 72u);
+    EXPECT_TRUE((LiesAt<Record>({0, 4, 8, 16, 20, 24, 28, 32}, &Record::size, &Record::level, &Record::time,
+                                &Record::thread, &Record::event, &Record::request, &Record::action, &Record::outcome)));
+}
 
 TEST(Interface, IdentifiersKeepTheirBytes) {
     const std::pair<const IID*, const wchar_t*> rows[] = {
@@ -77,6 +115,12 @@ TEST(Interface, IdentifiersKeepTheirBytes) {
         {&IID_IQSNUserInfo, L"{6A0F8D4E-1B53-4E0B-9C56-2F7D3A8E4B11}"},
         {&IID_IQSNCallbackFunc, L"{6A0F8D4F-1B53-4E0B-9C56-2F7D3A8E4B11}"},
         {&IID_IPVSubscription, L"{B2882D3A-895D-4844-855B-FCF115F181AF}"},
+        {&IID_IQSNRequests, L"{6A0F8D50-1B53-4E0B-9C56-2F7D3A8E4B11}"},
+        {&IID_IQSNRequest, L"{6A0F8D51-1B53-4E0B-9C56-2F7D3A8E4B11}"},
+        {&IID_IQSNCompletion, L"{6A0F8D52-1B53-4E0B-9C56-2F7D3A8E4B11}"},
+        {&IID_IQSNLog, L"{6A0F8D53-1B53-4E0B-9C56-2F7D3A8E4B11}"},
+        {&__uuidof(IPVSubscription), L"{B2882D3A-895D-4844-855B-FCF115F181AF}"},
+        {&__uuidof(IQSNRequests), L"{6A0F8D50-1B53-4E0B-9C56-2F7D3A8E4B11}"},
     };
     for (const auto& [id, text] : rows) {
         IID frozen = {};
@@ -85,7 +129,7 @@ TEST(Interface, IdentifiersKeepTheirBytes) {
     }
 }
 
-// The very signature that hosts were compiled with: nothing of it is deduced.
+// The exact signature that hosts were compiled with. Nothing in it is deduced.
 template <class Interface, class Result, class... Arguments>
 using MethodOf = std::type_identity_t<Result (STDMETHODCALLTYPE Interface::*)(Arguments...)>;
 
@@ -131,6 +175,13 @@ TEST(Interface, MethodsKeepTheirSlotsAndSignatures) {
     QSN_SLOT(3, IQSNList, GetItem, HRESULT, uint32_t, void**);
     QSN_SLOT(4, IQSNList, GetCount, uint32_t);
     QSN_SLOT(3, IQSNCallbackFunc, Callback, HRESULT, int32_t, int32_t, void*);
+    QSN_SLOT(3, IQSNRequests, Start, HRESULT, const QSN_REQUEST*, IQSNCompletion*, IQSNRequest**);
+    QSN_SLOT(4, IQSNRequests, SetLog, HRESULT, IQSNLog*, uint32_t);
+    QSN_SLOT(3, IQSNRequest, Cancel, HRESULT);
+    QSN_SLOT(4, IQSNRequest, GetOutcome, HRESULT, QSN_OUTCOME*);
+    QSN_SLOT(5, IQSNRequest, GetNumber, uint32_t);
+    QSN_SLOT(3, IQSNCompletion, Completed, HRESULT, IQSNRequest*, const QSN_OUTCOME*, void*);
+    QSN_SLOT(3, IQSNLog, Write, HRESULT, const QSN_LOG_RECORD*);
 }
 
 }  // namespace

@@ -19,7 +19,7 @@ struct TestUser {
 constexpr TestUser kAda{"20417", kToken, "refresh-ada"};
 constexpr TestUser kBo{"20418", "token-bo", "refresh-bo"};
 
-// The product list of the second generation is asked for with a member token, which is renewed on the way.
+// A product list of the second generation needs a member token, which is renewed on the way.
 class MemberToken : public SessionTest {
 protected:
     void SetUp() override {
@@ -34,7 +34,7 @@ protected:
         SessionTest::SetUp();
         SignInAs(kAda);
     }
-    // As a host does that has its tokens from the service.
+    // What a host does that has got its tokens from the service.
     void SignInAs(const TestUser& user) {
         SignIn(user.accessToken);
         SharedValues::WriteProtected("rTok", user.refreshToken);
@@ -59,7 +59,7 @@ protected:
         for (const RecordedRequest& request : m_requests) types.push_back(request.requestType);
         return types;
     }
-    // A list with a token that has just so long to live when it is looked at: again if a second went by in between.
+    // A list with a token that has exactly this long to live. Tried again if a second went by in between.
     void ListWithin(std::chrono::seconds lifetime) {
         std::time_t second = 0;
         do {
@@ -129,7 +129,7 @@ TEST_F(MemberToken, TheKeysNumberGoesBackAsItCame) {
     ASSERT_EQ(RenewingListResult(), QSN_CALLBACK_OK);
     Json::Value info;
     info["public_key"] = *SharedValues::Decrypt("pubK");
-    // A number that no value can hold brings no key: then another is asked for.
+    // A number that no value can hold brings no key, so the library asks for another.
     const std::string next = std::to_string(Server().Members().KeyId());
     for (const auto& [number, sent] : {std::pair(3000000000, std::string("3000000000")), {4294967296, next}}) {
         info["id"] = Json::UInt64(number);
@@ -221,7 +221,7 @@ TEST_P(OvertakenRenewal, LeavesWhatOthersHaveWritten) {
     const auto member = SharedValues::Read("mTok"), refresh = SharedValues::Read("rTok");
     gate->Open();
     EXPECT_EQ(m_callback.ResultOf(QSN_ACTION_GET_PRODUCTLIST_V2_RESULT), meanwhile.result);
-    AccessToken();  // what was posted meanwhile is done
+    AccessToken();  // waits for what was posted meanwhile
     EXPECT_EQ(SharedValues::Read("mTok") != member, meanwhile.isStored);
     EXPECT_EQ(SharedValues::Read("rTok"), refresh);
     const Types types = Requests();
@@ -257,7 +257,7 @@ TEST_P(RefusedRenewal, LeavesEverythingInPlace) {
     const auto key = SharedValues::Decrypt("pubK");
     if (isInit) SharedValues::Delete("pubID");
     Requests();
-    // The list is asked for with the empty text then, and refused.
+    // The list is then requested with an empty token, and refused.
     Server().Rules().Always(GetParam().change, RequestMatch{.requestType = GetParam().operation});
     EXPECT_EQ(RenewingListResult(), QSN_CALLBACK_SERVER_RESULT_102);
     const Types types = Requests();
@@ -296,7 +296,7 @@ TEST_F(MemberToken, PassesTheServicesMessageOn) {
         const auto message = m_callback.WaitFor(QSN_ACTION_NOTIFY, 0s);
         ASSERT_TRUE(message) << operation;
         EXPECT_EQ(message->text, "not today");
-        while (m_callback.WaitFor(QSN_ACTION_NOTIFY, 0s)) continue;  // the retry's
+        while (m_callback.WaitFor(QSN_ACTION_NOTIFY, 0s)) continue;  // those of the retry
     }
 }
 

@@ -37,7 +37,7 @@ protected:
         };
         EXPECT_EQ(second ? m_qsn->GetProductListV2() : m_qsn->GetProductList(), S_OK);
         EXPECT_EQ(m_callback.ResultOf(action), QSN_CALLBACK_OK);
-        // What comes later goes to a callback that no longer knows this frame.
+        // A later event must not use this frame.
         EXPECT_EQ(AccessToken(), kToken);
         m_callback.onEvent = nullptr;
         return list;

@@ -10,8 +10,8 @@ namespace {
 using namespace qsn::test;
 using qsn::service::Socket;
 
-// A web server for one proxy script, at an address of its own: Wine remembers what it got from one. The port is the
-// service's to start Winsock for.
+// A web server for one proxy script. Its address is its own, because Wine remembers what it got from one. The service
+// has started Winsock.
 class ScriptServer {
 public:
     std::string Address() const { return "http://127.0.0.1:" + std::to_string(m_listener.LocalPort()) + "/proxy.pac"; }
@@ -44,7 +44,7 @@ HMODULE WINAPI CountSearches(LPCWSTR name, HANDLE file, DWORD flags) {
     return LoadLibraryExW(name, file, flags);
 }
 
-// Each request goes the way that the user's settings name just then.
+// Each request follows the user's settings of that moment.
 class Proxy : public SessionTest {
 protected:
     struct Settings {
@@ -133,7 +133,7 @@ TEST_F(Proxy, ChangesAreSeenByTheNextRequest) {
 TEST_F(Proxy, AScriptComesFirstAndWhatIsNamedStandsInForIt) {
     const std::string straight = "function FindProxyForURL(url, host) { return 'DIRECT'; }";
     const std::string gone = "http://127.0.0.1:1/proxy.pac";
-    // With the script, if anybody asks for one, and the result.
+    // With the script, if the library asks for one, and the result.
     const std::tuple<const char*, Settings, std::string, int> rows[] = {
         {"to the service", {0, ""}, ToService(), 0},
         {"straight", {1, m_service}, straight, 1},
@@ -154,7 +154,7 @@ TEST_F(Proxy, AScriptComesFirstAndWhatIsNamedStandsInForIt) {
         ASSERT_EQ(m_qsn->GetUserInfo(), S_OK);
         if (!script.empty()) ScriptServer::Answer(server.Accept(), script);
         ExpectOfTheRequest(result);
-        ExpectOfARequest(result);  // the script is known by now, or known to fail
+        ExpectOfARequest(result);  // by now the script is known, or known to fail
         EXPECT_TRUE(!settings.detect || g_searches > searches) << "nothing was asked";
     }
 }
@@ -171,7 +171,7 @@ TEST_F(Proxy, AScriptThatNeverArrivesHoldsNobodyUp) {
     EXPECT_GE(took, 980u);
     EXPECT_LT(took, 1500u);
     EXPECT_EQ(m_callback.Pending(), 0u);
-    // The DLL is gone when the system's search for the script ends.
+    // The DLL has gone by the time the system's search for the script ends.
     const HMODULE module = GetModuleHandleA("qsn.dll");
     FreeLibrary(module);
     EXPECT_EQ(GetModuleHandleA("qsn.dll"), nullptr);

@@ -337,6 +337,7 @@ TEST_F(Requests, AreToldExactlyOnceWhateverHappens) {
     Completion completion;
     for (int round = 0; round < kRounds; ++round) {
         std::vector<std::thread> threads;
+        threads.reserve(kThreads);
         for (int i = 0; i < kThreads; ++i) {
             threads.emplace_back([&, seed = static_cast<unsigned>(round * kThreads + i)] {
                 std::minstd_rand random(seed + 1);

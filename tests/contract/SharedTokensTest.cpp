@@ -120,7 +120,7 @@ TEST_F(SharedTokens, ASignOutElsewhereTakesItsOwnTokensAlongAndNoLaterOnes) {
         SignIn();
         for (int32_t item : {QSNCFG_SET_MEMBER_TOKEN, QSNCFG_SET_REFRESH_TOKEN}) SetToken(*m_qsn, item, "former");
         SharedValues::Delete("SSO");
-        if (signedInAnew) {  // before anybody has looked
+        if (signedInAnew) {  // before the library has looked
             SharedValues::WriteToken("mTok", "later");
             SharedValues::WriteProtected("rTok", "later");
         }
@@ -165,8 +165,8 @@ BOOL WINAPI NoteProtection(DATA_BLOB* plain, LPCWSTR description, DATA_BLOB* ent
     return CryptProtectData(plain, description, entropy, reserved, prompt, flags, encrypted);
 }
 
-// Long enough to need memory of their own. The copies in the texts of requests do not stand at a block's beginning, of
-// which a text that was only emptied lacks the first character.
+// Long enough to need memory of their own. A text that was only emptied still holds all but its first character. The
+// copies in the texts of requests do not stand at the beginning of a block.
 constexpr char kLongToken[] = "access-token-of-a-length-that-is-usual";
 constexpr char kLongRefreshToken[] = "refresh-token-of-a-length-that-is-usual";
 
@@ -220,7 +220,7 @@ TEST_F(SharedTokens, AreSetReadAndCleared) {
             text.resize(length);
             return m_qsn->Config(item, text.data(), &length);
         };
-        // Result, length and text in one line.
+        // Result, length and text on one line.
         const auto get = [&, item = getItem](std::optional<uint32_t> size) {
             char buffer[64] = "untouched";
             uint32_t length = size.value_or(0);

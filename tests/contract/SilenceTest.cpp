@@ -11,7 +11,7 @@ using namespace qsn::service;
 
 using Silence = SessionTest;
 
-// Of the service, of the proxy and in the handshake, side by side: the library is patient with each.
+// Silence of the service, of the proxy and in the handshake, side by side. The library is patient with each.
 TEST_F(Silence, EndsARequestAfterAWhile) {
     AccountServer other({.keyFolder = QSN_TEST_KEY_DIR});
     other.SetTlsFault(TlsFault::kSilenceInHandshake);

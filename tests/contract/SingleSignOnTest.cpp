@@ -30,7 +30,7 @@ void WriteWithoutEnd(IPVSubscription2& qsn) {
     }
 }
 
-// The library as another application of the suite has it, on command of the test's own process.
+// The library as another application of the suite uses it, at the command of the test's own process.
 std::string Do(IPVSubscription2& qsn, RecordingCallback& callback, const std::string& command, const char* text) {
     if (command == "init") return std::to_string(qsn.Init(L"OTHER", &callback));
     if (command == "watch") return std::to_string(EnableSingleSignOn(qsn));
@@ -58,7 +58,7 @@ TEST(SingleSignOnChild, DISABLED_Application) {
     }
 }
 
-// What other applications make of the values.
+// What other applications do to the values.
 void ChangeEvery20Milliseconds(const std::stop_token& end) {
     for (unsigned round = 0; !end.stop_requested(); ++round) {
         const std::string token = std::to_string(round) + "-token";
@@ -75,13 +75,13 @@ void ChangeEvery20Milliseconds(const std::stop_token& end) {
 
 class SingleSignOn : public SessionTest {
 protected:
-    // The watcher's first look only takes note of what it does not know. A sign-out makes everything known.
+    // The watcher only notes what it sees for the first time. After a sign-out it knows everything.
     void Watch() {
         ASSERT_EQ(EnableSingleSignOn(*m_qsn), S_OK);
         ASSERT_EQ(m_qsn->SignOut(), S_OK);
         ASSERT_EQ(m_callback.ResultOf(QSN_ACTION_SIGNOUT_RESULT), QSN_CALLBACK_NOT_SIGNED_IN);
     }
-    // What `action` brings next, and how long it took since the other application was told to do it.
+    // The next result of `action`, and the time since the other application was told to do it.
     Event Await(int action, Clock::time_point since) {
         const std::optional<Event> event = m_callback.WaitFor(action, 10s);
         EXPECT_TRUE(event) << "action " << action;
@@ -99,7 +99,7 @@ protected:
 };
 
 TEST_F(SingleSignOn, TwoApplicationsFollowEachOther) {
-    // At the end both sign out with the one token, in either order.
+    // At the end both sign out with the same token, in either order.
     Server().Accounts().Use([](auto& accounts) { accounts.users[0].accessTokens[0].permanent = true; });
     OtherApplication other(kApplication);
     ASSERT_EQ(other.Do("init"), "0");
@@ -122,7 +122,7 @@ TEST_F(SingleSignOn, TwoApplicationsFollowEachOther) {
     ExpectNotification(QSN_NOTIFY_REFRESH_TOKEN_CLEAR, nullptr, start);
     EXPECT_EQ(m_callback.Pending(), 0u);
 
-    // One look tells everything at once, the refresh token last: with it nothing of the other's own can be missing.
+    // One look tells everything at once, the refresh token last. Once that has come, nothing can be missing.
     ASSERT_EQ(SetToken(*m_qsn, QSNCFG_SET_REFRESH_TOKEN, "from-here"), S_OK);
     EXPECT_EQ(other.Do("notified"), "6 from-here");
     EXPECT_EQ(other.Do("outcome 1"), "0");
@@ -144,9 +144,9 @@ TEST_F(SingleSignOn, AnApplicationKilledWhileItWritesLeavesTheStoreUsable) {
     ASSERT_EQ(EnableSingleSignOn(*m_qsn), S_OK);
     auto other = std::make_unique<OtherApplication>(kApplication);
     for (int round = 0; round < 50; ++round) {
-        auto next = std::make_unique<OtherApplication>(kApplication);  // takes its time to start
+        auto next = std::make_unique<OtherApplication>(kApplication);  // is slow to start
         ASSERT_EQ(other->Do("write"), "writing");
-        // Both write for a moment that is different each time.
+        // Both write for a while that is different each time.
         for (int i = 0; i < round % 7; ++i) SetToken(*m_qsn, QSNCFG_SET_MEMBER_TOKEN, "mine");
         other->Kill();
         const std::string token = std::to_string(round);

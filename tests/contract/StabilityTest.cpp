@@ -20,11 +20,11 @@ void OneSession(const Library& library) {
         ASSERT_EQ(qsn->SignIn(kToken), S_OK);
         ASSERT_EQ(qsn->GetUserInfo(), S_OK);
         ASSERT_EQ(callback.ResultOf(QSN_ACTION_GET_USERINFO_RESULT), QSN_CALLBACK_OK);
-        // What reads this throws, beyond a depth.
+        // The reader of this throws beyond a certain depth.
         Server().Rules().Once({.body = std::string(5000, '[')});
         ASSERT_EQ(qsn->GetProductList(), S_OK);
         ASSERT_EQ(callback.ResultOf(QSN_ACTION_GET_PRODUCTLIST_RESULT), QSN_CALLBACK_NETWORK_OR_UNKNOWN);
-        // The member token in the store is looked into, which takes libcrypto.
+        // To look into the member token in the store takes libcrypto.
         ASSERT_EQ(qsn->GetProductListV2(), S_OK);
         ASSERT_EQ(callback.ResultOf(QSN_ACTION_GET_PRODUCTLIST_V2_RESULT), QSN_CALLBACK_OK);
         ASSERT_EQ(qsn->Uninit(), S_OK);
@@ -39,14 +39,14 @@ protected:
         SharedValues::WriteToken("mTok", Server().IssueMemberToken("20417", 1h));
     }
     std::size_t BytesInUse() {
-        // A session's connection ends at the service's end a moment later.
+        // On the service's side a session's connection ends a moment later.
         Server().DropConnections();
         Server().TakeRequests();
         m_orb.Reset();
         return HeapBytes();
     }
-    // WMI and the TLS of the system keep threads and handles of their own, so the counts are taken after a few rounds
-    // and must not have grown at the end.
+    // WMI and the system's TLS keep threads and handles of their own, so the counts are taken after a few rounds. At
+    // the end they must not have grown.
     void ExpectNothingLeftBy(const std::function<void()>& session, unsigned rounds) {
         for (int round = 0; round < 8; ++round) session();
         const std::size_t bytes = BytesInUse();
@@ -57,7 +57,7 @@ protected:
     }
 
     SharedValues m_values;
-    FakeOrb m_orb;  // the stand-in itself would leave memory behind each time that it is freed
+    FakeOrb m_orb;  // the stand-in leaves memory behind each time that it is freed
 };
 
 TEST_F(Stability, SessionsLeaveNothing) {

@@ -17,7 +17,7 @@ using Clock = std::chrono::steady_clock;
 
 const RequestMatch kCheck{.requestType = "verifyToken"};
 
-// The service says when a token is to be checked again; the library does so in the background.
+// The service says when a token is to be checked again. The library does so in the background.
 class TokenCheck : public SessionTest {
 protected:
     void SetUp() override {
@@ -47,7 +47,7 @@ protected:
     }
 };
 
-// A check that does not reach the service arms nothing, so that it is the timer that goes on.
+// A check that does not reach the service arms nothing. So the repetition here is the timer's.
 TEST_F(TokenCheck, ComesAgainAtTheIntervalThatTheServiceAsksFor) {
     VerifyEvery(1);
     Server().Rules().Times(3, {.status = 503}, kCheck);
@@ -111,7 +111,7 @@ TEST_F(TokenCheck, WithSingleSignOnTheSharedTokenGoesAndEverybodyHears) {
     EXPECT_EQ(NextCheck(1300ms), -1) << "a refusal ends the routine";
 }
 
-// Whatever is between the library and the service, or wrong with the machine, signs nobody out.
+// No fault between the library and the service, or of the machine, signs the user out.
 TEST_F(TokenCheck, WithoutAnAnswerNobodyLosesAToken) {
     FailingCalls calls;
     const std::tuple<ReplyChange, const char*, int> cases[] = {
@@ -189,7 +189,7 @@ TEST_F(TokenCheck, DoesNotPileUpBehindASlowRequest) {
         Server().TakeRequests();
         gate->Open();
         EXPECT_EQ(NextCheck(), QSN_CALLBACK_OK) << slow;
-        AccessToken();  // what has been posted is done
+        AccessToken();  // waits for what was posted
         const auto requests = Server().TakeRequests();
         EXPECT_LE(std::ranges::count(requests, "verifyToken", &RecordedRequest::requestType), 1) << slow;
     }

@@ -14,8 +14,8 @@ using namespace qsn::test;
 using namespace testing;
 using Lines = std::vector<std::string>;
 
-// The switch is read when the library object is made. It is the process's and never goes back, but it goes with the
-// DLL.
+// The switch is read when the library object is made. It belongs to the process and is never turned off, but it goes
+// with the DLL.
 class Trace : public SessionTest {
 protected:
     void SetUp() override {}
@@ -24,14 +24,14 @@ protected:
         SessionTest::SetUp();
         SignIn();
     }
-    // All lines of one request, from its first to the last word of its task; `end` ends what went before.
+    // All lines of one request, from its first line to `end`, the last of its task.
     static Lines LinesOf(const std::function<void()>& act, const char* end) {
         const TraceCapture trace;
         act();
         EXPECT_TRUE(trace.WaitForLine(end, 10s));
         return trace.Lines();
     }
-    // What has been traced of `lines`, in its own order and as often.
+    // Those of `lines` that were traced, in the order and as often as they came.
     static Lines Traced(const Lines& lines, const TraceCapture& trace) {
         Lines traced = trace.Lines();
         std::erase_if(traced, [&](const auto& line) { return std::ranges::find(lines, line) == lines.end(); });
@@ -39,11 +39,11 @@ protected:
     }
     void StartWithTrace() {
         const DumpSwitch dump(1);
-        // The timer's thread says its word at any moment.
+        // The line of the timer's thread may come at any moment.
         LinesOf([&] { Start(); }, "RoutineTimer thread: start");
         Settle();
     }
-    // The last words of a task come after its callback.
+    // The last lines of a task come after its callback.
     void Settle() {
         LinesOf([&] { AccessToken(); }, "BaseTask::GetAccTokenTask Destroyed.\n");
     }
@@ -140,11 +140,11 @@ TEST_F(Trace, ShowsARenewalThatTakesASecondKey) {
                            failure + init + key + Lines{"OnlineRefreshMemberToken public key is exist.\n"} + refresh +
                            stored + Lines{"GetMemberTokenFromReg\n"};
     Lines lines = LinesOf([&] { m_qsn->GetProductListV2(); }, "BaseTask::GetProductListTask Destroyed.\n");
-    std::erase(lines, "CheckSingleSignOn::Uninit");  // of each short look at the registry
+    std::erase(lines, "CheckSingleSignOn::Uninit");  // one for each short look at the registry
     const std::regex varies("(FAILED: [^ ]+ @ [^:]+:)[0-9]+|(SetMemberToken: ).+");
     for (std::string& line : lines) line = std::regex_replace(line, varies, "$1$2#");
     ASSERT_GE(lines.size(), expected.size());
-    lines.resize(expected.size());  // the request itself goes on like any other
+    lines.resize(expected.size());  // from here on it is a request like any other
     EXPECT_EQ(lines, expected);
 }
 
@@ -206,7 +206,7 @@ TEST_F(Trace, NamesWhatIsShared) {
                            "QSNCFG_SET_REFRESH_TOKEN: NULL, length = 0\n", "Sign out: memtoken:\n",
                            "[CheckSingleSignOn] CryptUnprotectData error!!\n"};
     const Lines gone = {"SetMemberToken: NULL", "SetRefreshToken: NULL"};
-    // The tokens go with the sign-out elsewhere, with the host's order and with the sign-out here.
+    // The tokens go at a sign-out elsewhere, at the host's command and at a sign-out here.
     Lines expected = sharing + signIn + set + cleared + gone + gone + gone;
     for (int id = 0; const char* event : {"", "MEMBER_", "REFRESH_"}) {
         for (const char* change : {"SET", "CLEAR"}) {
@@ -214,7 +214,7 @@ TEST_F(Trace, NamesWhatIsShared) {
             expected.push_back(std::string("SSOCallbackEvent, SSO_EVENT_") + event + "TOKEN_" + change + " \n");
         }
     }
-    // A look that began before a value was written tells of it later than of the others.
+    // If a look began before a value was written, that value is told of later than the others.
     EXPECT_THAT(Traced(expected, trace), UnorderedElementsAreArray(expected));
     EXPECT_THAT(trace.Lines(),
                 IsSupersetOf({"CheckSingleSignOn thread: start", "[ERR] GetMemberToken SS_STATUS_NOT_EXIST\n",

@@ -16,7 +16,7 @@ class UsageLog : public SessionTest {
 protected:
     void SetUp() override {
         ASSERT_EQ(m_qsn->Init(L"S\u00e4D", &m_callback), S_OK);
-        AccessToken();  // answered when the worker has started the log
+        AccessToken();  // the answer comes after the worker has started the log
     }
     FakeOrb m_orb;
 };
@@ -95,7 +95,7 @@ TEST_F(UsageLog, IsTakenFromTheFolderThatTheHostNamesIfThereIsOneToTake) {
     const std::filesystem::path module = folder / "Orb.dll";
     std::filesystem::create_directory(folder);
     const auto oneSession = [&] {
-        // The host's current folder counts, as it is when the host names the other one.
+        // What counts is the host's current folder at the time when the host names the other one.
         const auto before = std::filesystem::current_path();
         std::filesystem::current_path(folder.parent_path());
         m_qsn = Create(m_library);
@@ -114,7 +114,7 @@ TEST_F(UsageLog, IsTakenFromTheFolderThatTheHostNamesIfThereIsOneToTake) {
         oneSession();
         EXPECT_TRUE(other.Record().starts_with(L"Init "));
     }
-    // A module of another kind, and a file that is none.
+    // A module of another kind, and a file that is not a module.
     CopyFileW(FakeNetwork().Path().c_str(), module.c_str(), FALSE);
     oneSession();
     std::ofstream(module).flush();

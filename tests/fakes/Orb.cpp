@@ -41,7 +41,7 @@ FAKE_EXPORT(std::int32_t) Orb_Log(const wchar_t* productTag, const wchar_t* mess
 
 FAKE_EXPORT(std::int32_t) Orb_Uninit(std::uint32_t reason) { return Record(L"Uninit " + std::to_wstring(reason)); }
 
-// Copies as much of the record as fits, with a terminator; gives the whole length.
+// Copies as much of the record as fits, with a terminator. Returns the whole length.
 FAKE_EXPORT(std::size_t) FakeRecord(wchar_t* buffer, std::size_t size) {
     const RecordLock lock;
     if (size != 0) buffer[g_record.copy(buffer, size - 1)] = L'\0';

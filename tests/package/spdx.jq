@@ -1,4 +1,4 @@
-# A text for each rule of SPDX 2.3 that the document breaks, of those that ours can break.
+# A text for each rule of SPDX 2.3 that the document breaks. Only rules that ours can break are here.
 
 def missing($fields): . as $element | $fields[] | select(($element[.] // "") == "") | "\($element.SPDXID): no \(.)";
 

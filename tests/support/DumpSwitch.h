@@ -4,7 +4,7 @@
 
 namespace qsn::test {
 
-// The user's trace switch, set to `value`; taken away at the end.
+// The user's trace switch, set to `value` and removed at the end.
 class DumpSwitch {
 public:
     static constexpr int kAbsent = -1;

@@ -49,8 +49,8 @@ constexpr std::array kResourceNames{"blocks", "handles", "registry keys",      "
 std::array<std::atomic<long>, kResourceNames.size()> g_held;
 
 std::atomic<int> g_kind{-1};               // of the calls that are to fail
-std::atomic<const char*> g_name{nullptr};  // in place of a kind: the one function whose calls are
-std::atomic<DWORD> g_error{0};             // what they fail with, 0: each with its own
+std::atomic<const char*> g_name{nullptr};  // in place of a kind: the one function whose calls fail
+std::atomic<DWORD> g_error{0};             // their error; 0: each function has its own
 std::atomic<unsigned> g_failAt{0};
 std::atomic<bool> g_failEvery{false};
 constexpr std::size_t kNoSize = std::numeric_limits<std::size_t>::max();
@@ -85,7 +85,7 @@ bool HasOpened(Result result) {
     return std::is_same_v<Result, LSTATUS> ? result == Result{} : result != Result{};
 }
 
-// What the compiler is told about malloc beside its type is of no use here.
+// The attributes that malloc has besides its type are of no use here.
 #pragma GCC diagnostic ignored "-Wignored-attributes"
 
 // Of the block that malloc is asked for.
@@ -95,7 +95,7 @@ std::size_t SizeOf(Arguments...) {
     return 0;
 }
 
-// libcurl also frees modules that it got in a way which does not lead through here.
+// libcurl also frees modules that it did not get through these functions.
 std::mutex g_modulesLock;
 std::multiset<HMODULE> g_modules;
 
@@ -188,8 +188,8 @@ Import Closes() {
 constexpr DWORD kNoMemory = ERROR_NOT_ENOUGH_MEMORY;
 constexpr DWORD kNoCryptoMemory = static_cast<DWORD>(NTE_NO_MEMORY);
 
-// What can fail for want of something, but for WSACreateEvent: libcurl keeps a block each time that it does. What only
-// gives back, waits or answers from memory that it is handed is not here.
+// The functions that can fail for want of something. WSACreateEvent is missing, because libcurl keeps a block each time
+// that it fails. So are functions that only give back, wait, or answer from memory that they are handed.
 const std::array kImports{
     Allocates<OF(malloc)>(),
     Allocates<OF(calloc)>(),

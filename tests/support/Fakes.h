@@ -35,7 +35,7 @@ private:
     HMODULE m_module;
 };
 
-// What the usage log was told: a line a call, as in "Init <guid> <parameters>", "Log QSN1.0 <message>", "Uninit 0".
+// What the usage log was told, one line for each call: "Init <guid> <parameters>", "Log QSN1.0 <message>", "Uninit 0".
 class FakeOrb {
 public:
     explicit FakeOrb(const std::wstring& path = L"Orb.dll") : m_module(path) { Reset(); }
@@ -44,7 +44,7 @@ public:
     std::wstring Record() const {
         const auto record = m_module.Find<std::size_t WINAPI(wchar_t*, std::size_t)>("FakeRecord");
         std::wstring text;
-        // Again if a call was recorded in between.
+        // Tried again if a call was recorded in between.
         for (std::size_t length = record(nullptr, 0); text.size() < length; length = record(text.data(), length + 1))
             text.resize(length);
         return text;
@@ -57,7 +57,7 @@ private:
     FakeModule m_module;
 };
 
-// Switches the network of the platform's probe; on again at the end.
+// Switches the network of the platform's probe, and on again at the end.
 class FakeNetwork {
 public:
     ~FakeNetwork() { SetAlive(true); }

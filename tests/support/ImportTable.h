@@ -8,8 +8,8 @@
 
 namespace qsn::test {
 
-// Calls `visit(name, entry)` for each function that the module imports by name, null being the test's own program; an
-// entry holds the function's address. Nothing if the module is not loaded.
+// Calls `visit(name, entry)` for each function that the module imports by name; null stands for the test's own program.
+// An entry holds the function's address. Does nothing if the module is not loaded.
 void ForEachImport(const std::function<void(std::string_view name, ULONGLONG& entry)>& visit,
                    const wchar_t* moduleName = L"qsn.dll");
 void WriteImport(ULONGLONG& entry, const void* function);

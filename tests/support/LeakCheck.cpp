@@ -10,8 +10,8 @@
 namespace qsn::test {
 namespace {
 
-// What a suite may hold more at its end than after the last of its tests that made the system load a module, as the
-// first request does. The service keeps what it replied, 3 MB in one suite; connections have a thread and some handles
+// How much more a suite may hold at its end than after the last of its tests that made the system load a module, as the
+// first request does. The service keeps what it replied, 3 MB in one suite. Connections have a thread and some handles
 // each (8 in one suite), and end when they like.
 constexpr std::size_t kHeapAllowance = 6 * 1024 * 1024;
 constexpr int kHandleAllowance = 16;
@@ -52,7 +52,7 @@ bool IsWithin(const Holdings& now, const Holdings& before) {
            now.windowObjects <= before.windowObjects;
 }
 
-// Holds every suite of a test program to leaving nothing behind. ctest runs each in a process of its own.
+// Checks that every suite of a test program leaves nothing behind. ctest runs each in a process of its own.
 class LeakListener final : public testing::EmptyTestEventListener {
     void OnTestProgramStart(const testing::UnitTest&) override { m_registryValues = RegistryValues(); }
     void OnTestEnd(const testing::TestInfo&) override {
@@ -78,7 +78,7 @@ class LeakListener final : public testing::EmptyTestEventListener {
     std::optional<Holdings> m_before;
 };
 
-// Before `main`, which belongs to the test framework.
+// Runs before `main`, which belongs to the test framework.
 [[maybe_unused]] const bool g_listens = [] {
     testing::UnitTest::GetInstance()->listeners().Append(new LeakListener);
     return true;

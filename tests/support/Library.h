@@ -8,7 +8,7 @@
 
 namespace qsn::test {
 
-// qsn.dll as a host has it: loaded, asked for its factory, freed.
+// qsn.dll as a host uses it: loaded, asked for its factory, freed.
 class Library {
 public:
     Library() : m_module(LoadLibraryA(QSN_TEST_DLL)) {
@@ -51,7 +51,7 @@ inline std::string GetToken(IPVSubscription2& qsn, int32_t item) {
     uint32_t length = sizeof(buffer);
     return qsn.Config(item, buffer, &length) == S_OK ? std::string(buffer, length) : "(unreadable)";
 }
-// For those who want to know only what became of it.
+// If only the result matters.
 inline HRESULT GetSignInUrl(IPVSubscription2& qsn) {
     char url[256];
     uint32_t length = 0;

@@ -11,8 +11,8 @@
 
 namespace qsn::test {
 
-// Another application of the user: this program again, with one disabled test in it that takes commands, a line each,
-// and answers each with a line. Ended without ceremony when it goes.
+// Another application of the user: this program again, in a disabled test of it that takes commands, a line each, and
+// answers each with a line. The destructor simply ends it.
 class OtherApplication {
 public:
     explicit OtherApplication(const std::wstring& test) {
@@ -71,7 +71,7 @@ public:
         WaitForSingleObject(m_process.hProcess, 10000);
     }
 
-    // The application's side. Told apart from the test framework's own output by its first character.
+    // The application's side. Its first character tells an answer from the test framework's own output.
     static void Reply(const std::string& answer) { std::cout << kMark << answer << std::endl; }
     static bool NextCommand(std::string* command) { return static_cast<bool>(std::getline(std::cin, *command)); }
 

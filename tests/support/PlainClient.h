@@ -6,7 +6,7 @@
 
 namespace qsn::test {
 
-// A connection to a port of this machine that sends what it is told. The listener there has started Winsock.
+// A connection to a port of this machine that sends what it is told. Whoever listens there has started Winsock.
 class PlainClient {
 public:
     explicit PlainClient(int port) : m_socket(socket(AF_INET, SOCK_STREAM, IPPROTO_TCP)) {

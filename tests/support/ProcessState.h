@@ -11,7 +11,7 @@
 
 namespace qsn::test {
 
-// Counted one by one: Wine's GetProcessHandleCount knows none.
+// Counted one by one, because Wine's GetProcessHandleCount counts none.
 inline int HandleCount() {
     constexpr ULONG_PTR kFarBeyondOurs = 0x8000;
     int count = 0;
@@ -62,7 +62,7 @@ inline std::size_t HeapBytes() {
     return bytes;
 }
 
-// Whether the text is in a block. It must not lie in one itself.
+// Whether the text is in a block. The text itself must not lie in one.
 inline bool HeapHolds(std::string_view text) {
     bool holds = false;
     ForEachBlock([&](const char* block, DWORD size) {
@@ -71,7 +71,7 @@ inline bool HeapHolds(std::string_view text) {
     return holds;
 }
 
-// Waits, with a bound, until `condition` holds: for what another thread or the system brings about.
+// Waits until `condition` holds, but not for ever: for what another thread or the system does.
 template <class Condition>
 bool Eventually(Condition condition, DWORD milliseconds = 10000) {
     const ULONGLONG end = GetTickCount64() + milliseconds;

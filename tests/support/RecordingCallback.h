@@ -15,7 +15,7 @@
 
 namespace qsn::test {
 
-// One call of the host's callback, with what the data said while it was valid.
+// One call of the host's callback, with what was in the data while it was valid.
 struct Event {
     int action = 0;
     int result = 0;
@@ -32,10 +32,11 @@ inline std::string ReadText(IQSNDataSet& record, int32_t id) {
     return text;
 }
 
-// A host's callback that keeps what it is told. Lives longer than the library object; counts its references.
+// A host's callback that keeps what it is told and counts its references. It lives longer than the library object.
 class RecordingCallback final : public IQSNCallbackFunc {
 public:
-    // Called inside the callback, before the event is recorded: a thread that waits for it finds this done.
+    // Called inside the callback, before the event is recorded: it is done when a thread that waits for the event goes
+    // on.
     std::function<HRESULT(const Event&, void* data)> onEvent;
 
     std::optional<Event> WaitFor(int action, std::chrono::milliseconds timeout = std::chrono::seconds(20)) {

@@ -6,7 +6,7 @@
 
 namespace qsn::test {
 
-// What the process has in use at a moment; later it must not be more. Two handles of the system's own may come and go.
+// What the process has in use at a moment. Later it must not be more. Two handles of the system's own may come and go.
 class Resources {
 public:
     void ExpectNoMore() const {

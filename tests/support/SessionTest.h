@@ -15,7 +15,7 @@ namespace qsn::test {
 
 using namespace std::chrono_literals;
 
-// A test with the service running and a library object, initialised, whose callbacks are recorded.
+// A test with the service running and an initialised library object whose callbacks are recorded.
 class SessionTest : public testing::Test {
 protected:
     SessionTest() { TestService::Instance().Reset(); }
@@ -39,7 +39,7 @@ protected:
         return buffer;
     }
 
-    // Holds the reply to the next request of the type until the gate is opened.
+    // Holds back the reply to the next request of the type until the gate is opened.
     static std::shared_ptr<const service::ReplyGate> HoldNext(const std::string& requestType) {
         auto gate = std::make_shared<const service::ReplyGate>();
         Server().Rules().Once({.gate = gate}, {.requestType = requestType});

@@ -11,7 +11,7 @@
 
 namespace qsn::test {
 
-// The user's values that the suite's applications share, as any other program sees them: raw, and without the library.
+// The user's values that the suite's applications share, as any other program sees them: raw, without the library.
 class SharedValues {
 public:
     struct Raw {
@@ -44,7 +44,7 @@ public:
         raw.data.resize(size);
         return raw;
     }
-    // As it is given: no terminator is added by the system either, which looks for one behind the data.
+    // Exactly as it is given. The system looks for a terminator behind the data and adds none either.
     static void Write(const char* name, std::string_view data, DWORD type = REG_SZ) {
         HKEY key = nullptr;
         RegCreateKeyExA(HKEY_CURRENT_USER, kKey, 0, nullptr, 0, KEY_WRITE, nullptr, &key, nullptr);
@@ -54,7 +54,7 @@ public:
         RegCloseKey(key);
     }
 
-    // A token as another application writes it.
+    // As another application writes a token.
     static void WriteToken(const char* name, std::string_view token) { Write(name, Base64Lines(token)); }
     static void WriteProtected(const char* name, std::string_view token) {
         const std::string copy(token);
@@ -81,7 +81,7 @@ public:
         return text;
     }
 
-    // What a protected value holds; nothing if it cannot be decrypted or is not written in lines of 76.
+    // What a protected value holds. Nothing if it cannot be decrypted or is not in lines of 76.
     static std::optional<std::string> Decrypt(const char* name) {
         const std::optional<Raw> raw = Read(name);
         if (!raw || raw->type != REG_SZ) return std::nullopt;

@@ -7,8 +7,8 @@
 
 namespace qsn::test {
 
-// The account service of a test program: one for the process, which reads the trusted roots once. `Reset` gives each
-// test a service in its first state.
+// The account service of a test program. There is one for the process, because the trusted roots are read once. `Reset`
+// brings it back to its first state for each test.
 class TestService {
 public:
     static TestService& Instance();

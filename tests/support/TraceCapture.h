@@ -28,13 +28,13 @@ public:
         s_current = nullptr;
     }
 
-    // Each output as it was made, line feed included, without the prefix that all have to have.
+    // Each output as it was made, with its line feed, but without the prefix that all must have.
     std::vector<std::string> Lines() const {
         const std::lock_guard lock(s_lock);
         return m_lines;
     }
 
-    // Whether an output `line`, given like those of `Lines`, has been made or is made within `timeout`.
+    // Whether the output `line`, in the form of `Lines`, has been made or is made within `timeout`.
     bool WaitForLine(std::string_view line, std::chrono::milliseconds timeout) const {
         std::unique_lock lock(s_lock);
         return s_arrived.wait_for(lock, timeout, [&] { return std::ranges::find(m_lines, line) != m_lines.end(); });

@@ -1,6 +1,6 @@
 #include <windows.h>
 
-// Crashes on a thread that is not the first: for the test that such an end is seen as the failure that it is.
+// Crashes on a thread that is not the first. A test shows that this is seen as a failure.
 static DWORD WINAPI Crash(void* nothing) {
     *(volatile int*)nothing = 1;
     return 0;

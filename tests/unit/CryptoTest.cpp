@@ -30,13 +30,10 @@ TEST(Md5, HashesTextsUpToTheirNulAndBytesWhole) {
     for (const std::string& text : {hash.substr(1), hash + "0", "D" + hash.substr(1)}) EXPECT_FALSE(IsMD5Hex(text));
 }
 
-TEST(Md5, HmacVectorsOfRfc2202) {
-    const UniqueCryptProvider provider = AcquireKeyBlobProvider();
-    EXPECT_EQ("750c783e6ab0b503eaa86e310a5db738", HmacMD5Hex(provider, "what do ya want for nothing?", "Jefe"));
+// RFC 2202. The worked example has shorter keys.
+TEST(Md5, HmacHashesALongKeyFirst) {
     const std::string longKey(80, '\xAA'), message = "Test Using Larger Than Block-Size Key - Hash Key First";
-    EXPECT_EQ("6b1ab7fe4bd7bf8f0b62e6ce61b9d0cd", HmacMD5Hex(provider, message, longKey));
-    // Not of the RFC, but widely published.
-    EXPECT_EQ("74e6f7298a9c2d168935f58c001bad88", HmacMD5Hex(provider, "", ""));
+    EXPECT_EQ("6b1ab7fe4bd7bf8f0b62e6ce61b9d0cd", HmacMD5Hex(AcquireKeyBlobProvider(), message, longKey));
 }
 
 std::vector<std::uint8_t> FromHex(std::string_view hex) {
@@ -77,7 +74,7 @@ TEST(MemberKey, IsRefusedWhereItAsksForAPassPhrase) {
     ERR_clear_error();
 }
 
-// That the service can read the token and a reply is believed only with its own pair is in the tests of whole requests.
+// The tests of whole requests show that the service can read the token, and that a reply needs its own pair.
 TEST(MessageAuthentication, ARequestCarriesTheNonceOfItsSecond) {
     std::uint32_t second = 0;
     MessageAuthentication authentication;

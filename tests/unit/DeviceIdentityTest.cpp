@@ -28,7 +28,7 @@ TEST(DeviceIdentity, IsTheUpperCaseMd5OfTheUuid) {
 TEST(DeviceIdentity, LeavesTheThreadsApartmentAsItWas) {
     for (const HRESULT expected : {S_OK, S_FALSE}) {
         std::thread([expected] {
-            // S_FALSE: the thread was in this apartment already.
+            // S_FALSE: the thread is in this apartment already.
             const bool inApartment = expected == S_FALSE;
             if (inApartment) CoInitializeEx(nullptr, COINIT_MULTITHREADED);
             EXPECT_EQ(S_OK, QueryWmiProperty(L"Win32_ComputerSystemProduct").result);

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "Utility/Base64.h"
-#include "Utility/Hex.h"
 #include "Utility/Jwt.h"
 #include "Utility/Text.h"
 
@@ -45,11 +44,6 @@ TEST(Base64, ReadsWhatItCanOfLinesAndReportsTheLengthThatDoesNotFit) {
     EXPECT_EQ(0, Base64DecodeLines("Zm9vYmFy", bytes, &length));
     EXPECT_EQ(6u, length);
     EXPECT_EQ('!', bytes[5]);
-}
-
-TEST(Hex, EncodesLowerCaseAndDecodesEither) {
-    EXPECT_EQ("007fa0ff", BytesToHex(Bytes(HexToBytes("007Fa0fF").value_or(""))));
-    for (const char* const text : {"0", "0g", "/0", ":0", "@0", "G0", "`0"}) EXPECT_FALSE(HexToBytes(text)) << text;
 }
 
 TEST(Text, ReplacesWhatCannotBeConverted) {

@@ -42,7 +42,7 @@ TEST(ProductPayload, ReadsEveryMemberOfEveryTypeOrAsMissing) {
                                                                    {"null", "", 0},
                                                                    {"[1]", "", 0}};
     for (const auto& [value, text, number] : cases) {
-        // Names that the fields' names begin with, or that begin with them, are others.
+        // A name that only begins like a field's name, or a part of one, is another name.
         std::string data = R"([{"":"x","A":"x","FileSizes":"x","demoUr":"x","demoUrl ":"x","sid2":"x","zzz":"x")";
         for (const ProductField& field : kProductFields)
             if (field.member) data += std::string(",\"") + field.member + "\":" + value;
@@ -109,7 +109,7 @@ TEST(ResultObjects, ReadWrongTypesLikeMissingMembers) {
     EXPECT_EQ(Text(*ReadUser(R"({"userID":{}})").userInfo, QSN_USER_ID), "");
 }
 
-// Those of products are read through their slots elsewhere.
+// Those of products are tested elsewhere.
 TEST(ResultObjects, OfTextsOnlyAnswerBadArgumentsWithCodes) {
     const ReplyPayload payload = ReadUser(R"({"userID":"abc","userMenu":[{"item":"A"}]})");
     IQSNUserInfo& user = *payload.userInfo;

@@ -1,4 +1,4 @@
-// The DLL's thread primitives, which no other program can link beside its own: here they have other names.
+// The DLL's thread primitives. No other program can link them beside its own, so they have other names here.
 #include <gtest/gtest.h>
 #include <pthread.h>
 

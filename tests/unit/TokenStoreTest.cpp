@@ -12,10 +12,10 @@
 namespace qsn::test {
 namespace {
 
-// The store on the registry of the prefix, which no other test may use meanwhile.
+// The store in the registry of the prefix. No other test may use that meanwhile.
 class TokenStore : public testing::Test {
 protected:
-    // Result, status and text of a reader in one line.
+    // Result, status and text of a reader on one line.
     template <class Token>
     static std::string Line(const StoreReading<Token>& reading) {
         return std::to_string(reading.result) + " " + std::to_string(static_cast<int>(reading.Status())) + " " +
@@ -110,7 +110,7 @@ TEST_F(TokenStore, ChangesWaitForWhoHoldsTheLockButNotForGood) {
     for (const char* name : {"SSO", "mTok", "rTok"}) EXPECT_FALSE(SharedValues::Has(name)) << name;
 }
 
-// Each event as in "3 text", or "4" if it brings none.
+// An event is noted as "3 text", or as "4" if it brings no text.
 class RecordingSink final : public SSOCallback {
 public:
     HRESULT SSOCallbackEvent(int id, const char* data) override {
@@ -118,7 +118,7 @@ public:
         m_events.push_back(std::to_string(id) + (data ? std::string(" ") + data : ""));
         return S_OK;
     }
-    // All events up to and with `last`, which is waited for.
+    // Waits for `last`, and returns it with all events before it.
     std::vector<std::string> Until(const std::string& last) {
         std::vector<std::string> events;
         Eventually([&] {
@@ -134,8 +134,8 @@ private:
     std::vector<std::string> m_events;
 };
 
-// One check reports in the order "SSO", "mTok", "rTok": an event of the refresh token shows that nothing else was to be
-// told in that check.
+// One check reports in the order "SSO", "mTok", "rTok". So once an event of the refresh token has come, the check has
+// nothing more to tell.
 TEST(TokenWatcher, TellsWhatOthersDoAndNothingElse) {
     using Events = std::vector<std::string>;
     const SharedValues values;

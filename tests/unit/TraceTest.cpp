@@ -26,7 +26,7 @@ TEST(Trace, EvaluatesNothingWhileOffAndEndsALongLineThatItCutWithALineFeed) {
     EXPECT_EQ(expected, trace.Lines());
 }
 
-// Writes a line on another thread in the middle of the first output, and then lets that be read.
+// Writes a line on another thread in the middle of the first output, before that is read.
 class LineInBetween {
 public:
     LineInBetween() : m_handler(AddVectoredExceptionHandler(1, &LineInBetween::Handle)) {}

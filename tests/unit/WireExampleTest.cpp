@@ -29,7 +29,7 @@ std::string FromHex(const std::string& hex) { return HexToBytes(hex).value(); }
 
 std::string ToHex(const std::string& bytes) { return BytesToHex(AsBytes(bytes)); }
 
-// For a while, what libcrypto takes for random.
+// What libcrypto takes for random for as long as this lives.
 class RandomBytes {
 public:
     explicit RandomBytes(std::string bytes) {
@@ -58,7 +58,7 @@ std::string EncryptWithoutPadding(const UniqueRsa& rsa, const std::string& padde
     return encrypted;
 }
 
-// Computes the documentation's worked example again, each value from others on the page.
+// Computes the worked example of the documentation again, each value from others on the page.
 class WireExample : public testing::Test {
 protected:
     void SetUp() override {

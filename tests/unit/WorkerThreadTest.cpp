@@ -51,7 +51,7 @@ TEST(WorkerThread, WhoWaitsForATaskThatNeverRunsGoesOnAtOnce) {
     EXPECT_EQ(queued.use_count() + late.use_count(), 2) << "and nobody keeps it";
 }
 
-// What it posts to itself may meet the quit signal on its way.
+// A task that it posts to itself may meet the quit signal on its way.
 TEST(WorkerThread, PostingWhileQuittingNeverHangs) {
     for (int round = 0; round < 100; ++round) {
         Thread thread;

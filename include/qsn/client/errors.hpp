@@ -6,13 +6,10 @@
 #include <cstdio>
 #include <string>
 #include <system_error>
-#include <type_traits>
 
 namespace qsn {
 
-/*
- * Kinds of failures, for decisions: `if (error == qsn::Condition::kTransient)`. One failure may be of several kinds, or
- * of none.
+/* Kinds of failures, for decisions: `if (error == qsn::Condition::kTransient)`. A failure may be of several, or none.
  */
 enum class Condition {
     kSignInRequired = 1,  // there is no access token that the service takes
@@ -89,7 +86,8 @@ inline constexpr CodeText kNetworkTexts[] = {
     {12038, "ERROR_INTERNET_SEC_CERT_CN_INVALID", kInBetween, kProtocol},
     {12045, "ERROR_INTERNET_INVALID_CA", kInBetween, kProtocol},
     {12152, "ERROR_HTTP_INVALID_SERVER_RESPONSE", kInBetween, kProtocol},
-    {12157, "ERROR_INTERNET_SECURITY_CHANNEL_ERROR", "TLS failed; check what is in between.", kProtocol},
+    {12157, "ERROR_INTERNET_SECURITY_CHANNEL_ERROR", "TLS failed; check what is in between, try again.",
+     kProtocol | kTransient},
     {12163, "ERROR_INTERNET_DISCONNECTED", "There is no network; connect the computer and try again.", kOffline},
     {12170, "ERROR_INTERNET_SEC_CERT_REVOKED", kInBetween, kProtocol}};
 
@@ -157,7 +155,7 @@ inline std::error_code ErrorOf(HRESULT result) noexcept {
     return FAILED(result) ? std::error_code(static_cast<int>(result), ResultCategory()) : std::error_code();
 }
 
-/* How a request ended, as an error; no error for QSN_CALLBACK_OK. Compare with ==: `error == ErrorOf(code)`. */
+/* How a request ended; no error for QSN_CALLBACK_OK. Compare with ==: `error == ErrorOf(code)`. */
 inline std::error_code ErrorOf(QSN_CALLBACK_RESULT code) noexcept {
     return code == QSN_CALLBACK_OK ? std::error_code() : std::error_code(code, CallbackCategory());
 }
@@ -175,7 +173,7 @@ inline std::error_code ErrorOf(const QSN_OUTCOME& outcome) noexcept {
     if (outcome.systemError != 0) return {static_cast<int>(outcome.systemError), NetworkCategory()};
     const auto status = static_cast<int>(outcome.httpStatus);
     if (status != 0 && status != 200) return {status, HttpCategory()};
-    return FAILED(outcome.result) && outcome.result != E_FAIL ? ErrorOf(outcome.result) : ErrorOf(told);
+    return status == 200 || outcome.result == E_FAIL ? ErrorOf(told) : ErrorOf(outcome.result);
 }
 
 namespace detail {

@@ -1,15 +1,10 @@
 /* What calls the host. Part of <qsn/client.hpp>. */
 #pragma once
 
-#include <qsn/qsn.h>
 #include <qsn/client/options.hpp>
 
 #include <atomic>
 #include <cstdio>
-#include <exception>
-#include <functional>
-#include <memory>
-#include <utility>
 
 namespace qsn::detail {
 

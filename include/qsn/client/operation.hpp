@@ -5,11 +5,7 @@
 
 #include <algorithm>
 #include <condition_variable>
-#include <functional>
-#include <memory>
 #include <mutex>
-#include <optional>
-#include <utility>
 #if defined(__cpp_impl_coroutine)
 #include <coroutine>
 #endif

@@ -1,15 +1,11 @@
 /* What a client is opened with. Part of <qsn/client.hpp>. */
 #pragma once
 
-#include <qsn/qsn.h>
 #include <qsn/client/records.hpp>
-#include <qsn/client/result.hpp>
 
 #include <chrono>
-#include <cstdint>
 #include <exception>
 #include <functional>
-#include <string>
 
 namespace qsn {
 

@@ -134,7 +134,6 @@ inline std::string TextField(IQSNDataSet& record, std::int32_t id) {
     if (FAILED(record.GetString(id, &text[0], length + 1))) return {};
     return text;
 }
-
 inline std::int32_t NumberField(IQSNDataSet& record, std::int32_t id) {
     std::int32_t value = 0;
     return SUCCEEDED(record.GetInt(id, &value)) ? value : 0;
@@ -175,20 +174,16 @@ inline Product ReadProduct(IQSNDataSet& record) {
 }
 
 // These read what a request has brought. `data` is as the library gave it, perhaps null.
-
 inline Result<void> ReadNothing(const std::error_code& error, void*) { return error; }
-
 inline Result<std::string> ReadText(const std::error_code& error, void* data) {
     if (error) return error;
     return std::string(data ? static_cast<const char*>(data) : "");
 }
-
 inline Result<SignInState> ReadSignIn(const std::error_code& error, void* data) {
     if (!error) return SignInState{true, {}};
     if (error != ErrorOf(QSN_CALLBACK_NOT_SIGNED_IN)) return error;
     return SignInState{false, data ? static_cast<const char*>(data) : ""};
 }
-
 inline Result<UserInfo> ReadUser(const std::error_code& error, void* data) {
     if (error) return error;
     UserInfo user;
@@ -204,12 +199,10 @@ inline Result<UserInfo> ReadUser(const std::error_code& error, void* data) {
     });
     return user;
 }
-
 inline Result<std::vector<Product>> ReadProducts(const std::error_code& error, void* data) {
     if (error) return error;
     return ReadList<Product>(static_cast<IQSNList*>(data), &ReadProduct);
 }
-
 inline Result<Quota> ReadQuota(const std::error_code& error, void* data) {
     if (error) return error;
     if (!data) return Quota();

@@ -1,18 +1,9 @@
 /* A library object with a session, and its requests. Part of <qsn/client.hpp>. */
 #pragma once
 
-#include <qsn/qsn.h>
-#include <qsn/client/host.hpp>
-#include <qsn/client/library.hpp>
 #include <qsn/client/operation.hpp>
 
-#include <algorithm>
-#include <condition_variable>
-#include <memory>
-#include <mutex>
 #include <set>
-#include <string>
-#include <utility>
 #include <vector>
 
 namespace qsn::detail {
