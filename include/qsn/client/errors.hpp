@@ -23,9 +23,9 @@ enum class Condition {
 
 struct CodeText {
     int code;
+    unsigned conditions;  // a bit for each Condition, the lowest for kSignInRequired
     const char* name;
-    const char* sentence;     // the cause and what to do about it
-    unsigned conditions = 0;  // a bit for each Condition, the lowest for kSignInRequired
+    const char* sentence;  // the cause and what to do about it
 };
 
 namespace detail {
@@ -39,62 +39,59 @@ inline constexpr unsigned kSignIn = Bit(Condition::kSignInRequired), kRefused = 
 constexpr int Signed(unsigned long code) { return static_cast<int>(code); }
 
 inline constexpr CodeText kResultTexts[] = {
-    {0, "S_OK", "It succeeded, and there is nothing to do."},
-    {Signed(0x80004001), "E_NOTIMPL", "This library does not know the item; ship the qsn.dll that goes with the host."},
-    {Signed(0x80004002), "E_NOINTERFACE", "The library has no such interface; ship the qsn.dll of the host's version."},
-    {Signed(0x80004003), "E_POINTER", "A pointer that is needed was null; correct the call."},
-    {Signed(0x80004005), "E_FAIL", "The library could not do it and gave no reason; try again, and look at its log."},
-    {Signed(0x8000FFFF), "E_UNEXPECTED",
-     "Windows or the session was not in the state that this needs; start it again."},
-    {Signed(0x8007000E), "E_OUTOFMEMORY", "Memory or threads have run out; free some and try again."},
-    {Signed(0x80070057), "E_INVALIDARG", "An argument is missing, too long or not known; correct the call."},
-    {Signed(0x86210002), "QSN_RETURN_E_NO_TOKEN", "The session holds no access token; let the user sign in.", kSignIn},
-    {Signed(0x86210004), "QSN_RETURN_E_NOT_INITIALIZED", "The client is not open; open it before using it."},
-    {Signed(0x86210005), "QSN_RETURN_E_ALREADY_INITIALIZED", "The library object is in use already; make another one."},
-    {Signed(0x86210006), "QSN_RETURN_E_TIMEOUT", "The task was dropped, or not reached within 120 s; ask again."}};
+    {0, 0, "S_OK", "It succeeded, and there is nothing to do."},
+    {Signed(0x80004001), 0, "E_NOTIMPL", "The library does not know the item; ship the host's qsn.dll."},
+    {Signed(0x80004002), 0, "E_NOINTERFACE", "The library has no such interface; ship the host's qsn.dll."},
+    {Signed(0x80004003), 0, "E_POINTER", "A pointer that is needed was null; correct the call."},
+    {Signed(0x80004005), 0, "E_FAIL", "The library failed without a reason; try again, look at its log."},
+    {Signed(0x8000FFFF), 0, "E_UNEXPECTED", "Windows or the session was not in order; start it again."},
+    {Signed(0x8007000E), 0, "E_OUTOFMEMORY", "Memory or threads have run out; free some and try again."},
+    {Signed(0x80070057), 0, "E_INVALIDARG", "An argument is missing, too long or not known; correct the call."},
+    {Signed(0x86210002), kSignIn, "QSN_RETURN_E_NO_TOKEN", "The session holds no access token; let the user sign in."},
+    {Signed(0x86210004), 0, "QSN_RETURN_E_NOT_INITIALIZED", "The client is not open; open it before using it."},
+    {Signed(0x86210005), 0, "QSN_RETURN_E_ALREADY_INITIALIZED", "The library object is in use; make another."},
+    {Signed(0x86210006), 0, "QSN_RETURN_E_TIMEOUT", "The task was dropped, or not reached within 120 s; ask again."}};
 
 // Only those who run the service know what most of its results mean.
 inline constexpr char kAskWhy[] = "The service refused the request with this result; ask those who run it why.";
 inline constexpr char kSignInAgain[] = "The service takes the access token no more; let the user sign in again.";
 inline constexpr CodeText kCallbackTexts[] = {
-    {0, "QSN_CALLBACK_OK", "It succeeded, and there is nothing to do."},
-    {1, "QSN_CALLBACK_NETWORK_OR_UNKNOWN", "It failed without a code of its own; look at the log, try again.",
-     kProtocol},
-    {2, "QSN_CALLBACK_SERVER_RESULT_1", kSignInAgain, kSignIn | kRefused},
-    {3, "QSN_CALLBACK_NOT_SIGNED_IN", "Nobody is signed in, so nothing was sent; let the user sign in first.", kSignIn},
-    {4, "QSN_CALLBACK_SERVER_RESULT_2", kAskWhy, kRefused},
-    {5, "QSN_CALLBACK_REPLY_INCOMPLETE", "The service's reply is not complete; try again, report it.", kProtocol},
-    {8, "QSN_CALLBACK_REPLY_NOT_AUTHENTIC", "The reply is not the service's own; check what altered it.", kProtocol},
-    {9, "QSN_CALLBACK_SERVER_RESULT_3", kAskWhy, kRefused},
-    {10, "QSN_CALLBACK_SERVER_RESULT_6", "The service declined the request; tell the user its message.", kRefused},
-    {11, "QSN_CALLBACK_REQUEST_NOT_SIGNED", "The library's key cannot be used, so nothing was sent; ship another."},
-    {101, "QSN_CALLBACK_SERVER_RESULT_101", kSignInAgain, kSignIn | kRefused},
-    {102, "QSN_CALLBACK_SERVER_RESULT_102", kAskWhy, kRefused},
-    {103, "QSN_CALLBACK_SERVER_RESULT_103", kAskWhy, kRefused},
-    {104, "QSN_CALLBACK_SERVER_RESULT_104", kAskWhy, kRefused},
-    {105, "QSN_CALLBACK_SERVER_RESULT_105", kAskWhy, kRefused},
-    {106, "QSN_CALLBACK_SERVER_RESULT_106", kAskWhy, kRefused},
-    {107, "QSN_CALLBACK_SERVER_RESULT_107", kSignInAgain, kSignIn | kRefused}};
+    {0, 0, "QSN_CALLBACK_OK", "It succeeded, and there is nothing to do."},
+    {1, kProtocol, "QSN_CALLBACK_NETWORK_OR_UNKNOWN", "It failed without a code of its own; look at the log."},
+    {2, kSignIn | kRefused, "QSN_CALLBACK_SERVER_RESULT_1", kSignInAgain},
+    {3, kSignIn, "QSN_CALLBACK_NOT_SIGNED_IN", "Nobody is signed in, so nothing was sent; let the user sign in first."},
+    {4, kRefused, "QSN_CALLBACK_SERVER_RESULT_2", kAskWhy},
+    {5, kProtocol, "QSN_CALLBACK_REPLY_INCOMPLETE", "The service's reply is not complete; try again, report it."},
+    {8, kProtocol, "QSN_CALLBACK_REPLY_NOT_AUTHENTIC", "The reply is not the service's own; check what altered it."},
+    {9, kRefused, "QSN_CALLBACK_SERVER_RESULT_3", kAskWhy},
+    {10, kRefused, "QSN_CALLBACK_SERVER_RESULT_6", "The service declined the request; tell the user its message."},
+    {11, 0, "QSN_CALLBACK_REQUEST_NOT_SIGNED", "The library's key cannot be used, so nothing was sent; ship another."},
+    {101, kSignIn | kRefused, "QSN_CALLBACK_SERVER_RESULT_101", kSignInAgain},
+    {102, kRefused, "QSN_CALLBACK_SERVER_RESULT_102", kAskWhy},
+    {103, kRefused, "QSN_CALLBACK_SERVER_RESULT_103", kAskWhy},
+    {104, kRefused, "QSN_CALLBACK_SERVER_RESULT_104", kAskWhy},
+    {105, kRefused, "QSN_CALLBACK_SERVER_RESULT_105", kAskWhy},
+    {106, kRefused, "QSN_CALLBACK_SERVER_RESULT_106", kAskWhy},
+    {107, kSignIn | kRefused, "QSN_CALLBACK_SERVER_RESULT_107", kSignInAgain}};
 
 inline constexpr char kInBetween[] = "What answers is not the service; check what is between it and this computer.";
 inline constexpr CodeText kNetworkTexts[] = {
-    {12002, "ERROR_INTERNET_TIMEOUT", "The service took too long to answer; try again later.", kTimedOut},
-    {12007, "ERROR_INTERNET_NAME_NOT_RESOLVED", "The service's name cannot be found; check the network.", kOffline},
-    {12029, "ERROR_INTERNET_CANNOT_CONNECT", "No connection came about; check the network and the proxy.", kOffline},
-    {12030, "ERROR_INTERNET_CONNECTION_ABORTED", "The connection was lost; try again.", kTransient},
-    {12037, "ERROR_INTERNET_SEC_CERT_DATE_INVALID", "The certificate is out of date; check the clock.", kProtocol},
-    {12038, "ERROR_INTERNET_SEC_CERT_CN_INVALID", kInBetween, kProtocol},
-    {12045, "ERROR_INTERNET_INVALID_CA", kInBetween, kProtocol},
-    {12152, "ERROR_HTTP_INVALID_SERVER_RESPONSE", kInBetween, kProtocol},
-    {12157, "ERROR_INTERNET_SECURITY_CHANNEL_ERROR", "TLS failed; check what is in between, try again.",
-     kProtocol | kTransient},
-    {12163, "ERROR_INTERNET_DISCONNECTED", "There is no network; connect the computer and try again.", kOffline},
-    {12170, "ERROR_INTERNET_SEC_CERT_REVOKED", kInBetween, kProtocol}};
+    {12002, kTimedOut, "ERROR_INTERNET_TIMEOUT", "The service took too long to answer; try again later."},
+    {12007, kOffline, "ERROR_INTERNET_NAME_NOT_RESOLVED", "The service's name cannot be found; check the network."},
+    {12029, kOffline, "ERROR_INTERNET_CANNOT_CONNECT", "No connection came about; check the network and the proxy."},
+    {12030, kTransient, "ERROR_INTERNET_CONNECTION_ABORTED", "The connection was lost; try again."},
+    {12037, kProtocol, "ERROR_INTERNET_SEC_CERT_DATE_INVALID", "The certificate is out of date; check the clock."},
+    {12038, kProtocol, "ERROR_INTERNET_SEC_CERT_CN_INVALID", kInBetween},
+    {12045, kProtocol, "ERROR_INTERNET_INVALID_CA", kInBetween},
+    {12152, kProtocol, "ERROR_HTTP_INVALID_SERVER_RESPONSE", kInBetween},
+    {12157, kProtocol | kTransient, "ERROR_INTERNET_SECURITY_CHANNEL_ERROR", "TLS failed; check the network."},
+    {12163, kOffline, "ERROR_INTERNET_DISCONNECTED", "There is no network; connect the computer and try again."},
+    {12170, kProtocol, "ERROR_INTERNET_SEC_CERT_REVOKED", kInBetween}};
 
 inline constexpr CodeText kHttpTexts[] = {
-    {429, "HTTP_429", "The service has had too many requests; wait a while and try again.", kTransient},
-    {500, "HTTP_500", "The service has failed; try again later, and report it if it stays.", kTransient},
-    {503, "HTTP_503", "The service is not available at the moment; try again later.", kTransient}};
+    {429, kTransient, "HTTP_429", "The service has had too many requests; wait a while and try again."},
+    {500, kTransient, "HTTP_500", "The service has failed; try again later, and report it if it stays."},
+    {503, kTransient, "HTTP_503", "The service is not available at the moment; try again later."}};
 
 class Category final : public std::error_category {
 public:

@@ -63,6 +63,7 @@ public:
     void Cancel() noexcept override {
         const std::lock_guard<std::recursive_mutex> lock(m_lock);
         m_cancelled = true;
+        // NOLINTNEXTLINE(modernize-loop-convert): they may be let go of on the way.
         for (std::size_t index = 0; index < m_requests.size(); ++index) {
             const std::shared_ptr<IQSNRequest> each = m_requests[index];
             each->Cancel();
