@@ -243,11 +243,11 @@ Options ReadOptions() {
 
 }  // namespace
 
-int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int show) {
+int WINAPI wWinMain(HINSTANCE hInstance, HINSTANCE, PWSTR, int nShowCmd) {
     try {
         const INITCOMMONCONTROLSEX controls = {sizeof(controls), ICC_STANDARD_CLASSES | ICC_LISTVIEW_CLASSES};
         InitCommonControlsEx(&controls);
-        PanelWindow(instance, ReadOptions()).Run(instance, show);
+        PanelWindow(hInstance, ReadOptions()).Run(hInstance, nShowCmd);
         return 0;
     } catch (const std::exception& failure) {
         MessageBoxA(nullptr, failure.what(), "Account", MB_ICONERROR);

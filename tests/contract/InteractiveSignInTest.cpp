@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <coroutine>
 #include <deque>
 #include <future>
 #include <regex>
@@ -153,11 +154,28 @@ PTP_WAIT WINAPI CannotWait(PTP_WAIT_CALLBACK, void*, PTP_CALLBACK_ENVIRON) {
     return SetLastError(ERROR_NOT_ENOUGH_MEMORY), nullptr;
 }
 
+struct Coroutine {
+    struct promise_type {
+        Coroutine get_return_object() { return {}; }
+        std::suspend_never initial_suspend() noexcept { return {}; }
+        std::suspend_never final_suspend() noexcept { return {}; }
+        void return_void() {}
+        void unhandled_exception() { std::terminate(); }
+    };
+};
+Coroutine Wait(Client& client, std::promise<std::error_code>& ended) {
+    const auto state = co_await qsn::SignInInteractive(client);
+    const auto token = co_await client.AccessToken();
+    ended.set_value(token ? std::error_code() : state.Error());
+}
+
 TEST_F(InteractiveSignIn, SaysWhyItCannotBegin) {
     const auto error = [this] { return qsn::SignInInteractive(m_client).Get().Error(); };
     const auto system = [](int code) { return std::error_code(code, std::system_category()); };
     const ImportHook noBrowser("ShellExecuteExW", &TakeAddress, nullptr);
-    EXPECT_EQ(error(), system(ERROR_NO_ASSOCIATION));
+    std::promise<std::error_code> ended;
+    Wait(m_client, ended);
+    EXPECT_EQ(ended.get_future().get(), system(ERROR_NO_ASSOCIATION));
     EXPECT_THAT(qsn::ToUtf8(opened), MatchesRegex("https://.*SID=SID-TEST&redirect_port=.*"));
     opened.clear();
     for (const char* address : {"file:///c:/windows/notepad.exe", "notepad.exe", "", "HTTPS.exe", "http:notepad"})

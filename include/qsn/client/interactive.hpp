@@ -199,10 +199,14 @@ inline Request SignInInteractive(Client& client, InteractiveOptions options, con
     const auto session = detail::ClientAccess::SessionOf(client);
     return detail::StartInteractive(session, std::move(options), detail::Telling(detail::HostOf(session), done));
 }
-inline Operation<SignInState> SignInInteractive(Client& client, InteractiveOptions options = {}) {
+inline Operation<SignInState> SignInInteractive(Client& client, InteractiveOptions options) {
     const auto session = detail::ClientAccess::SessionOf(client);
     const auto outcome = std::make_shared<detail::Outcome<SignInState>>(detail::HostOf(session));
     return {outcome, detail::StartInteractive(session, std::move(options), detail::Keeping(outcome))};
+}
+/* No default argument: GCC 12 destroys twice what the operand of a co_await makes for an argument like this one. */
+inline Operation<SignInState> SignInInteractive(Client& client) {
+    return SignInInteractive(client, InteractiveOptions());
 }
 
 }  // namespace qsn
