@@ -40,26 +40,17 @@ public:
         m_tasks.pop_front();
         return task;
     }
+    // The event stays: somebody may have woken the worker a moment ago, and it finds out by itself that nothing is
+    // left.
     void Clear() {
         const std::lock_guard lock(m_queueLock);
-        m_notEmpty.Clear();  // ahead of what a dropped task may wake the worker for
-        DropAll();
-    }
-    // Wakes the worker, which may find nothing to run.
-    void Wake() { m_notEmpty.Signal(); }
-    // For the end of the worker, which this wakes without work.
-    void ClearAndWake() {
-        const std::lock_guard lock(m_queueLock);
-        DropAll();
-        m_notEmpty.Signal();
-    }
-
-private:
-    void DropAll() {
         for (const TaskPointer& task : m_tasks) task->Drop();
         m_tasks.clear();
     }
+    // Wakes the worker, which may find nothing to run.
+    void Wake() { m_notEmpty.Signal(); }
 
+private:
     qsn::CriticalSection m_queueLock;
     qsn::PVEvent m_notEmpty{qsn::PVEvent::Reset::kManual};
     std::deque<TaskPointer> m_tasks;

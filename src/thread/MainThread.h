@@ -45,8 +45,6 @@ public:
     // Drops what is queued; the running task and the thread go on.
     void Stop() {
         const std::lock_guard lock(m_stateLock);
-        // It has been emptied for good, and to clear it again would take the wake-up that the thread ends with.
-        if (m_quit) return;
         m_queue.Clear();
     }
 
@@ -57,7 +55,8 @@ public:
     void RequestQuit() {
         const std::lock_guard lock(m_stateLock);
         m_quit = true;
-        m_queue.ClearAndWake();
+        m_queue.Clear();
+        m_queue.Wake();
     }
     // Returns when the thread has ended; on the thread itself at once.
     void Quit() {

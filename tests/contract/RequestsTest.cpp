@@ -311,6 +311,16 @@ TEST_F(Requests, DroppedByStopAreCancelled) {
     EXPECT_EQ(running.Outcome().result, S_OK);
 }
 
+// `Stop` empties the queue at the moment at which the worker wakes up for what was cancelled.
+TEST_F(Requests, CancelledAheadOfAStopAreToldNoLater) {
+    for (int round = 0; round < 300; ++round) {
+        Completion completion;
+        Start(Ask(QSN_REQUEST_GET_SIGNIN_URL), completion)->Cancel();
+        m_qsn->Stop();
+        ASSERT_EQ(completion.Take(1, 5s).size(), 1u) << round;
+    }
+}
+
 TEST_F(Requests, ThatMakeNoSenseAreRefused) {
     QSN_REQUEST small = Ask(QSN_REQUEST_GET_USERINFO), larger = small;
     --small.size;
