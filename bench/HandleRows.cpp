@@ -1,4 +1,4 @@
-#include <qsn/qsn.h>
+#include <qsn/client.hpp>
 
 #include <memory>
 #include <stdexcept>
@@ -46,7 +46,7 @@ UniqueCom<IQSNRequests> RequestsOf(Session& session) {
     return requests;
 }
 
-QSN_REQUEST Request(uint32_t kind) {
+QSN_REQUEST Ask(uint32_t kind) {
     QSN_REQUEST request{};
     request.size = sizeof(request);
     request.kind = kind;
@@ -59,7 +59,7 @@ double TimeOfCancels(int count) {
     const UniqueCom<IQSNRequests> requests = RequestsOf(session);
     CountingCompletion completion;
     std::vector<UniqueCom<IQSNRequest>> started(static_cast<std::size_t>(count));
-    const QSN_REQUEST request = Request(QSN_REQUEST_GET_USERINFO);
+    const QSN_REQUEST request = Ask(QSN_REQUEST_GET_USERINFO);
     completion.Expect(count);
     session.HoldWorker();
     return TimeOf([&] {
@@ -70,9 +70,34 @@ double TimeOfCancels(int count) {
     });
 }
 
+Pair<Step> ThroughTheClient() {
+    test::TestService::Instance();
+    qsn::Options options;
+    options.productSid = L"SID-BENCH";
+    options.libraryPath = qsn::ToWide(QSN_TEST_DLL);
+    const auto client = std::make_shared<Client>(Client::Open(options).Get().Value());
+    client->SignIn(test::kToken).Get().Value();
+    const auto session = std::make_shared<Session>();
+    session->SignIn();
+    const auto completion = std::make_shared<CountingCompletion>();
+    const std::shared_ptr<IQSNRequests> requests(RequestsOf(*session).release(),
+                                                 [](IQSNRequests* owned) { owned->Release(); });
+    const auto bare = [session, completion, requests] {
+        const QSN_REQUEST request = Ask(QSN_REQUEST_GET_USERINFO);
+        completion->Expect(1);
+        Require(requests->Start(&request, completion.get(), nullptr) == S_OK, "not started");
+        completion->Wait();
+        Require(completion->LastResult() == S_OK, "the service did not answer");
+    };
+    return {[client] { client->GetUserInfo().Get().Value(); }, bare};
+}
+
 }  // namespace
 
 void AddHandleRows() {
+    AddPair({"request-client", "`Client::GetUserInfo`, to the user in a record",
+             "`IQSNRequests::Start`, to the completion", "the copy of what came", 1.05},
+            {.seconds = 0.3}, ThroughTheClient);
     AddSeries({"grow-cancels",
                "requests started and cancelled, to the last completion",
                {1, 10, 100, 1000, 10000, 100000},
