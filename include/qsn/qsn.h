@@ -39,7 +39,7 @@
 #define QSN_INHERIT(base)
 #else
 #define QSN_HRESULT(code) ((HRESULT)(code))
-#define QSN_METHOD(type, name) type(STDMETHODCALLTYPE* name)
+#define QSN_METHOD(type, name) type(STDMETHODCALLTYPE* name) /* NOLINT(bugprone-macro-parentheses) */
 #define QSN_INHERIT_UNKNOWN                                               \
     QSN_METHOD(HRESULT, QueryInterface)(THIS_ REFIID iid, void** object); \
     QSN_METHOD(ULONG, AddRef)(THIS);                                      \

@@ -94,6 +94,7 @@ static void PrintField(const char* label, int32_t field) {
 
 static BOOL PrintUser(IQSNRequests* requests, const char* token) {
     if (!Ask(requests, QSN_REQUEST_SIGNIN, token) || !Ask(requests, QSN_REQUEST_GET_USERINFO, NULL)) return FALSE;
+    if (!answer.user) return FALSE;
     PrintField("user id  ", QSN_USER_ID);
     PrintField("name     ", QSN_USER_NAME);
     PrintField("e-mail   ", QSN_USER_EMAIL);

@@ -197,7 +197,7 @@ TEST_F(InteractiveSignIn, CallsTheHostWhereHandlersRun) {
         call();
         inExecutor = 0;
     };
-    m_options.notifications.handlerFailed = [&thrown](std::exception_ptr failure) { thrown.set_value(failure); };
+    m_options.notifications.handlerFailed = [&thrown](const std::exception_ptr& failure) { thrown.set_value(failure); };
     m_client = Client::Open(m_options).Get().Value();
     std::promise<std::pair<std::error_code, bool>> ended;
     qsn::InteractiveOptions options;
