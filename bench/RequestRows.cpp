@@ -134,9 +134,8 @@ public:
         m_digest = pair.digest;
     }
     void MakePair() {
-        AuthenticationPair pair;
         const ProvidedKey requestKey(KeySlot::kRequest);
-        Require(SUCCEEDED(m_authentication.GenerateTokenAndDigest(requestKey.Blob(), m_body, &pair)), "no pair");
+        Require(SUCCEEDED(m_authentication.GenerateTokenAndDigest(requestKey.Blob(), m_body).result), "no pair");
     }
     void CheckReply() {
         const ProvidedKey replyKey(KeySlot::kReply);

@@ -22,6 +22,6 @@ set_target_properties(
     QSN::qsn PROPERTIES IMPORTED_LOCATION "${qsnRoot}/bin/qsn.dll" IMPORTED_IMPLIB "${qsnImportLibrary}"
                         INTERFACE_INCLUDE_DIRECTORIES "${qsnRoot}/include"
                         # What qsn/client/interactive.hpp uses of Windows
-                        INTERFACE_LINK_LIBRARIES "bcrypt;shell32;ws2_32")
+                        INTERFACE_LINK_LIBRARIES "bcrypt;ole32;shell32;ws2_32")
 unset(qsnImportLibrary)
 unset(qsnRoot)

@@ -19,6 +19,7 @@ namespace {
 constexpr wchar_t kPropertyName[] = L"UUID";
 constexpr LONG kSlice = 100;  // ms
 constexpr int kSlices = 100;
+constexpr std::size_t kLongestUuid = 259;
 // In the headers these are unsigned enumerators.
 constexpr LONG kTimedOut = WBEM_S_TIMEDOUT;
 constexpr HRESULT kNotFound = static_cast<HRESULT>(WBEM_E_NOT_FOUND);
@@ -125,8 +126,6 @@ Outcome<std::wstring> Query(const wchar_t* className, Interruption* giveUp) {
     return ReadProperty(instance.value.get());
 }
 
-void Place(std::wstring_view text, DeviceText& buffer) { buffer[text.copy(buffer, kDeviceTextSize - 1)] = L'\0'; }
-
 std::string NarrowByCodeUnit(std::wstring_view text) {
     std::string narrow;
     for (const wchar_t unit : text) narrow += static_cast<char>(unit);
@@ -151,16 +150,14 @@ Outcome<std::wstring> QueryWmiProperty(const wchar_t* className, Interruption* g
     return Guarded([&] { return Query(className, giveUp); });
 }
 
-HRESULT GetDeviceId(DeviceText& identifier, DeviceText* rawUuid, Interruption* giveUp) {
-    const Outcome<std::wstring> property = QueryWmiProperty(L"Win32_ComputerSystemProduct", giveUp);
-    if (FAILED(property.result)) return property.result;
-    const auto uuid = std::wstring_view(property.value).substr(0, kDeviceTextSize - 1);
-    return Guarded([&] {
-        const std::string hash = MD5HexOfString(NarrowByCodeUnit(uuid));
-        if (!IsMD5Hex(hash)) return E_FAIL;
-        if (rawUuid) Place(uuid, *rawUuid);
-        Place(UpperCase(hash), identifier);
-        return S_OK;
+Outcome<std::wstring> GetDeviceId(Interruption* giveUp) {
+    return Guarded([&]() -> Outcome<std::wstring> {
+        const Outcome<std::wstring> uuid = QueryWmiProperty(L"Win32_ComputerSystemProduct", giveUp);
+        if (FAILED(uuid.result)) return {uuid.result};
+        const std::string hash =
+            MD5HexOfString(NarrowByCodeUnit(std::wstring_view(uuid.value).substr(0, kLongestUuid)));
+        if (!IsMD5Hex(hash)) return {E_FAIL};
+        return {S_OK, UpperCase(hash)};
     });
 }
 

@@ -12,12 +12,9 @@
 
 namespace qsn {
 
-inline constexpr std::size_t kDeviceTextSize = 260;
-using DeviceText = wchar_t[kDeviceTextSize];
-
-// The device identifier: the MD5 of the machine's UUID as 32 upper-case hexadecimal digits. `rawUuid` may be null.
-// A failing WMI query is returned unchanged and leaves both outputs as they were. `giveUp`: as below.
-HRESULT GetDeviceId(DeviceText& identifier, DeviceText* rawUuid, Interruption* giveUp = nullptr);
+// The device identifier: the MD5 of the machine's UUID as 32 upper-case hexadecimal digits. A failing WMI query is
+// returned unchanged. `giveUp`: as below.
+Outcome<std::wstring> GetDeviceId(Interruption* giveUp = nullptr);
 
 // The property "UUID" of the first instance of a WMI class in ROOT\CIMV2.
 // WBEM_E_NOT_FOUND if the class has no instance, or the instance no such property. E_ABORT if WMI shows none within 10

@@ -68,10 +68,8 @@ bool QSNThreadContext::InitOnThread() {
     return SUCCEEDED(Guarded([&] {
         m_usageLog.Load();
         if (!m_strUsageLogFolder.empty()) m_usageLog.Load(m_strUsageLogFolder);
-        DeviceText deviceId = {};
-        GetDeviceId(deviceId, nullptr, &m_book->Waits());
+        m_strDeviceId = GetDeviceId(&m_book->Waits()).value;
         if (!m_initialised) return E_ABORT;  // the host has ended the session meanwhile
-        m_strDeviceId = deviceId;
         m_usageLog.Init((L"HWID=" + m_strDeviceId + L"&sid=" + Utf8ToWide(m_state.productSID)).c_str());
         m_usageLog.LogA("QSN Init");
         return S_OK;
@@ -141,7 +139,8 @@ HRESULT QSNThreadContext::RunRequest(Request& request, const Work& work) {
                                                  : QSN_CALLBACK_OK;
     // Nothing is left to do for what `DoCallback` has completed. The host's data is not const, though nobody expects it
     // to be written to.
-    m_book->Complete(request, code, Report(), text ? const_cast<char*>(text->Text().c_str()) : nullptr);
+    m_book->Complete(request, code, Report(),
+                     SUCCEEDED(hr) && text ? const_cast<char*>(text->Text().c_str()) : nullptr);
     return hr;
 }
 

@@ -61,8 +61,8 @@ public:
     // host's callback of the outcome goes to the request.
     HRESULT RunRequest(Request& request, const Work& work);
 
-    // Where the usage log is to be taken from, empty: from its usual place; before the worker thread runs. The log is
-    // optional, as ever.
+    // Where to take the usage log from; empty: from its usual place. Before the worker thread runs. Sessions get by
+    // without the log.
     void SetUsageLogFolder(std::wstring folder) noexcept { m_strUsageLogFolder = std::move(folder); }
 
     // Configuration item `id`: `data` is a wide text or a 32-bit value. E_INVALIDARG: null data for a known item.
@@ -70,10 +70,10 @@ public:
     HRESULT SetConfig(int id, const void* data);
 
     // QSN_RETURN_E_NO_TOKEN if there is none.
-    HRESULT GetAccessToken(SecretText* token) const;
+    Outcome<SecretText> GetAccessToken() const;
     void SetAccessToken(SecretText token) noexcept { m_state.SetAccessToken(std::move(token)); }
     // The address of the login page. Never fails.
-    HRESULT GetSignInURL(SecretText* url) const;
+    Outcome<SecretText> GetSignInURL() const;
 
     HRESULT SignIn(Origin origin);
     // Ends the session, at the service too if the network allows.
@@ -131,8 +131,7 @@ private:
     Outcome<std::string> GenerateJSONData(RequestType type, std::string_view memberToken,
                                           std::string_view refreshToken);
     std::wstring MachineID();
-    HRESULT ParseJSONResult(RequestType type, const SignedReply& reply, ReplyPayload* payload,
-                            std::string* additionalMessage);
+    Outcome<ReplyPayload> ParseJSONResult(RequestType type, const SignedReply& reply);
     void DropRefusedToken(bool singleSignOn, int callbackResult);
     void RearmCheckTokenRoutine(RequestType type, const ReplyPayload& payload);
 

@@ -11,15 +11,11 @@ std::string QSNThreadContext::SignInURL() const {
     return LoginPageURL(m_state.useTestbed) + "?SID=" + m_state.productSID;
 }
 
-HRESULT QSNThreadContext::GetSignInURL(SecretText* url) const {
-    *url = SecretText(SignInURL());
-    return S_OK;
-}
+Outcome<SecretText> QSNThreadContext::GetSignInURL() const { return {S_OK, SecretText(SignInURL())}; }
 
-HRESULT QSNThreadContext::GetAccessToken(SecretText* token) const {
-    if (m_state.accessToken.IsEmpty()) return QSN_RETURN_E_NO_TOKEN;
-    *token = SecretText(m_state.accessToken.Text());
-    return S_OK;
+Outcome<SecretText> QSNThreadContext::GetAccessToken() const {
+    if (m_state.accessToken.IsEmpty()) return {QSN_RETURN_E_NO_TOKEN};
+    return {S_OK, SecretText(m_state.accessToken.Text())};
 }
 
 HRESULT QSNThreadContext::SignIn(Origin origin) {

@@ -31,8 +31,8 @@ void TraceQuota(const ReplyPayload& payload) {
 }
 
 std::wstring MachineName() {
-    DeviceText name = {};
-    DWORD size = kDeviceTextSize;
+    wchar_t name[MAX_COMPUTERNAME_LENGTH + 1] = {};
+    DWORD size = MAX_COMPUTERNAME_LENGTH + 1;
     return GetComputerNameW(name, &size) ? name : L"DefaultComputerName";
 }
 
@@ -95,10 +95,9 @@ Outcome<ReplyPayload> QSNThreadContext::RunOnlineOperation(const OnlineOperation
         reply.result, kUnit, "CommunicateToServer(strJsonData, &strServerResponse, &strToken, &strDigest, serverapi)");
     if (FAILED(sent)) return {sent};
 
-    Outcome<ReplyPayload> outcome;
+    Outcome<ReplyPayload> outcome = ParseJSONResult(operation.type, reply.value);
     ReplyPayload& payload = outcome.value;
-    std::string additionalMessage;
-    const HRESULT parsed = ParseJSONResult(operation.type, reply.value, &payload, &additionalMessage);
+    const HRESULT parsed = outcome.result;
     // Nothing is known of such a reply. What else is thrown for want of memory ends the operation in the same way.
     if (parsed == E_OUTOFMEMORY) return {parsed};
     RearmCheckTokenRoutine(operation.type, payload);
@@ -106,7 +105,7 @@ Outcome<ReplyPayload> QSNThreadContext::RunOnlineOperation(const OnlineOperation
     if (operation.resultLabel) ReportServerResult(operation.resultLabel, payload.serverResult);
     outcome.result = ServerResult2HRESULT(payload.serverResult);
     if (FAILED(parsed) && SUCCEEDED(outcome.result)) outcome.result = parsed;
-    if (!additionalMessage.empty()) TellServiceMessage(std::move(additionalMessage));
+    if (!payload.additionalMessage.empty()) TellServiceMessage(std::move(payload.additionalMessage));
     TraceA("%s return hr = %x\n", operation.name, static_cast<unsigned>(outcome.result));
     return outcome;
 }
@@ -136,29 +135,26 @@ Outcome<std::string> QSNThreadContext::GenerateJSONData(RequestType type, std::s
 
 std::wstring QSNThreadContext::MachineID() {
     if (!m_strDeviceId.empty()) return m_strDeviceId;
-    DeviceText identifier = {};
-    const HRESULT hr = GetDeviceId(identifier, nullptr, &m_book->Waits());
-    return SUCCEEDED(hr) ? identifier : L"DefaultHWID";
+    const Outcome<std::wstring> identifier = GetDeviceId(&m_book->Waits());
+    return SUCCEEDED(identifier.result) ? identifier.value : L"DefaultHWID";
 }
 
 // The digest is checked last, so that a reply that cannot be read is reported as such even if its digest is wrong
 // too.
-HRESULT QSNThreadContext::ParseJSONResult(RequestType type, const SignedReply& reply, ReplyPayload* payload,
-                                          std::string* additionalMessage) {
+Outcome<ReplyPayload> QSNThreadContext::ParseJSONResult(RequestType type, const SignedReply& reply) {
     Outcome<ReplyEnvelope> envelope = ReadEnvelope(reply.body);
-    if (FAILED(envelope.result)) return envelope.result;
-    payload->serverResult = envelope.value.result;
+    if (FAILED(envelope.result)) return {envelope.result};
     Report().serverResult = envelope.value.result;
-    *additionalMessage = std::move(envelope.value.additionalMessage);
 
     TraceA("Verify digest from Server\n");
-    const HRESULT verified =
+    Outcome<ReplyPayload> payload;
+    payload.result =
         HandOn(m_exchange.VerifyServerDigest(reply), kUnit, "VerifyServerDigest(strJSONResult, strToken, strDigest)");
-    if (FAILED(verified)) return verified;
-    if (payload->serverResult != 0) return S_OK;
-    Outcome<ReplyPayload> read = ReadPayload(type, std::move(envelope.value.data));
-    *payload = std::move(read.value);
-    return read.result;
+    if (SUCCEEDED(payload.result) && envelope.value.result == 0)
+        payload = ReadPayload(type, std::move(envelope.value.data));
+    payload.value.serverResult = envelope.value.result;
+    payload.value.additionalMessage = std::move(envelope.value.additionalMessage);
+    return payload;
 }
 
 }  // namespace qsn

@@ -122,9 +122,7 @@ HRESULT STDMETHODCALLTYPE PVQSNLib::GetAccessToken(char* buffer, uint32_t buffer
         if (!worker) return QSN_RETURN_E_NOT_INITIALIZED;
         *outLength = 0;
         const auto task = std::make_shared<GetAccTokenTask>();
-        HRESULT result = S_OK;
-        const HRESULT hr = RunAndWait(*worker, task, &result);
-        if (FAILED(hr)) return hr;
+        const HRESULT result = RunAndWait(*worker, task).value_or(QSN_RETURN_E_TIMEOUT);
         if (FAILED(result)) return result;
         return CopyText(task->Text().Text(), buffer, bufferLength, outLength);
     });
@@ -136,9 +134,7 @@ HRESULT STDMETHODCALLTYPE PVQSNLib::GetSignInURL(char* buffer, uint32_t bufferLe
         const std::shared_ptr<QSNWorkerThread> worker = Worker();
         if (!worker) return QSN_RETURN_E_NOT_INITIALIZED;
         const auto task = std::make_shared<GetSignInURLTask>();
-        HRESULT ignored = S_OK;
-        const HRESULT hr = RunAndWait(*worker, task, &ignored);
-        if (FAILED(hr)) return hr;
+        if (!RunAndWait(*worker, task)) return QSN_RETURN_E_TIMEOUT;
         return CopyText(task->Text().Text(), buffer, bufferLength, outLength);
     });
 }
@@ -251,13 +247,12 @@ std::wstring PVQSNLib::LogFolder() const {
     return m_strLogFolder;
 }
 
-HRESULT PVQSNLib::RunAndWait(QSNWorkerThread& worker, const std::shared_ptr<QSNTaskBase>& task, HRESULT* taskResult) {
+std::optional<HRESULT> PVQSNLib::RunAndWait(QSNWorkerThread& worker, const std::shared_ptr<QSNTaskBase>& task) {
     // Inside the host's callback it would never run.
-    if (worker.IsCurrentThread()) return QSN_RETURN_E_TIMEOUT;
+    if (worker.IsCurrentThread()) return {};
     worker.PostTask(task);
-    if (!task->Wait(kTaskTimeout)) return QSN_RETURN_E_TIMEOUT;
-    *taskResult = task->GetResult();
-    return S_OK;
+    if (!task->Wait(kTaskTimeout)) return {};
+    return task->GetResult();
 }
 
 }  // namespace qsn

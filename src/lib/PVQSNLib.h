@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -134,7 +135,8 @@ private:
             return S_OK;
         });
     }
-    HRESULT RunAndWait(QSNWorkerThread& worker, const std::shared_ptr<QSNTaskBase>& task, HRESULT* taskResult);
+    // The task's result; nothing if it was not done in time.
+    static std::optional<HRESULT> RunAndWait(QSNWorkerThread& worker, const std::shared_ptr<QSNTaskBase>& task);
     HRESULT PostTokenCheck();
 
     const std::shared_ptr<HostLog> m_log = std::make_shared<HostLog>();

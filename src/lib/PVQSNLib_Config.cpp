@@ -100,11 +100,10 @@ HRESULT PVQSNLib::SetExtendData(void* data, uint32_t*) {
     if (!worker) return QSN_RETURN_E_NOT_INITIALIZED;
     if (!data) return E_INVALIDARG;
     const auto* const text = static_cast<const wchar_t*>(data);
-    HRESULT result = S_OK;
-    const HRESULT hr = RunAndWait(*worker, std::make_shared<ConfigExtendDataTask>(text), &result);
-    if (FAILED(hr)) return hr;
-    TraceW(L"set extend data = %s, hr = %x\n", text, static_cast<unsigned>(result));
-    return result;
+    const std::optional<HRESULT> result = RunAndWait(*worker, std::make_shared<ConfigExtendDataTask>(text));
+    if (!result) return QSN_RETURN_E_TIMEOUT;
+    TraceW(L"set extend data = %s, hr = %x\n", text, static_cast<unsigned>(*result));
+    return *result;
 }
 
 template <class Task>
@@ -113,11 +112,10 @@ HRESULT PVQSNLib::RunSwitchTask(const void* data, const wchar_t* name) {
     if (!worker) return QSN_RETURN_E_NOT_INITIALIZED;
     if (!data) return E_INVALIDARG;
     const uint32_t enable = *static_cast<const uint32_t*>(data);
-    HRESULT result = S_OK;
-    const HRESULT hr = RunAndWait(*worker, std::make_shared<Task>(enable), &result);
-    if (FAILED(hr)) return hr;
-    TraceW(L"%s = %d, hr = %x\n", name, static_cast<int>(enable), static_cast<unsigned>(result));
-    return result;
+    const std::optional<HRESULT> result = RunAndWait(*worker, std::make_shared<Task>(enable));
+    if (!result) return QSN_RETURN_E_TIMEOUT;
+    TraceW(L"%s = %d, hr = %x\n", name, static_cast<int>(enable), static_cast<unsigned>(*result));
+    return *result;
 }
 
 HRESULT PVQSNLib::EnableCheckTokenRoutine(void* data, uint32_t*) {
@@ -137,9 +135,7 @@ template <class Task, class... Arguments>
 HRESULT PVQSNLib::Run(Arguments... arguments) {
     const std::shared_ptr<QSNWorkerThread> worker = Worker();
     if (!worker) return QSN_RETURN_E_NOT_INITIALIZED;
-    HRESULT result = S_OK;
-    const HRESULT hr = RunAndWait(*worker, std::make_shared<Task>(arguments...), &result);
-    return FAILED(hr) ? hr : result;
+    return RunAndWait(*worker, std::make_shared<Task>(arguments...)).value_or(QSN_RETURN_E_TIMEOUT);
 }
 
 HRESULT PVQSNLib::EnableSingleSignOn(void* data, uint32_t*) {

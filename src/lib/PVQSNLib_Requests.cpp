@@ -27,9 +27,11 @@ HRESULT RunProcedure(QSNThreadContext& context, Text& /*text*/) {
     return (context.*procedure)();
 }
 
-template <HRESULT (QSNThreadContext::*reader)(SecretText*) const>
+template <Outcome<SecretText> (QSNThreadContext::*reader)() const>
 HRESULT ReadText(QSNThreadContext& context, Text& text) {
-    return (context.*reader)(&text.emplace());
+    Outcome<SecretText> read = (context.*reader)();
+    text = std::move(read.value);
+    return read.result;
 }
 
 struct PlainKind {

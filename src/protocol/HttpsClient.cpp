@@ -180,7 +180,8 @@ void HttpsClient::Release() noexcept {
     m_library.reset();
 }
 
-HRESULT HttpsClient::SendHttpsRequest(const HttpRequestInfo& request, SignedReply* reply) {
+Outcome<SignedReply> HttpsClient::SendHttpsRequest(const HttpRequestInfo& request) {
+    SignedReply reply;
     const std::uint64_t start = Milliseconds();
     m_report = {.wireTime = m_report.wireTime};
     m_isExchanging = true;
@@ -188,11 +189,11 @@ HRESULT HttpsClient::SendHttpsRequest(const HttpRequestInfo& request, SignedRepl
     m_isExchanging = false;
     m_report.wireTime += Milliseconds() - start;
     if (m_interruption.IsBrokenOffForGood()) Release();
-    return m_report.result;
+    return {m_report.result, std::move(reply)};
 }
 
-HRESULT HttpsClient::RunExchange(const HttpRequestInfo& request, SignedReply* reply) {
-    Exchange exchange{*this, request, ReplyReader(*reply), {}};
+HRESULT HttpsClient::RunExchange(const HttpRequestInfo& request, SignedReply& reply) {
+    Exchange exchange{*this, request, ReplyReader(reply), {}};
     TransferError error = TransferError::kBrokenOff;
     if (!m_interruption.IsBrokenOff()) {
         if (!Open()) return E_OUTOFMEMORY;

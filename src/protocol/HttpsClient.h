@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Utility/Interruption.h"
+#include "Utility/Outcome.h"
 #include "protocol/CurlLibrary.h"
 #include "protocol/CurlOwners.h"
 #include "protocol/Endpoints.h"
@@ -39,10 +40,10 @@ public:
     ~HttpsClient();
 
     // Ends by itself at last: connecting takes 30 s at most for each way that the proxy settings name, and 60 s without
-    // a byte end an exchange. `reply` holds what came of it until then. E_FAIL: no connection, TLS or certificate
-    // refused, status other than 200. E_UNEXPECTED: the body is broken, ends too early, or has more than 256 MiB.
-    // E_OUTOFMEMORY. E_ABORT: broken off.
-    HRESULT SendHttpsRequest(const HttpRequestInfo& request, SignedReply* reply);
+    // a byte end an exchange. A failure's reply holds what came of it until then. E_FAIL: no connection, TLS or
+    // certificate refused, status other than 200. E_UNEXPECTED: the body is broken, ends too early, or has more than
+    // 256 MiB. E_OUTOFMEMORY. E_ABORT: broken off.
+    Outcome<SignedReply> SendHttpsRequest(const HttpRequestInfo& request);
 
     // Of all exchanges since the owner emptied it.
     ExchangeReport& Report() noexcept { return m_report; }
@@ -55,7 +56,7 @@ private:
     struct Exchange;
 
     void Release() noexcept;
-    HRESULT RunExchange(const HttpRequestInfo& request, SignedReply* reply);
+    HRESULT RunExchange(const HttpRequestInfo& request, SignedReply& reply);
     bool Open();
     TransferError TryWay(const std::string& proxy, Exchange& exchange);
     TransferError Perform(Exchange& exchange);

@@ -29,20 +29,22 @@ bool Place(const std::string& text, char (&buffer)[size]) {
     return true;
 }
 
-HRESULT Generate(const UniqueCryptProvider& provider, const KeyBlob& requestKey, std::string_view body,
-                 AuthenticationPair* pair) {
+Outcome<AuthenticationPair> Generate(const UniqueCryptProvider& provider, const KeyBlob& requestKey,
+                                     std::string_view body) {
+    Outcome<AuthenticationPair> pair;
     NonceBlock nonce = {};
     MakeNonce(nonce);
 
-    std::uint8_t buffer[sizeof(pair->token)];
+    std::uint8_t buffer[sizeof(pair.value.token)];
     const auto encrypted = EncryptWithKeyBlob(
         provider, requestKey,
         std::span<const std::uint8_t, sizeof(nonce)>(reinterpret_cast<std::uint8_t*>(nonce), sizeof(nonce)), buffer);
-    if (FAILED(encrypted.result)) return encrypted.result;
-    if (!Place(BytesToHex(encrypted.value), pair->token)) return E_UNEXPECTED;
+    if (FAILED(encrypted.result)) return {encrypted.result};
+    if (!Place(BytesToHex(encrypted.value), pair.value.token)) return {E_UNEXPECTED};
 
     const std::string digest = HmacMD5Hex(provider, body, nonce);
-    return IsMD5Hex(digest) && Place(digest, pair->digest) ? S_OK : E_FAIL;
+    if (!IsMD5Hex(digest) || !Place(digest, pair.value.digest)) return {E_FAIL};
+    return pair;
 }
 
 HRESULT Check(const UniqueCryptProvider& provider, const KeyBlob& replyKey, std::string_view body,
@@ -60,11 +62,10 @@ HRESULT Check(const UniqueCryptProvider& provider, const KeyBlob& replyKey, std:
 
 }  // namespace
 
-HRESULT MessageAuthentication::GenerateTokenAndDigest(const KeyBlob& requestKey, std::string_view body,
-                                                      AuthenticationPair* pair) {
-    if (body.data() == nullptr || pair == nullptr) return E_POINTER;
-    *pair = {};
-    return Generate(Provider(), requestKey, body, pair);
+Outcome<AuthenticationPair> MessageAuthentication::GenerateTokenAndDigest(const KeyBlob& requestKey,
+                                                                          std::string_view body) {
+    if (body.data() == nullptr) return {E_POINTER};
+    return Generate(Provider(), requestKey, body);
 }
 
 HRESULT MessageAuthentication::CheckTokenAndDigest(const KeyBlob& replyKey, std::string_view body,

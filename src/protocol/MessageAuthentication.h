@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "Utility/KeyBlobCipher.h"
+#include "Utility/Outcome.h"
 
 namespace qsn {
 
@@ -21,8 +22,8 @@ class MessageAuthentication {
 public:
     // The pair for a request. The nonce comes from the C runtime's generator, seeded with the current second, as the
     // service expects: two requests in one second carry the same.
-    // E_POINTER: null body or output. E_FAIL: the key was refused. E_UNEXPECTED: the token does not fit.
-    HRESULT GenerateTokenAndDigest(const KeyBlob& requestKey, std::string_view body, AuthenticationPair* pair);
+    // E_POINTER: null body. E_FAIL: the key was refused. E_UNEXPECTED: the token does not fit.
+    Outcome<AuthenticationPair> GenerateTokenAndDigest(const KeyBlob& requestKey, std::string_view body);
 
     // Checks the pair of a reply. E_FAIL if it does not belong to `body`, if the token is not a hexadecimal text or
     // too long, or if the key does not decrypt it. E_OUTOFMEMORY if that could not be found out. The digest's letter

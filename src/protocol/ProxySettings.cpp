@@ -75,19 +75,21 @@ private:
 
 // From the registry and not through WinINet: under Wine its query asks DHCP and name servers for a script, which nobody
 // can break off, and knows no script's address.
-bool ProxySettings::Read(Values* values) {
+ProxySettings::Values ProxySettings::Read() {
+    Values values;
     // Of the machine, if an administrator wants the same for all of its users.
     ValueReader policy(HKEY_LOCAL_MACHINE, kPolicy);
     const bool isOfUser = policy.Number(L"ProxySettingsPerUser", 1) != 0;
     ValueReader settings(isOfUser ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE, kSettings);
     const std::string connection = settings.Bytes(L"Connections", kConnection);
-    values->detects = connection.size() > kConnectionFlags && (connection[kConnectionFlags] & kAutoDetect) != 0;
-    values->script = settings.Text(L"AutoConfigURL");
+    values.detects = connection.size() > kConnectionFlags && (connection[kConnectionFlags] & kAutoDetect) != 0;
+    values.script = settings.Text(L"AutoConfigURL");
     if (settings.Number(L"ProxyEnable", 0) != 0) {
-        values->named = ProxiesIn(WideToUtf8(settings.Text(L"ProxyServer")));
-        values->exceptions = WideToUtf8(settings.Text(L"ProxyOverride"));
+        values.named = ProxiesIn(WideToUtf8(settings.Text(L"ProxyServer")));
+        values.exceptions = WideToUtf8(settings.Text(L"ProxyOverride"));
     }
-    return !policy.HasFailed() && !settings.HasFailed();
+    values.isWhole = !policy.HasFailed() && !settings.HasFailed();
+    return values;
 }
 
 // Under Wine the seven values take a tenth of a request, so that they are read again only after a change. An
@@ -96,10 +98,8 @@ void ProxySettings::Update() {
     if (m_watch.IsUnchanged()) return;
     RegistryWatch watch(
         {{HKEY_CURRENT_USER, kSettings}, {HKEY_LOCAL_MACHINE, kSettings}, {HKEY_LOCAL_MACHINE, kPolicies}});
-    Values values;
-    const bool isWhole = Read(&values);
-    m_values = std::move(values);
-    m_watch = isWhole ? std::move(watch) : RegistryWatch();
+    m_values = Read();
+    m_watch = m_values.isWhole ? std::move(watch) : RegistryWatch();
 }
 
 std::vector<std::string> ProxySettings::For(const std::string& host, Interruption& interruption, DWORD milliseconds) {

@@ -25,9 +25,10 @@ private:
         std::wstring script;
         std::vector<std::string> named;
         std::string exceptions;
+        bool isWhole = false;  // the system could say what each of them is
     };
 
-    static bool Read(Values* values);
+    static Values Read();
     void Update();
 
     RegistryWatch m_watch;

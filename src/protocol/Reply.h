@@ -25,7 +25,8 @@ Outcome<ReplyEnvelope> ReadEnvelope(std::string_view reply);
 
 // What a reply brought. The request's type says which member.
 struct ReplyPayload {
-    int serverResult = 0;  // the envelope's, even if the reply is not authentic
+    int serverResult = 0;           // the envelope's, even if the reply is not authentic
+    std::string additionalMessage;  // likewise
     UniqueCom<IQSNUserInfo> userInfo;
     std::string userID;  // of `userInfo`
     UniqueCom<IQSNList> productList;

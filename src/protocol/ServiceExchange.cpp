@@ -22,18 +22,17 @@ std::vector<std::string> Headers(const AuthenticationPair& pair, const std::stri
 
 Outcome<SignedReply> ServiceExchange::CommunicateToServer(const ServerURL& url, std::string_view body,
                                                           const std::string& userAgent) {
-    AuthenticationPair pair;
     const ProvidedKey requestKey(KeySlot::kRequest);
-    if (FAILED(m_authentication.GenerateTokenAndDigest(requestKey.Blob(), body, &pair))) return {kRequestNotSigned};
-    const HttpRequestInfo request{url, Headers(pair, userAgent), body};
+    const auto pair = m_authentication.GenerateTokenAndDigest(requestKey.Blob(), body);
+    if (FAILED(pair.result)) return {kRequestNotSigned};
+    const HttpRequestInfo request{url, Headers(pair.value, userAgent), body};
 
     TraceA("Send data to Server\n");
-    SignedReply reply;
-    const HRESULT hr = m_client.SendHttpsRequest(request, &reply);
-    if (SUCCEEDED(hr)) return {hr, std::move(reply)};
-    TraceA("Send http request to server failed hr = %x, %s\n", static_cast<unsigned>(hr), url.Text().c_str());
+    Outcome<SignedReply> reply = m_client.SendHttpsRequest(request);
+    if (SUCCEEDED(reply.result)) return reply;
+    TraceA("Send http request to server failed hr = %x, %s\n", static_cast<unsigned>(reply.result), url.Text().c_str());
     m_usageLog.Log(L"Send http request to server failed");
-    return {hr};
+    return {reply.result};
 }
 
 HRESULT ServiceExchange::VerifyServerDigest(const SignedReply& reply) {

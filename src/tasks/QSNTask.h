@@ -56,7 +56,7 @@ using GetProductListTask =
                                                                      : &QSNThreadContext::GetProductListV2CmdProc>;
 
 // A task that brings a text back, which may be a token.
-template <TaskName name, HRESULT (QSNThreadContext::*reader)(SecretText*) const>
+template <TaskName name, Outcome<SecretText> (QSNThreadContext::*reader)() const>
 class TextTask final : public QSNTaskBase {
 public:
     TextTask() : QSNTaskBase(name.text) {}
@@ -65,7 +65,11 @@ public:
     const SecretText& Text() const noexcept { return m_strResult; }
 
 private:
-    HRESULT RunIn(QSNThreadContext& context) override { return (context.*reader)(&m_strResult); }
+    HRESULT RunIn(QSNThreadContext& context) override {
+        Outcome<SecretText> text = (context.*reader)();
+        m_strResult = std::move(text.value);
+        return text.result;
+    }
 
     SecretText m_strResult;
 };

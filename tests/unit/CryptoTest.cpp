@@ -78,18 +78,19 @@ TEST(MemberKey, IsRefusedWhereItAsksForAPassPhrase) {
 TEST(MessageAuthentication, ARequestCarriesTheNonceOfItsSecond) {
     std::uint32_t second = 0;
     MessageAuthentication authentication;
-    AuthenticationPair pair{};
+    Outcome<AuthenticationPair> pair;
     do {
         second = static_cast<std::uint32_t>(std::time(nullptr));
-        ASSERT_EQ(S_OK, authentication.GenerateTokenAndDigest(ProvidedKey(KeySlot::kRequest).Blob(), "{}\n", &pair));
+        pair = authentication.GenerateTokenAndDigest(ProvidedKey(KeySlot::kRequest).Blob(), "{}\n");
+        ASSERT_EQ(S_OK, pair.result);
     } while (std::time(nullptr) != second);
     // What the C runtime's generator gives first after being seeded with the second.
     const std::string nonce = std::to_string(((second * 214013u + 2531011u) >> 16) & 0x7fff);
-    EXPECT_EQ(HmacMD5Hex(AcquireKeyBlobProvider(), "{}\n", nonce), pair.digest);
+    EXPECT_EQ(HmacMD5Hex(AcquireKeyBlobProvider(), "{}\n", nonce), pair.value.digest);
     KeyBlob tooMuch = ProvidedKey(KeySlot::kRequest).Blob();
     tooMuch.length = sizeof(tooMuch.bytes) + 1;
     for (const KeyBlob& blob : {KeyBlob{}, tooMuch})
-        EXPECT_EQ(E_FAIL, authentication.GenerateTokenAndDigest(blob, "x", &pair));
+        EXPECT_EQ(E_FAIL, authentication.GenerateTokenAndDigest(blob, "x").result);
 }
 
 TEST(MessageAuthentication, StaysInsideABufferThatIsShorterThanTheKey) {
