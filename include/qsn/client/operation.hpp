@@ -32,9 +32,9 @@ public:
     void Set(Result<T> result) {
         std::unique_lock<std::mutex> lock(m_lock);
         m_result.emplace(std::move(result));
-        m_changed.notify_all();
         const auto then = std::move(m_then);
         lock.unlock();
+        m_changed.notify_all();  // who waits need not wait for the lock as well
         if (then) Host::Run(m_host, then);
     }
     // Whether there is a result, at the latest after `limit`; at once inside a call from the library.
