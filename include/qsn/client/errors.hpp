@@ -208,5 +208,9 @@ inline std::error_condition make_error_condition(Condition condition) noexcept {
 
 }  // namespace qsn
 
+namespace std {
+
 template <>
-struct std::is_error_condition_enum<qsn::Condition> : std::true_type {};
+struct is_error_condition_enum<qsn::Condition> : true_type {};
+
+}  // namespace std
