@@ -8,7 +8,6 @@
 #include <charconv>
 #include <cstdint>
 #include <iterator>
-#include <string_view>
 #include <vector>
 
 namespace qsn {
@@ -110,15 +109,16 @@ static_assert(std::size(kProductTexts) == QSN_PRODUCT_DEMO_URL, "one for each id
 
 // The decimal number that the whole text is, or 0.
 template <class Number>
-Number NumberIn(std::string_view text) {
+Number NumberIn(const std::string& text) {
     Number number = 0;
-    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    return error == std::errc() && stop == text.data() + text.size() ? number : 0;
+    const char* const end = text.data() + text.size();
+    const std::from_chars_result read = std::from_chars(text.data(), end, number);
+    return read.ec == std::errc() && read.ptr == end ? number : 0;
 }
 
 // From "20261231".
-inline std::optional<Date> DateIn(std::string_view text) {
-    if (text.size() != 8 || text.find_first_not_of("0123456789") != std::string_view::npos) return std::nullopt;
+inline std::optional<Date> DateIn(const std::string& text) {
+    if (text.size() != 8 || text.find_first_not_of("0123456789") != std::string::npos) return std::nullopt;
     const Date date{NumberIn<int>(text.substr(0, 4)), NumberIn<int>(text.substr(4, 2)), NumberIn<int>(text.substr(6))};
     const bool isLeapYear = date.year % 4 == 0 && (date.year % 100 != 0 || date.year % 400 == 0);
     const int days[] = {0, 31, isLeapYear ? 29 : 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
