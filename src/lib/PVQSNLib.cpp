@@ -232,6 +232,12 @@ HRESULT PVQSNLib::PostTokenCheck() {
     return S_OK;
 }
 
+// Not by way of `Queue`: every call comes through here, and need not count another reference.
+std::shared_ptr<QSNWorkerThread> PVQSNLib::Worker() const {
+    const std::lock_guard lock(m_runningLock);
+    return m_running.worker;
+}
+
 SessionQueue PVQSNLib::Queue() const {
     const std::lock_guard lock(m_runningLock);
     return {m_running.worker, m_running.book};

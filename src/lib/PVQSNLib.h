@@ -119,7 +119,7 @@ private:
 
     // Null while the object is not initialised.
     SessionQueue Queue() const;
-    std::shared_ptr<QSNWorkerThread> Worker() const { return Queue().worker; }
+    std::shared_ptr<QSNWorkerThread> Worker() const;
     // Ends whatever posts work by itself, then takes the worker away from everybody else.
     RunningSession EndSources();
     RunningSession TakeRunning();
