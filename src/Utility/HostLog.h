@@ -27,7 +27,7 @@ public:
 
 private:
     std::atomic<std::uint32_t> m_level{0};  // 0: nobody listens
-    SlimLock m_lock;                        // guards m_log; the host is never called under it
+    SlimLock m_lock;                        // guards m_log; nothing of the host but AddRef is called under it
     UniqueCom<IQSNLog> m_log;
 };
 
