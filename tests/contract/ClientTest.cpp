@@ -1,5 +1,3 @@
-#include <qsn/client.hpp>
-
 #include <gmock/gmock.h>
 
 #include <coroutine>
@@ -9,12 +7,9 @@
 #include <thread>
 
 #include "service/accounts/ProductMembers.h"
-#include "service/http/ReplyGate.h"
+#include "support/ClientFixture.h"
 #include "support/Fakes.h"
 #include "support/Library.h"
-#include "support/ProcessState.h"
-#include "support/SharedValues.h"
-#include "support/TestService.h"
 #include "support/TraceCapture.h"
 
 namespace {
@@ -26,81 +21,6 @@ using qsn::Client;
 using qsn::Condition;
 using qsn::Result;
 using qsn::service::ReplyGate;
-
-const std::error_code kCancelled = std::make_error_code(std::errc::operation_canceled);
-const std::error_code kInvalid = std::make_error_code(std::errc::invalid_argument);
-const std::error_code kDeadlock = std::make_error_code(std::errc::resource_deadlock_would_occur);
-const std::error_code kNotOpen = qsn::ErrorOf(QSN_RETURN_E_NOT_INITIALIZED);
-
-// What other threads bring, in the order in which it came.
-template <class T>
-class Collection {
-public:
-    void Add(T item) {
-        const std::lock_guard lock(m_lock);
-        m_items.push_back(std::move(item));
-    }
-    std::vector<T> Take() {
-        const std::lock_guard lock(m_lock);
-        return std::exchange(m_items, {});
-    }
-    std::size_t Count() {
-        const std::lock_guard lock(m_lock);
-        return m_items.size();
-    }
-    bool Reaches(std::size_t count) {
-        return Eventually([&] { return Count() >= count; });
-    }
-
-private:
-    std::mutex m_lock;
-    std::vector<T> m_items;
-};
-
-using Lines = std::vector<std::string>;
-struct Journal : Collection<std::string> {
-    // A completion that writes how its operation ended.
-    auto Line(const std::string& name) {
-        return [this, name](const auto& result) { Add(name + (result ? " ok" : " " + result.Error().message())); };
-    }
-    // A notification.
-    auto Text(const std::string& name) {
-        return [this, name](const std::string& text) { Add(name + " " + text); };
-    }
-};
-
-class ClientTest : public Test {
-protected:
-    ClientTest() {
-        TestService::Instance().Reset();
-        m_options.productSid = L"SID-TEST";
-        m_options.libraryPath = qsn::ToWide(QSN_TEST_DLL);
-        m_options.notifications.serviceMessage = m_journal.Text("message");
-    }
-    Client Open() { return Client::Open(m_options).Get().Value(); }
-    Client SignedIn() {
-        Client client = Open();
-        EXPECT_TRUE(client.SignIn(kToken).Get()->signedIn);
-        return client;
-    }
-    static std::shared_ptr<const ReplyGate> HoldNext(const std::string& requestType = {}) {
-        auto gate = std::make_shared<const ReplyGate>();
-        Server().Rules().Once({.gate = gate}, {.requestType = requestType});
-        return gate;
-    }
-    // Handlers run when the test says so.
-    qsn::Executor Held() {
-        return [this](std::function<void()> call) { m_held.Add(std::move(call)); };
-    }
-    void RunHeldCalls() {
-        for (const auto& call : m_held.Take()) call();
-    }
-
-    SharedValues m_cleanUser;
-    Journal m_journal;
-    Collection<std::function<void()>> m_held;
-    qsn::Options m_options;
-};
 
 TEST_F(ClientTest, BringsWhatTheServiceKnows) {
     Client client = Open();
@@ -231,10 +151,6 @@ struct Failure {
     std::error_code error;
     std::set<Condition> conditions;
 };
-std::error_code Network(int code) { return {code, qsn::NetworkCategory()}; }
-std::function<void()> Reply(qsn::service::ReplyChange change) {
-    return [change = std::move(change)] { Server().Rules().Always(change); };
-}
 
 TEST_F(ClientTest, TellsFailuresApart) {
     using enum Condition;
@@ -294,92 +210,6 @@ TEST_F(ClientTest, TellsFailuresApart) {
     }
 }
 
-// Whatever the service does, the end comes in time, and everything has been told.
-TEST_F(ClientTest, EndsWithinASecond) {
-    using Box = std::unique_ptr<Client>;
-    const std::pair<const char*, std::function<void()>> silences[] = {
-        {"service", Reply({.neverReply = true})},
-        {"drip", Reply({.pieceSize = 1, .pause = 1s})},
-        {"handshake", [] { Server().SetTlsFault(qsn::service::TlsFault::kSilenceInHandshake); }},
-    };
-    const std::tuple<const char*, ULONGLONG, void (*)(Box&)> ends[] = {
-        {"Close", 980, [](Box& client) { client->Close(); }},
-        {"Close at once", 0, [](Box& client) { client->Close(0ms); }},
-        {"destructor", 980, [](Box& client) { client.reset(); }},
-        {"assignment", 980, [](Box& client) { *client = Client(); }},
-    };
-    for (const auto& [silence, begin] : silences) {
-        for (const auto& [name, least, end] : ends) {
-            SCOPED_TRACE(std::string(silence) + ", " + name);
-            auto client = std::make_unique<Client>(SignedIn());
-            const auto count = [] { return Server().Count().requests + Server().Count().tunnels; };
-            Server().DropConnections();
-            const std::size_t before = count();
-            begin();
-            Journal journal;
-            client->GetUserInfo(journal.Line("user"));
-            client->QueryQuota(journal.Line("quota"));
-            auto queued = client->LogDownload();
-            ASSERT_TRUE(Eventually([&] { return count() > before; }));
-            const ULONGLONG start = GetTickCount64();
-            end(client);
-            // A request has a second to end by itself.
-            EXPECT_THAT(GetTickCount64() - start, AllOf(Ge(least), Le(least == 0 ? 150u : 1100u)));
-            EXPECT_EQ(GetModuleHandleW(L"qsn.dll"), nullptr);
-            EXPECT_TRUE(queued.WaitFor(0ms));
-            EXPECT_EQ(queued.Get().Error(), kCancelled);
-            EXPECT_THAT(journal.Take(),
-                        UnorderedElementsAre("user " + kCancelled.message(), "quota " + kCancelled.message()));
-            const std::error_code after = client ? client->GetUserInfo().Get().Error() : kNotOpen;
-            EXPECT_EQ(after, kNotOpen);
-            TestService::Instance().Reset();
-        }
-    }
-}
-
-TEST_F(ClientTest, EndsEachOperationOnceWhateverHappens) {
-    std::atomic<int> ended{0};
-    for (int round = 0; round < 5; ++round) {
-        Client client = SignedIn();
-        std::vector<std::jthread> threads;
-        threads.reserve(3);
-        for (int thread = 0; thread < 3; ++thread) {
-            threads.emplace_back([&, thread] {
-                for (int i = 0; i < 30; ++i) {
-                    const auto end = [&](const auto&) { ++ended; };
-                    const qsn::Request request = i % 3 == 0 ? client.SignIn(kToken, end) : client.LogDownload(end, 5ms);
-                    if (i % 4 == 1) request.Cancel();
-                    if (i % 10 == 9) thread == 0 ? client.Stop() : void(client.AccessToken().Get().Error());
-                }
-                if (thread == 2) client.Close();
-            });
-        }
-    }
-    EXPECT_EQ(ended, 5 * 3 * 30);
-}
-
-TEST_F(ClientTest, NeverWaitsForItself) {
-    auto client = std::make_unique<Client>(SignedIn());
-    std::promise<std::vector<std::error_code>> errors;
-    client->GetUserInfo([&](const Result<qsn::UserInfo>&) {
-        auto operation = client->AccessToken();
-        EXPECT_FALSE(operation.WaitFor(10s));
-        errors.set_value({operation.Get().Error(), client->SetLanguage("de").Get().Error()});
-    });
-    EXPECT_EQ(errors.get_future().get(), std::vector(2, kDeadlock));
-    EXPECT_TRUE(client->AccessToken().Get()) << "it is open still";
-
-    Client* const raw = client.release();
-    raw->GetUserInfo([&, raw](const Result<qsn::UserInfo>&) {
-        raw->SignOut(m_journal.Line("out"));
-        delete raw;
-        m_journal.Add("deleted");
-    });
-    ASSERT_TRUE(m_journal.Reaches(2));
-    EXPECT_EQ(m_journal.Take(), (Lines{"out " + kCancelled.message(), "deleted"}));
-    EXPECT_TRUE(Eventually([] { return GetModuleHandleW(L"qsn.dll") == nullptr; }));
-}
-
 TEST_F(ClientTest, TellsOfHandlersThatThrow) {
     std::atomic<int> failures{0};
     m_options.notifications.serviceMessage = [](const std::string&) { throw 1; };
@@ -431,18 +261,6 @@ TEST_F(ClientTest, CanBeAwaited) {
                                            held ? "here" : "elsewhere", "failed"}));
         EXPECT_TRUE(Eventually([] { return GetModuleHandleW(L"qsn.dll") == nullptr; }));
     }
-}
-
-TEST_F(ClientTest, MayGoBeforeWhatItsExecutorHolds) {
-    m_options.executor = Held();
-    {
-        Client client = SignedIn();
-        Server().Rules().Once({.additionalMessage = "hello"});
-        client.GetUserInfo(m_journal.Line("user"));
-        ASSERT_TRUE(m_held.Reaches(2));
-    }
-    RunHeldCalls();
-    EXPECT_EQ(m_journal.Take(), Lines{"user ok"}) << "a client that is gone notifies nobody";
 }
 
 TEST_F(ClientTest, HearsOfOtherApplications) {
@@ -515,44 +333,6 @@ TEST_F(ClientTest, SaysWhyItCannotBeOpened) {
     cancelled.Cancel();
     const Result<Client> client = cancelled.Get();
     EXPECT_TRUE(client || client.Error() == kCancelled) << client.Error();
-}
-
-TEST(ClientErrors, EachCodeHasANameOfItsOwn) {
-    std::set<std::string> names;
-    const auto expectText = [&](const std::error_code& code) {
-        const auto* const text = qsn::FindCodeText(code);
-        EXPECT_TRUE(text && names.insert(text->name).second && code.message().starts_with(text->name)) << code;
-    };
-    for (const HRESULT hr : {E_NOTIMPL, E_NOINTERFACE, E_POINTER, E_FAIL, E_UNEXPECTED, E_OUTOFMEMORY, E_INVALIDARG})
-        expectText(qsn::ErrorOf(hr));
-    for (const int code : {2, 4, 5, 6}) expectText(qsn::ErrorOf(static_cast<HRESULT>(0x86210000 + code)));
-    for (const int code : {1, 2, 3, 4, 5, 8, 9, 10, 11, 101, 102, 103, 104, 105, 106, 107})
-        expectText(qsn::ErrorOf(static_cast<QSN_CALLBACK_RESULT>(code)));
-    for (const int code : {2, 7, 29, 30, 37, 38, 45, 152, 157, 163, 170}) expectText(Network(12000 + code));
-    EXPECT_NE(qsn::ErrorOf(static_cast<QSN_CALLBACK_RESULT>(99)).message().find("0x00000063"), std::string::npos);
-}
-
-TEST(ClientResults, LeadOnToOthers) {
-    const auto half = [](int value) -> Result<int> { return value % 2 == 0 ? Result<int>(value / 2) : kInvalid; };
-    const auto text = [](int value) { return std::to_string(value); };
-    int seen = 0;
-    const auto see = [&](int value) { seen = value; };
-    const Result<int> eight = 8, nothing = kCancelled;
-    EXPECT_EQ(*eight.and_then(half).and_then(half).transform(text), "2");
-    EXPECT_TRUE(eight.transform(see).and_then([]() -> Result<void> { return {}; }));
-    EXPECT_EQ(seen, 8);
-    EXPECT_EQ(Result<int>(3).and_then(half).transform(text).Error(), kInvalid);
-    EXPECT_EQ(nothing.transform(see).Error(), kCancelled);
-    EXPECT_EQ(eight.value_or(1) + nothing.value_or(1), 9);
-    EXPECT_EQ(*Result(std::make_unique<int>(5)).transform([](std::unique_ptr<int> moved) { return *moved; }), 5);
-    EXPECT_THROW(nothing.Value(), std::system_error);
-}
-
-TEST(ClientTexts, GoBetweenUtf8AndUtf16) {
-    EXPECT_EQ(qsn::ToWide("Beno\xc3\xaet \xf0\x9f\x8c\xbf"), L"Beno\u00eet \U0001F33F");
-    EXPECT_EQ(qsn::ToUtf8(L"Beno\u00eet \U0001F33F"), "Beno\xc3\xaet \xf0\x9f\x8c\xbf");
-    EXPECT_EQ(qsn::ToWide(std::string("a\0b", 3)).size(), 3u);
-    EXPECT_EQ(qsn::ToUtf8(L"") + qsn::ToUtf8(qsn::ToWide("\xff")), "\xef\xbf\xbd");
 }
 
 }  // namespace
