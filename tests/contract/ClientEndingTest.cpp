@@ -12,9 +12,7 @@ using namespace std::chrono_literals;
 using namespace qsn::test;
 using namespace testing;
 using qsn::Client;
-using qsn::Condition;
 using qsn::Result;
-using qsn::service::ReplyGate;
 
 // Whatever the service does, the end comes in time, and everything has been told.
 TEST_F(ClientTest, EndsWithinASecond) {

@@ -9,8 +9,6 @@ namespace {
 using namespace std::chrono_literals;
 using namespace qsn::test;
 using namespace testing;
-using qsn::Client;
-using qsn::Condition;
 using qsn::Result;
 
 TEST(ClientErrors, EachCodeHasANameOfItsOwn) {
