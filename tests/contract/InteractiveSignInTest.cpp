@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <coroutine>
 #include <deque>
 #include <future>
@@ -51,6 +52,7 @@ protected:
     }
     std::error_code Error() { return m_signIn.WaitFor(20s) ? m_signIn.Get().Error() : std::error_code(); }
 
+    std::atomic<DWORD> m_inExecutor{0};  // before the client, whose last call may end after the test
     qsn::Options m_options;
     Client m_client;
     qsn::Operation<qsn::SignInState> m_signIn;
@@ -190,12 +192,11 @@ TEST_F(InteractiveSignIn, SaysWhyItCannotBegin) {
 }
 
 TEST_F(InteractiveSignIn, CallsTheHostWhereHandlersRun) {
-    std::atomic<DWORD> inExecutor{0};
     std::promise<std::exception_ptr> thrown;
-    m_options.executor = [&inExecutor](const std::function<void()>& call) {
-        inExecutor = GetCurrentThreadId();
+    m_options.executor = [this](const std::function<void()>& call) {
+        m_inExecutor = GetCurrentThreadId();
         call();
-        inExecutor = 0;
+        m_inExecutor = 0;
     };
     m_options.notifications.handlerFailed = [&thrown](const std::exception_ptr& failure) { thrown.set_value(failure); };
     m_client = Client::Open(m_options).Get().Value();
@@ -203,11 +204,11 @@ TEST_F(InteractiveSignIn, CallsTheHostWhereHandlersRun) {
     qsn::InteractiveOptions options;
     bool openedThere = false;
     options.open = [&](const std::string&) -> qsn::Result<void> {
-        openedThere = inExecutor == GetCurrentThreadId();
+        openedThere = m_inExecutor == GetCurrentThreadId();
         throw std::runtime_error("no browser");
     };
     qsn::SignInInteractive(m_client, options, [&](const qsn::Result<qsn::SignInState>& state) {
-        ended.set_value({state.Error(), inExecutor == GetCurrentThreadId()});
+        ended.set_value({state.Error(), m_inExecutor == GetCurrentThreadId()});
     });
     const auto [error, endedThere] = ended.get_future().get();
     EXPECT_TRUE(openedThere);
