@@ -80,7 +80,7 @@ HEADER
     # This version of the compiler has coroutines in C++20 but does not announce them.
     for standard in c++17 "c++20 -D__cpp_impl_coroutine=201902L"; do
         # shellcheck disable=SC2086
-        (cd "$QSN_ROOT/include" && printf '#include <%s>\n' qsn/client.hpp qsn/client/*.hpp) |
+        (cd "$QSN_ROOT/include" && printf '#include <%s>\n' qsn/client.hpp qsn/testing.hpp qsn/client/*.hpp qsn/testing/*.hpp) |
             clang++-14 --target="$CROSS" -std=$standard -fms-extensions -fdelayed-template-parsing -fsyntax-only -Wall \
                 -Wextra -Werror -isystem "$CXX_HEADERS" -isystem "$CXX_HEADERS/$CROSS" -I "$QSN_ROOT/include" \
                 -x c++ - || result=1

@@ -59,42 +59,10 @@ private:
     }
 };
 
-// An object that the library calls and counts references to; it begins with one.
-template <class Interface>
-class ComObject : public Interface {
-public:
-    ComObject(REFIID iid, std::shared_ptr<const Host> host) noexcept : m_host(std::move(host)), m_iid(iid) {}
-    ComObject(const ComObject&) = delete;
-    ComObject& operator=(const ComObject&) = delete;
-
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
-        if (!object) return E_POINTER;
-        const bool known = IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, m_iid);
-        *object = known ? static_cast<Interface*>(this) : nullptr;
-        if (known) AddRef();
-        return known ? S_OK : E_NOINTERFACE;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++m_references; }
-    ULONG STDMETHODCALLTYPE Release() override {
-        const ULONG left = --m_references;
-        if (left == 0) delete this;
-        return left;
-    }
-
-protected:
-    virtual ~ComObject() = default;
-
-    const std::shared_ptr<const Host> m_host;
-
-private:
-    const IID m_iid;
-    std::atomic<ULONG> m_references{1};
-};
-
 // Passes on what the library reports without being asked.
 class Notifier final : public ComObject<IQSNCallbackFunc> {
 public:
-    explicit Notifier(std::shared_ptr<const Host> host) : ComObject(IID_IQSNCallbackFunc, std::move(host)) {}
+    explicit Notifier(std::shared_ptr<const Host> host) : ComObject(IID_IQSNCallbackFunc), m_host(std::move(host)) {}
 
     HRESULT STDMETHODCALLTYPE Callback(int32_t action, int32_t result, void* data) override {
         m_host->GuardInside([&] {
@@ -126,16 +94,21 @@ private:
         if (!handler) return nullptr;
         return [handler, argument = std::move(argument)] { handler(argument); };
     }
+
+    const std::shared_ptr<const Host> m_host;
 };
 
 class Logger final : public ComObject<IQSNLog> {
 public:
-    explicit Logger(std::shared_ptr<const Host> host) : ComObject(IID_IQSNLog, std::move(host)) {}
+    explicit Logger(std::shared_ptr<const Host> host) : ComObject(IID_IQSNLog), m_host(std::move(host)) {}
 
     HRESULT STDMETHODCALLTYPE Write(const QSN_LOG_RECORD* record) override {
         m_host->Guard([&] { m_host->options.log(*record); });
         return S_OK;
     }
+
+private:
+    const std::shared_ptr<const Host> m_host;
 };
 
 }  // namespace qsn::detail

@@ -5,6 +5,8 @@
 #include <qsn/client/errors.hpp>
 #include <qsn/client/result.hpp>
 
+#include <atomic>
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -18,6 +20,36 @@ template <class T>
 std::shared_ptr<T> Owned(T* object) {
     return std::shared_ptr<T>(object, [](T* owned) { owned ? void(owned->Release()) : void(); });
 }
+
+// An object that the library calls and counts references to; it begins with one.
+template <class Interface>
+class ComObject : public Interface {
+public:
+    explicit ComObject(REFIID iid) noexcept : m_iid(iid) {}
+    ComObject(const ComObject&) = delete;
+    ComObject& operator=(const ComObject&) = delete;
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
+        if (!object) return E_POINTER;
+        const bool known = IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, m_iid);
+        *object = known ? static_cast<Interface*>(this) : nullptr;
+        if (known) AddRef();
+        return known ? S_OK : E_NOINTERFACE;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++m_references; }
+    ULONG STDMETHODCALLTYPE Release() override {
+        const ULONG left = --m_references;
+        if (left == 0) delete this;
+        return left;
+    }
+
+protected:
+    virtual ~ComObject() = default;
+
+private:
+    const IID m_iid;
+    std::atomic<ULONG> m_references{1};
+};
 
 }  // namespace detail
 
@@ -51,13 +83,13 @@ public:
     }
 
     /* For hosts that link to the DLL's import library. Others must not call this. */
-    static Library Linked() noexcept { return From(&CreateQSN); }
+    static Library Linked() { return From(&CreateQSN); }
 
     /*
-     * A library of the host's own, such as one that plays the service in its tests. A client uses IQSNRequests of the
-     * objects that `create` makes, and of IPVSubscription Init, Uninit, Stop and item 1.
+     * A library of the host's own; <qsn/testing.hpp> has one for tests. `create` does what CreateQSN does, on any
+     * thread. A client uses IQSNRequests of its objects, and of IPVSubscription Init, Uninit, Stop and item 1.
      */
-    static Library From(CreateQSNFunc create) noexcept { return Library(nullptr, create); }
+    static Library From(std::function<HRESULT(void** object)> create) { return Library(nullptr, std::move(create)); }
 
     /* A new library object, not yet initialised. Errors: E_FAIL. */
     Result<std::shared_ptr<IPVSubscription2>> Create() const {
@@ -68,13 +100,13 @@ public:
     }
 
 private:
-    Library(std::shared_ptr<void> module, CreateQSNFunc create) noexcept
-        : m_module(std::move(module)), m_create(create) {}
+    Library(std::shared_ptr<void> module, std::function<HRESULT(void**)> create) noexcept
+        : m_module(std::move(module)), m_create(std::move(create)) {}
 
     static std::error_code LastError() { return {static_cast<int>(GetLastError()), std::system_category()}; }
 
     std::shared_ptr<void> m_module;
-    CreateQSNFunc m_create;
+    std::function<HRESULT(void**)> m_create;
 };
 
 }  // namespace qsn

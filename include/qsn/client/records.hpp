@@ -7,7 +7,6 @@
 
 #include <charconv>
 #include <cstdint>
-#include <iterator>
 #include <vector>
 
 namespace qsn {
@@ -59,54 +58,6 @@ struct Quota {
 
 namespace detail {
 
-// The texts of a product, in the order of their ids from 1 on; null: no text, or one that gets a type of its own.
-inline constexpr std::string Product::*kProductTexts[] = {&Product::name,
-                                                          &Product::type,
-                                                          &Product::displayName,
-                                                          &Product::version,
-                                                          &Product::displayVersion,
-                                                          &Product::versionType,
-                                                          &Product::displayVersionType,
-                                                          &Product::sid,
-                                                          &Product::downloadUrl,
-                                                          &Product::downloadUrlMd5,
-                                                          &Product::status,
-                                                          nullptr,
-                                                          nullptr,
-                                                          nullptr,
-                                                          nullptr,
-                                                          nullptr,
-                                                          nullptr,
-                                                          nullptr,
-                                                          nullptr,
-                                                          &Product::patchDownloadUrl,
-                                                          &Product::patchDownloadUrlMd5,
-                                                          nullptr,
-                                                          &Product::upgradeProducts,
-                                                          &Product::contentPackWebPageUrl,
-                                                          nullptr,
-                                                          nullptr,
-                                                          &Product::icon,
-                                                          &Product::tutorialUrl,
-                                                          &Product::introUrl,
-                                                          &Product::belongs,
-                                                          &Product::publishDateText,
-                                                          nullptr,
-                                                          &Product::patchInfo,
-                                                          &Product::whatNewUrl,
-                                                          nullptr,
-                                                          nullptr,
-                                                          nullptr,
-                                                          nullptr,
-                                                          nullptr,
-                                                          &Product::extendFeature,
-                                                          &Product::thumb1,
-                                                          &Product::thumb2,
-                                                          &Product::contentDetail,
-                                                          &Product::contentDescription,
-                                                          &Product::demoUrl};
-static_assert(std::size(kProductTexts) == QSN_PRODUCT_DEMO_URL, "one for each id");
-
 // The decimal number that the whole text is, or 0.
 template <class Number>
 Number NumberIn(const std::string& text) {
@@ -151,24 +102,31 @@ std::vector<Record> ReadList(IQSNList* list, Read read) {
     return records;
 }
 
+// Calls `visit(id, member)` for each field that the library has of a product, in the order of their ids.
+template <class AnyProduct, class Visit>
+void VisitFields(AnyProduct& p, const Visit& visit) {
+    const auto each = [&](std::int32_t first, auto&... members) { (visit(first++, members), ...); };
+    each(QSN_PRODUCT_NAME, p.name, p.type, p.displayName, p.version, p.displayVersion, p.versionType,
+         p.displayVersionType, p.sid, p.downloadUrl, p.downloadUrlMd5, p.status);
+    each(QSN_PRODUCT_IS_CHECKED, p.isChecked, p.isUpgraded);
+    each(QSN_PRODUCT_FILE_SIZE, p.fileSize, p.patchFileSize, p.patchDownloadUrl, p.patchDownloadUrlMd5);
+    each(QSN_PRODUCT_UPGRADE_PRODUCTS, p.upgradeProducts, p.contentPackWebPageUrl, p.isContentPack,
+         p.nonSilentInstallation, p.icon, p.tutorialUrl, p.introUrl, p.belongs, p.publishDateText, p.isThirdPartyPack,
+         p.patchInfo, p.whatNewUrl, p.backgroundMusic, p.soundClips, p.haveX64Build, p.stockVideo, p.stockPhoto,
+         p.extendFeature, p.thumb1, p.thumb2, p.contentDetail, p.contentDescription, p.demoUrl);
+}
 inline Product ReadProduct(IQSNDataSet& record) {
     Product product;
-    for (std::int32_t id = 1; id <= QSN_PRODUCT_DEMO_URL; ++id) {
-        if (const auto member = kProductTexts[id - 1]) product.*member = TextField(record, id);
-    }
-    const auto flag = [&](std::int32_t id) { return NumberField(record, id) != 0; };
-    product.isChecked = flag(QSN_PRODUCT_IS_CHECKED);
-    product.isUpgraded = flag(QSN_PRODUCT_IS_UPGRADED);
-    product.isContentPack = flag(QSN_PRODUCT_IS_CONTENT_PACK);
-    product.isThirdPartyPack = flag(QSN_PRODUCT_IS_THIRD_PARTY_PACK);
-    product.nonSilentInstallation = flag(QSN_PRODUCT_NON_SILENT_INSTALLATION);
-    product.haveX64Build = flag(QSN_PRODUCT_HAVE_X64_BUILD);
-    product.backgroundMusic = NumberField(record, QSN_PRODUCT_BACKGROUND_MUSIC);
-    product.soundClips = NumberField(record, QSN_PRODUCT_SOUND_CLIPS);
-    product.stockVideo = NumberField(record, QSN_PRODUCT_STOCK_VIDEO);
-    product.stockPhoto = NumberField(record, QSN_PRODUCT_STOCK_PHOTO);
-    product.fileSize = NumberIn<std::uint64_t>(TextField(record, QSN_PRODUCT_FILE_SIZE));
-    product.patchFileSize = NumberIn<std::uint64_t>(TextField(record, QSN_PRODUCT_PATCH_FILE_SIZE));
+    VisitFields(product, [&](std::int32_t id, auto& member) {
+        using Member = std::decay_t<decltype(member)>;
+        if constexpr (std::is_same_v<Member, std::string>) {
+            member = TextField(record, id);
+        } else if constexpr (std::is_same_v<Member, std::uint64_t>) {
+            member = NumberIn<Member>(TextField(record, id));
+        } else {
+            member = static_cast<Member>(NumberField(record, id));
+        }
+    });
     product.publishDate = DateIn(product.publishDateText);
     return product;
 }

@@ -170,18 +170,18 @@ private:
     class Call final : public ComObject<IQSNCompletion> {
     public:
         Call(std::shared_ptr<Session> session, std::shared_ptr<Ticket> ticket, const Ask<T>& ask, Completion<T> deliver)
-            : ComObject(IID_IQSNCompletion, session->m_host),
+            : ComObject(IID_IQSNCompletion),
               m_session(std::move(session)),
               m_ticket(std::move(ticket)),
               m_read(ask.read),
               m_deliver(std::move(deliver)) {}
 
         HRESULT STDMETHODCALLTYPE Completed(IQSNRequest*, const QSN_OUTCOME* outcome, void* data) override {
-            m_host->GuardInside([&] { End(Read(ErrorOf(*outcome), data)); });
+            m_session->m_host->GuardInside([&] { End(Read(ErrorOf(*outcome), data)); });
             return S_OK;
         }
         void End(Result<T> result) noexcept {
-            m_host->Guard([&] { std::exchange(m_deliver, nullptr)(std::move(result)); });
+            m_session->m_host->Guard([&] { std::exchange(m_deliver, nullptr)(std::move(result)); });
             m_ticket->Ended();
             m_session->Leave(m_ticket);
         }
